@@ -1,0 +1,59 @@
+#include "lib/model/network.h"
+
+#include <algorithm>
+#include <queue>
+
+namespace samplenet {
+
+std::optional<int> Variable::stateIndex(const std::string& state) const {
+    const auto it = std::find(states.begin(), states.end(), state);
+    if (it == states.end()) return std::nullopt;
+    return static_cast<int>(it - states.begin());
+}
+
+std::optional<int> Network::indexOf(const std::string& variableName) const {
+    const auto it = nameIndex.find(variableName);
+    if (it == nameIndex.end()) return std::nullopt;
+    return it->second;
+}
+
+std::size_t Network::configurationCount(int v) const {
+    std::size_t count = 1;
+    for (int p : variables[v].parents) count *= variables[p].states.size();
+    return count;
+}
+
+std::vector<std::vector<int>> Network::children() const {
+    std::vector<std::vector<int>> result(variables.size());
+    for (int v = 0; v < size(); ++v)
+        for (int p : variables[v].parents) result[p].push_back(v);
+    return result;
+}
+
+std::vector<int> Network::topologicalOrder() const {
+    // Kahn's algorithm with a min-heap, so that independent variables keep
+    // their file order. Variables on a cycle are left out.
+    std::vector<int> pendingParents(variables.size());
+    for (int v = 0; v < size(); ++v) pendingParents[v] = static_cast<int>(variables[v].parents.size());
+    const auto childLists = children();
+    std::priority_queue<int, std::vector<int>, std::greater<int>> ready;
+    for (int v = 0; v < size(); ++v)
+        if (pendingParents[v] == 0) ready.push(v);
+    std::vector<int> order;
+    order.reserve(variables.size());
+    while (!ready.empty()) {
+        const int v = ready.top();
+        ready.pop();
+        order.push_back(v);
+        for (int c : childLists[v])
+            if (--pendingParents[c] == 0) ready.push(c);
+    }
+    return order;
+}
+
+void Network::reindex() {
+    nameIndex.clear();
+    for (int v = 0; v < size(); ++v) nameIndex.emplace(variables[v].name, v);
+}
+
+}  // namespace samplenet
