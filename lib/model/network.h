@@ -51,7 +51,7 @@ private:
     std::map<std::string, int> nameIndex;
 };
 
-// Defined in validate.cpp. Checks everything the inference engine relies on and throws
+// Checks everything the inference engine relies on and throws
 // ModelError with a message naming the variable (and parent configuration)
 // at fault: unique names, at least one state, unique state names, valid and
 // distinct parents, no cycle (the message lists the variables on it),
