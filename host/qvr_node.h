@@ -8,6 +8,12 @@
 // current beliefs, and flag bits (bit value 2 marks beliefs as written).
 class NodeValue {
 public:
+    NodeValue() {
+        QVR_intArray oneDimension;
+        oneDimension.SetSize(1);
+        oneDimension[0] = 0;
+        valueTable = QVR_Dmatrix(oneDimension);
+    }
     virtual ~NodeValue() = default;
     virtual int GetValueTable(QVR_Dmatrix** table) {
         *table = &valueTable;
