@@ -1,0 +1,53 @@
+#include "tests/engine/engine_run.h"
+
+#include "tests/support/brute_force.h"
+
+namespace testing_support {
+
+double worstHellinger(const TestHost& host, const std::vector<std::vector<double>>& exact) {
+    double worst = 0.0;
+    for (std::size_t v = 0; v < exact.size(); ++v) worst = std::max(worst, hellinger(host.beliefs(v), exact[v]));
+    return worst;
+}
+
+TinyNet sprinkler() {
+    TinyNet net;
+    net.add(2, {}, {0.5, 0.5});
+    net.add(2, {0}, {0.5, 0.5, 0.9, 0.1});
+    net.add(2, {0}, {0.8, 0.2, 0.2, 0.8});
+    net.add(2, {1, 2}, {1.0, 0.0, 0.1, 0.9, 0.1, 0.9, 0.01, 0.99});
+    return net;
+}
+
+TinyNet threeLayerLoopy() {
+    TinyNet net;
+    net.add(3, {}, {0.6, 0.3, 0.1});                                   // 0
+    net.add(2, {}, {0.7, 0.3});                                        // 1
+    net.add(2, {0}, {0.9, 0.1, 0.5, 0.5, 0.2, 0.8});                   // 2
+    net.add(3, {0, 1}, {0.7, 0.2, 0.1, 0.1, 0.3, 0.6, 0.3, 0.4, 0.3,   // 3
+                        0.2, 0.2, 0.6, 0.05, 0.05, 0.9, 0.4, 0.4, 0.2});
+    net.add(2, {2, 3}, {0.95, 0.05, 0.6, 0.4, 0.3, 0.7, 0.8, 0.2, 0.4, 0.6, 0.1, 0.9});  // 4
+    net.add(2, {3}, {0.99, 0.01, 0.7, 0.3, 0.02, 0.98});               // 5
+    net.add(3, {4, 5}, {0.8, 0.15, 0.05, 0.3, 0.3, 0.4, 0.1, 0.6, 0.3, 0.05, 0.05, 0.9});  // 6
+    return net;
+}
+
+TinyNet chain(int length) {
+    TinyNet net;
+    net.add(2, {}, {0.3, 0.7});
+    for (int v = 1; v < length; ++v) net.add(2, {v - 1}, {0.8, 0.2, 0.25, 0.75});
+    return net;
+}
+
+TinyNet polytree() {
+    TinyNet net;
+    net.add(2, {}, {0.4, 0.6});                                          // 0
+    net.add(3, {}, {0.2, 0.5, 0.3});                                     // 1
+    net.add(2, {0, 1}, {0.9, 0.1, 0.6, 0.4, 0.3, 0.7, 0.8, 0.2, 0.5, 0.5, 0.1, 0.9});  // 2
+    net.add(3, {2}, {0.7, 0.2, 0.1, 0.1, 0.3, 0.6});                     // 3
+    net.add(2, {2}, {0.85, 0.15, 0.25, 0.75});                           // 4
+    net.add(2, {3}, {0.6, 0.4, 0.3, 0.7, 0.05, 0.95});                   // 5
+    return net;
+}
+
+}  // namespace testing_support

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "engine/samplenet.h"
+#include "host/qvr_clock.h"
+#include "tests/support/test_host.h"
+
+namespace testing_support {
+
+enum class Driver { Ais, Lbp, Epis };
+
+// One complete run on a fresh network, with the clock fixed so the samplers'
+// seed is `seed`. Returns the driver's result code.
+inline int runDriver(TestHost& host, Driver driver, long seed = 1234) {
+    qvr_clock::FixReadings(seed, 0);
+    SampleNet net(host);
+    net.SetParameterForImportanceSampling();
+    int result = 0;
+    switch (driver) {
+        case Driver::Ais: result = net.BN_AIS_Sampling(); break;
+        case Driver::Lbp: result = net.LBP(); break;
+        case Driver::Epis: result = net.BN_EPIS_Sampling(); break;
+    }
+    net.ClearImportanceParameter();
+    qvr_clock::UseRealClock();
+    return result;
+}
+
+// Largest Hellinger distance between the host's beliefs and the answer.
+double worstHellinger(const TestHost& host, const std::vector<std::vector<double>>& exact);
+
+// Small networks shared by the engine's tests.
+TinyNet sprinkler();          // loopy: Cloudy -> Sprinkler, Rain -> WetGrass
+TinyNet threeLayerLoopy();    // 7 nodes, several loops, 2-3 states
+TinyNet chain(int length);    // binary chain 0 -> 1 -> ... -> length-1
+TinyNet polytree();           // 6 nodes, no undirected cycle, mixed arities
+
+}  // namespace testing_support
