@@ -4,6 +4,15 @@
 
 namespace testing_support {
 
+long long seedForNextDraw(int x) {
+    // Invert s * 214013 + 2531011 modulo 2^32 (214013 is odd, so it has an
+    // inverse; Newton's iteration doubles the correct bits each step).
+    unsigned inverse = 214013u;
+    for (int i = 0; i < 5; ++i) inverse *= 2u - 214013u * inverse;
+    const unsigned target = static_cast<unsigned>(x) << 16;
+    return static_cast<long long>((target - 2531011u) * inverse);
+}
+
 double worstHellinger(const TestHost& host, const std::vector<std::vector<double>>& exact) {
     double worst = 0.0;
     for (std::size_t v = 0; v < exact.size(); ++v) worst = std::max(worst, hellinger(host.beliefs(v), exact[v]));

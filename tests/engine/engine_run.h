@@ -25,6 +25,9 @@ inline int runDriver(TestHost& host, Driver driver, long seed = 1234) {
     return result;
 }
 
+// A seed from which the next RandLcg draw takes the 15-bit value `x`.
+long long seedForNextDraw(int x);
+
 // Largest Hellinger distance between the host's beliefs and the answer.
 double worstHellinger(const TestHost& host, const std::vector<std::vector<double>>& exact);
 

@@ -1,0 +1,226 @@
+#include <gtest/gtest.h>
+
+#include "engine/random_state.h"
+#include "engine/samplenet.h"
+#include "tests/engine/engine_run.h"
+
+namespace {
+
+using testing_support::TestHost;
+using testing_support::TinyNet;
+
+// A network prepared for sampling, torn down on scope exit.
+struct Prepared {
+    explicit Prepared(TinyNet tiny, std::vector<int> evidence = {}) : host(std::move(tiny), std::move(evidence)), net(host) {
+        net.SetParameterForImportanceSampling();
+    }
+    ~Prepared() { net.ClearImportanceParameter(); }
+    SampleNode& node(int original) { return *net.nodes[host.engineIndex(original)]; }
+    void setColumn(int original, std::vector<double> values) {
+        for (std::size_t s = 0; s < values.size(); ++s) node(original).importanceTable->data[s] = values[s];
+    }
+    TestHost host;
+    SampleNet net;
+};
+
+TinyNet single(std::vector<double> distribution) {
+    TinyNet net;
+    net.add(static_cast<int>(distribution.size()), {}, distribution);
+    return net;
+}
+
+TEST(SetUp, ShapesStridesAndCopies) {
+    TinyNet tiny;
+    tiny.add(2, {}, {0.5, 0.5});
+    tiny.add(4, {}, {0.25, 0.25, 0.25, 0.25});
+    tiny.add(3, {}, {0.2, 0.3, 0.5});
+    std::vector<double> table(48);
+    for (int k = 0; k < 48; ++k) table[k] = (k % 2 == 0) ? 0.125 : 0.875;
+    tiny.add(2, {0, 1, 2}, table);
+    Prepared p(tiny);
+    const SampleNode& x = p.node(3);
+    EXPECT_EQ((std::vector<int>{x.parentStrides[0], x.parentStrides[1], x.parentStrides[2], x.parentStrides[3]}),
+              (std::vector<int>{24, 12, 3, 1}));
+    EXPECT_EQ(x.piMsgs->GetSizeOfDimension(0), 3);
+    EXPECT_EQ(x.piMsgs->GetSizeOfDimension(1), 4);
+    EXPECT_EQ(x.lambdaMsgs->GetSizeOfDimension(0), 0);
+    EXPECT_EQ(x.piProduct.numElements, 24);
+    for (int k = 0; k < 48; ++k) {
+        ASSERT_EQ(x.importanceTable->data[k], x.cpt->data[k]);
+        ASSERT_EQ(x.totalTable->data[k], 0.0);
+    }
+    const SampleNode& root = p.node(0);
+    EXPECT_EQ(root.parentStrides.numElements, 1);
+    EXPECT_EQ(root.parentStrides[0], 1);
+    EXPECT_EQ(root.piMsgs->data.numElements, 0);
+    EXPECT_EQ(root.lambdaMsgs->GetSizeOfDimension(0), 1);
+}
+
+TEST(SetUp, TearDownReleasesTablesAndLeavesHostTablesIntact) {
+    Prepared p(testing_support::sprinkler());
+    p.net.ClearImportanceParameter();
+    for (int i = 0; i < p.net.nodeCount; ++i) EXPECT_EQ(p.net.nodes[i]->importanceTable, nullptr);
+    EXPECT_EQ(p.node(3).cpt->data[7], 0.99);
+}
+
+TEST(Draw, WalksTheColumnWithLessOrEqual) {
+    Prepared p(single({0.2, 0.5, 0.3}));
+    SampleNode& x = p.node(0);
+    // Find a seed whose first draw is about 0.3, and one exactly at a sum.
+    engine_random::SetSeed(0);
+    long long seed = 0;
+    double u = 0.0;
+    do {
+        seed = engine_random::Seed();
+        u = SampleNode::RandLcg();
+    } while (u < 0.25 || u > 0.35);
+    engine_random::SetSeed(seed);
+    EXPECT_DOUBLE_EQ(x.takeImportanceSample(), 1.0);
+    EXPECT_EQ(x.sampledState, 1);
+
+    p.setColumn(0, {0.0, 1.0, 0.0});
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_DOUBLE_EQ(x.takeImportanceSample(), 0.5);
+        ASSERT_EQ(x.sampledState, 1);
+    }
+}
+
+TEST(Draw, RoundingShortfallTakesTheLastPossibleState) {
+    Prepared p(single({0.3, 0.3, 0.4}));
+    SampleNode& x = p.node(0);
+    p.setColumn(0, {0.5, 0.4999999, 0.0});
+    engine_random::SetSeed(testing_support::seedForNextDraw(0x7fff));  // u = 1 - 1e-11
+    EXPECT_DOUBLE_EQ(x.takeImportanceSample(), 0.3 / 0.4999999);
+    EXPECT_EQ(x.sampledState, 1);
+}
+
+TEST(Sample, WeightIsTheRatioProductAndStopsAtZero) {
+    TinyNet tiny;
+    tiny.add(2, {}, {0.0, 1.0});  // observed at state 0: impossible
+    tiny.add(2, {0}, {0.5, 0.5, 0.5, 0.5});
+    Prepared impossible(tiny, {0, -1});
+    impossible.node(1).sampledState = -1;
+    EXPECT_EQ(impossible.net.OneImportanceSample(), 0.0);
+    EXPECT_EQ(impossible.node(1).sampledState, -1);  // never drawn
+
+    // Observed child of a drawn root: weight = P(e | parent) * P(root) / I(root).
+    Prepared p(testing_support::chain(2), {-1, 1});
+    p.setColumn(0, {0.5, 0.5});
+    for (int i = 0; i < 20; ++i) {
+        const double w = p.net.OneImportanceSample();
+        const int root = p.node(0).sampledState;
+        const double expected = (root == 0 ? 0.3 : 0.7) / 0.5 * (root == 0 ? 0.2 : 0.75);
+        EXPECT_DOUBLE_EQ(w, expected);
+        EXPECT_EQ(p.node(1).sampledState, 1);
+    }
+}
+
+TEST(Weights, InitAddAndNormalize) {
+    Prepared p(testing_support::chain(3), {-1, 1, -1});
+    p.net.InitAllWeights();
+    EXPECT_EQ(p.node(1).weights[1], 1.0);
+    p.node(0).sampledState = 1;
+    p.node(2).sampledState = 0;
+    p.net.AddWeight(2.0);
+    p.net.AddWeight(0.0);
+    p.net.AddWeight(-3.0);
+    p.node(0).sampledState = 0;
+    p.net.AddWeight(6.0);
+    EXPECT_EQ(p.node(1).weights[1], 1.0);  // observed nodes never accumulate
+    EXPECT_EQ(p.node(0).NormalizeWeight(), 8.0);
+    EXPECT_EQ(p.node(0).weights[0], 0.75);
+    EXPECT_EQ(p.node(0).weights[1], 0.25);
+    p.node(2).weights[0] = p.node(2).weights[1] = 0.0;
+    EXPECT_EQ(p.node(2).NormalizeWeight(), 0.0);
+}
+
+TEST(Heuristics, ThresholdAndUniformModes) {
+    TinyNet tiny;
+    tiny.add(3, {}, {0.95, 0.04, 0.01});
+    tiny.add(3, {0}, {0.0, 0.97, 0.03, 0.5, 0.0, 0.5, 0.1, 0.1, 0.8});
+    tiny.add(4, {1}, {0.5, 0.0, 0.3, 0.2, 0.25, 0.25, 0.25, 0.25, 0.4, 0.4, 0.1, 0.1});
+    tiny.add(2, {2}, {0.5, 0.5, 0.5, 0.5, 0.5, 0.5, 0.5, 0.5});
+    Prepared p(tiny, {-1, -1, -1, 0});
+    auto column = [&](int v, int c) {
+        const SampleNode& x = p.node(v);
+        return std::vector<double>(x.importanceTable->data.data + c * x.numStates,
+                                   x.importanceTable->data.data + (c + 1) * x.numStates);
+    };
+    p.net.InitNormalizedTable(p.host.engineIndex(0), false);
+    EXPECT_NEAR(column(0, 0)[0], 0.80, 1e-15);
+    EXPECT_EQ(column(0, 0)[1], 0.1);
+    EXPECT_EQ(column(0, 0)[2], 0.1);
+    p.net.InitNormalizedTable(p.host.engineIndex(1), false);
+    EXPECT_EQ(column(1, 0)[0], 0.0);
+    EXPECT_NEAR(column(1, 0)[1], 0.9, 1e-15);
+    EXPECT_EQ(column(1, 0)[2], 0.1);
+    EXPECT_EQ(column(1, 2)[0], 0.1);  // equal to the threshold: not raised
+    EXPECT_EQ(column(1, 2)[2], 0.8);
+    p.net.InitNormalizedTable(p.host.engineIndex(2), true);
+    EXPECT_EQ(column(2, 0), (std::vector<double>{1.0 / 3, 0.0, 1.0 / 3, 1.0 / 3}));
+    // The observed node is not an ancestor of evidence: left as it was.
+    p.net.InitNormalizedTable(p.host.engineIndex(3), true);
+    EXPECT_EQ(p.node(3).importanceTable->data[0], 0.5);
+}
+
+TEST(Heuristics, TiesTakeTheDeficitFromTheLowerStateAndWideNodesGoUniform) {
+    TinyNet tiny;
+    tiny.add(3, {}, {0.48, 0.48, 0.04});
+    std::vector<double> wide(21, 0.0);
+    wide[0] = 0.9;
+    wide[5] = 0.1;
+    tiny.add(21, {}, wide);
+    std::vector<double> twenty(20, 0.001);
+    twenty[0] = 1.0 - 19 * 0.001;
+    tiny.add(20, {}, twenty);
+    tiny.add(2, {0, 1, 2}, std::vector<double>(3 * 21 * 20 * 2, 0.5));
+    Prepared p(tiny, {-1, -1, -1, 1});
+    for (int v = 0; v < 3; ++v) p.net.InitNormalizedTable(p.host.engineIndex(v), false);
+    EXPECT_NEAR(p.node(0).importanceTable->data[0], 0.42, 1e-15);
+    EXPECT_EQ(p.node(0).importanceTable->data[1], 0.48);
+    EXPECT_EQ(p.node(1).importanceTable->data[0], 0.5);
+    EXPECT_EQ(p.node(1).importanceTable->data[5], 0.5);
+    EXPECT_EQ(p.node(1).importanceTable->data[1], 0.0);
+    EXPECT_EQ(p.node(2).importanceTable->data[7], 0.0025);
+    EXPECT_NEAR(p.node(2).importanceTable->data[0], twenty[0] - 19 * 0.0015, 1e-12);
+}
+
+TEST(Learning, BlendsColumnsTowardsTheSampledDistribution) {
+    TinyNet tiny;
+    tiny.add(2, {}, {0.5, 0.5});
+    tiny.add(2, {0}, {0.5, 0.5, 0.2, 0.8});
+    tiny.add(2, {1}, {0.5, 0.5, 0.5, 0.5});
+    Prepared p(tiny, {-1, -1, 0});
+    SampleNode& x = p.node(1);
+    p.net.learningRate = 0.4;
+    x.totalTable->data[0] = 3.0;
+    x.totalTable->data[1] = 1.0;  // column 1 never sampled
+    p.net.NormalizeImportantTable(p.host.engineIndex(1));
+    EXPECT_DOUBLE_EQ(x.importanceTable->data[0], 0.6);
+    EXPECT_DOUBLE_EQ(x.importanceTable->data[1], 0.4);
+    EXPECT_EQ(x.importanceTable->data[2], 0.2);
+    EXPECT_EQ(x.importanceTable->data[3], 0.8);
+    for (int k = 0; k < 4; ++k) EXPECT_EQ(x.totalTable->data[k], 0.0);
+
+    // Accumulation: the square of importance entry times weight, unobserved only.
+    p.setColumn(0, {0.25, 0.75});
+    p.node(0).sampledState = 0;
+    x.sampledState = 1;
+    p.net.AddImportantTable(2.0, false);
+    p.net.AddImportantTable(0.0, false);
+    p.net.AddImportantTable(-1.0, false);
+    EXPECT_EQ(p.node(0).totalTable->data[0], 0.25);
+    EXPECT_DOUBLE_EQ(x.totalTable->data[1], 0.64);  // (0.4 learned above x 2)^2
+    EXPECT_EQ(p.node(2).totalTable->data[2], 0.0);
+
+    // The rate decays on every update, also with nothing to learn.
+    TestHost host(testing_support::chain(2));
+    SampleNet plain(host);
+    plain.SetParameterForImportanceSampling();
+    plain.learningRate = 0.4;
+    plain.UpdateNormalizedTable();
+    EXPECT_DOUBLE_EQ(plain.learningRate, 0.36);
+    plain.ClearImportanceParameter();
+}
+
+}  // namespace
