@@ -1,0 +1,95 @@
+#include "lib/inference/evidence_parser.h"
+
+#include <charconv>
+#include <fstream>
+#include <vector>
+
+#include "lib/inference/evidence_check.h"
+#include "lib/model/errors.h"
+
+namespace samplenet {
+
+namespace {
+
+std::string_view trimmed(std::string_view text) {
+    const auto first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string_view::npos) return {};
+    const auto last = text.find_last_not_of(" \t\r\n");
+    return text.substr(first, last - first + 1);
+}
+
+std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+std::string listOfStates(const Variable& variable) {
+    std::string list;
+    for (const std::string& state : variable.states) list += (list.empty() ? "" : ", ") + state;
+    return list;
+}
+
+double parseLikelihoodValue(const Variable& variable, std::string_view text) {
+    const std::string_view number = trimmed(text);
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+    if (number.empty() || error != std::errc() || end != number.data() + number.size())
+        throw EvidenceError("likelihood of " + quoted(variable.name) + ": " + quoted(number) + " is not a number");
+    return value;
+}
+
+// "[l1, l2, ...]" with the brackets already found at both ends.
+std::vector<double> parseLikelihood(const Variable& variable, std::string_view list) {
+    std::vector<double> likelihood;
+    std::string_view rest = list.substr(1, list.size() - 2);
+    while (true) {
+        const auto comma = rest.find(',');
+        likelihood.push_back(parseLikelihoodValue(variable, rest.substr(0, comma)));
+        if (comma == std::string_view::npos) break;
+        rest.remove_prefix(comma + 1);
+    }
+    checkLikelihood(variable, likelihood);
+    return likelihood;
+}
+
+}  // namespace
+
+void addEvidenceAssignment(const Network& network, std::string_view text, Evidence& evidence) {
+    const auto equals = text.find('=');
+    if (equals == std::string_view::npos)
+        throw EvidenceError("evidence " + quoted(trimmed(text)) + " is not of the form NODE=STATE or NODE=[l1,l2,...]");
+    const std::string_view name = trimmed(text.substr(0, equals));
+    const std::string_view value = trimmed(text.substr(equals + 1));
+    const auto v = network.indexOf(std::string(name));
+    if (!v) throw EvidenceError("unknown node " + quoted(name));
+    const Variable& variable = network.variables[*v];
+    if (evidence.hard.count(*v) || evidence.likelihood.count(*v))
+        throw EvidenceError("evidence on " + quoted(name) + " is given twice");
+
+    if (!value.empty() && value.front() == '[') {
+        if (value.back() != ']') throw EvidenceError("likelihood of " + quoted(name) + " lacks its closing ']'");
+        evidence.likelihood.emplace(*v, parseLikelihood(variable, value));
+        return;
+    }
+    const auto state = variable.stateIndex(std::string(value));
+    if (!state)
+        throw EvidenceError("unknown state " + quoted(value) + " of " + quoted(name) +
+                            "; valid states: " + listOfStates(variable));
+    evidence.hard.emplace(*v, *state);
+}
+
+Evidence readEvidenceFile(const Network& network, const std::string& path) {
+    std::ifstream in(path);
+    if (!in) throw EvidenceError(path + ": cannot open the evidence file");
+    Evidence evidence;
+    std::string line;
+    for (int number = 1; std::getline(in, line); ++number) {
+        const std::string_view content = trimmed(std::string_view(line).substr(0, line.find('#')));
+        if (content.empty()) continue;
+        try {
+            addEvidenceAssignment(network, content, evidence);
+        } catch (const EvidenceError& error) {
+            throw EvidenceError(path + ":" + std::to_string(number) + ": " + error.what());
+        }
+    }
+    return evidence;
+}
+
+}  // namespace samplenet

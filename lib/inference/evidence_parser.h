@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+// Adds one observation to `evidence`: "NODE=STATE" (hard evidence) or
+// "NODE=[l1,l2,...]" (one likelihood per state). Throws EvidenceError naming
+// the unknown variable, or the unknown state with the valid ones, or the
+// malformed part, and when the variable already has evidence.
+void addEvidenceAssignment(const Network& network, std::string_view text, Evidence& evidence);
+
+// Evidence files hold one assignment per line; '#' starts a comment. Errors
+// are prefixed with "file:line: ".
+Evidence readEvidenceFile(const Network& network, const std::string& path);
+
+}  // namespace samplenet

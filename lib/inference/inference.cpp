@@ -1,0 +1,134 @@
+#include "lib/inference/inference.h"
+
+#include <array>
+#include <utility>
+
+#include "engine/samplenet.h"
+#include "lib/inference/evidence_check.h"
+#include "lib/inference/likelihood_evidence.h"
+#include "lib/inference/network_adapter.h"
+
+namespace samplenet {
+
+namespace {
+
+constexpr int kNoWeight = -5;
+constexpr int kZeroBelief = -26;
+
+constexpr std::array<std::pair<Algorithm, std::string_view>, 3> kAlgorithmNames{{
+    {Algorithm::Epis, "epis"},
+    {Algorithm::Ais, "ais"},
+    {Algorithm::Lbp, "lbp"},
+}};
+
+void checkOptions(const InferenceOptions& options) {
+    if (options.samples < 1) throw std::invalid_argument("the number of samples must be at least 1");
+    if (options.lbpIterations < 1) throw std::invalid_argument("the number of iterations must be at least 1");
+    const EpisOptions& epis = options.epis;
+    if (epis.propagationLength < 0) throw std::invalid_argument("the propagation length must not be negative");
+    if (epis.stateCountLimit1 < 1 || epis.stateCountLimit2 < epis.stateCountLimit1 ||
+        epis.stateCountLimit3 < epis.stateCountLimit2)
+        throw std::invalid_argument("the state-count limits must be positive and non-decreasing");
+    for (double epsilon : {epis.epsilon1, epis.epsilon2, epis.epsilon3, epis.epsilon4})
+        if (!(epsilon >= 0.0 && epsilon < 1.0)) throw std::invalid_argument("epsilons must lie in [0, 1)");
+}
+
+// Loopy belief propagation takes its round count from the propagation
+// length of the record.
+EpisParams engineParams(const InferenceOptions& options) {
+    const EpisOptions& epis = options.epis;
+    const int rounds = options.algorithm == Algorithm::Lbp ? options.lbpIterations : epis.propagationLength;
+    return EpisParams{rounds,        epis.stateCountLimit1, epis.stateCountLimit2, epis.stateCountLimit3,
+                      epis.epsilon1, epis.epsilon2,         epis.epsilon3,         epis.epsilon4};
+}
+
+using Driver = int (SampleNet::*)();
+
+// One engine run in the order the engine requires; the importance
+// parameters are cleared on every way out.
+int runDriver(NetworkAdapter& adapter, Driver driver) {
+    SampleNet net(adapter);
+    struct ClearOnExit {
+        SampleNet& net;
+        ~ClearOnExit() { net.ClearImportanceParameter(); }
+    } clear{net};
+    net.SetParameterForImportanceSampling();
+    return (net.*driver)();
+}
+
+std::string quotedName(const Network& network, int v) { return "\"" + network.variables[v].name + "\""; }
+
+// Names the variable a failure is about; a likelihood child stands for the
+// variable that carries the likelihood.
+std::string failedName(const Network& network, const Network& model, int v) {
+    if (v >= network.size()) v = model.variables[v].parents.front();
+    return quotedName(network, v);
+}
+
+InferenceResult engineRun(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+                       Driver driver) {
+    const Network* model = &network;
+    Network withLikelihoods;
+    std::map<int, int> observed = evidence.hard;
+    if (!evidence.likelihood.empty()) {
+        withLikelihoods = network;
+        observed = addLikelihoodChildren(withLikelihoods, evidence);
+        model = &withLikelihoods;
+    }
+
+    RunClock clock(options.seed, options.samples, options.progress);
+    NetworkAdapter adapter(*model, observed, engineParams(options), options.samples, clock);
+    const int code = runDriver(adapter, driver);
+    clock.finish();
+    const int failed = code == 0 ? -1 : adapter.recordFailure();
+
+    InferenceResult result;
+    result.seconds = clock.seconds();
+    for (int v = 0; v < network.size(); ++v) {
+        result.posteriors.push_back(adapter.beliefs(v));
+        // Loopy belief propagation writes every belief at once without
+        // validating any, so success alone vouches for them.
+        result.valid.push_back(code == 0 || adapter.valid(v));
+    }
+    if (code == 0) return result;
+    if (code == kNoWeight)
+        throw InferenceError("no sample was compatible with the evidence: " + failedName(network, *model, failed) +
+                                 " got no weight from " + std::to_string(options.samples) +
+                                 " samples (the evidence may be too unlikely for this sample count)",
+                             std::move(result));
+    if (code == kZeroBelief)
+        throw InferenceError("belief propagation left a variable with no state compatible with the evidence",
+                             std::move(result));
+    throw InferenceError("inference failed with engine code " + std::to_string(code), std::move(result));
+}
+
+}  // namespace
+
+std::string_view algorithmName(Algorithm algorithm) {
+    for (const auto& [value, name] : kAlgorithmNames)
+        if (value == algorithm) return name;
+    return "unknown";
+}
+
+std::optional<Algorithm> algorithmNamed(std::string_view name) {
+    for (const auto& [value, known] : kAlgorithmNames)
+        if (known == name) return value;
+    return std::nullopt;
+}
+
+InferenceResult infer(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
+    checkOptions(options);
+    checkEvidenceShape(network, evidence);
+    if (const auto v = findImpossibleVariable(network, evidence))
+        throw InferenceError("the evidence is impossible under the model: no state of " + quotedName(network, *v) +
+                                 " is compatible with it",
+                             InferenceResult{});
+    switch (options.algorithm) {
+        case Algorithm::Epis: return engineRun(network, evidence, options, &SampleNet::BN_EPIS_Sampling);
+        case Algorithm::Ais: return engineRun(network, evidence, options, &SampleNet::BN_AIS_Sampling);
+        case Algorithm::Lbp: return engineRun(network, evidence, options, &SampleNet::LBP);
+    }
+    throw std::invalid_argument("unknown algorithm");
+}
+
+}  // namespace samplenet

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "lib/inference/run_clock.h"
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+enum class Algorithm {
+    Epis,  // importance sampling from a loopy-propagation importance function
+    Ais,   // adaptive importance sampling: learns the importance function first
+    Lbp,   // loopy belief propagation
+};
+
+std::string_view algorithmName(Algorithm algorithm);
+std::optional<Algorithm> algorithmNamed(std::string_view name);
+
+struct EpisOptions {
+    // Propagation rounds that shape the importance function; runs use at
+    // most the network's depth (variables on its longest directed path).
+    int propagationLength = 4;
+    // Importance tables are kept away from zero by an epsilon chosen by a
+    // variable's state count: up to limit1 states epsilon1, up to limit2
+    // epsilon2, up to limit3 epsilon3, more epsilon4.
+    int stateCountLimit1 = 4;
+    int stateCountLimit2 = 8;
+    int stateCountLimit3 = 20;
+    double epsilon1 = 0.006;
+    double epsilon2 = 0.001;
+    double epsilon3 = 0.0005;
+    double epsilon4 = 0.0001;
+};
+
+struct InferenceOptions {
+    Algorithm algorithm = Algorithm::Epis;
+    // Samples of the final sampling stage (EPIS, AIS).
+    int samples = 100000;
+    // A fixed seed makes sampling runs repeatable; only its low 15 bits are
+    // used. Without one, runs seed from the clock.
+    std::optional<long> seed;
+    EpisOptions epis;
+    // Rounds of message passing of loopy belief propagation; every round
+    // updates every variable once.
+    int lbpIterations = 50;
+    // Called now and then during runs longer than a second.
+    ProgressCallback progress;
+};
+
+struct InferenceResult {
+    // posteriors[v][s] = P(variable v in state s | evidence).
+    std::vector<std::vector<double>> posteriors;
+    std::vector<bool> valid;  // valid[v]: posteriors[v] was computed
+    double seconds = 0.0;
+};
+
+// Inference that could not produce posteriors: the evidence is impossible,
+// or no sample was compatible with it. `partial` holds what was computed.
+class InferenceError : public std::runtime_error {
+public:
+    InferenceError(const std::string& message, InferenceResult partial)
+        : std::runtime_error(message), partial(std::move(partial)) {}
+    InferenceResult partial;
+};
+
+// Posterior marginals of every variable of a valid network. Throws
+// std::invalid_argument for bad options, EvidenceError for malformed
+// evidence, InferenceError when inference fails.
+InferenceResult infer(const Network& network, const Evidence& evidence, const InferenceOptions& options);
+
+}  // namespace samplenet

@@ -1,0 +1,93 @@
+#include "lib/inference/network_adapter.h"
+
+#include <climits>
+#include <numeric>
+
+#include "lib/inference/network_shape.h"
+#include "lib/model/errors.h"
+
+namespace samplenet {
+
+namespace {
+
+QVR_Dmatrix engineTable(const Network& network, int v) {
+    const Variable& variable = network.variables[v];
+    if (variable.table.size() > static_cast<std::size_t>(INT_MAX))
+        throw ModelError("table of \"" + variable.name + "\" has more entries than the sampler can address");
+    QVR_intArray dimensions;
+    dimensions.SetSize(static_cast<int>(variable.parents.size()) + 1);
+    for (std::size_t k = 0; k < variable.parents.size(); ++k)
+        dimensions[static_cast<int>(k)] = network.variables[variable.parents[k]].stateCount();
+    dimensions[dimensions.numElements - 1] = variable.stateCount();
+    QVR_Dmatrix table(dimensions);
+    std::copy(variable.table.begin(), variable.table.end(), table.data.data);
+    return table;
+}
+
+}  // namespace
+
+NetworkAdapter::NetworkAdapter(const Network& network, const std::map<int, int>& observed,
+                               const EpisParams& params, int samples, RunClock& clock)
+    : network(network),
+      childLists(network.children()),
+      evidence(network.size(), -1),
+      params(params),
+      samples(samples),
+      depth(longestPathNodeCount(network)),
+      clock(clock),
+      validity(network.size(), false),
+      topological(network.topologicalOrder()),
+      order(network.size()),
+      position(network.size()) {
+    if (static_cast<int>(topological.size()) != network.size())
+        throw ModelError("network \"" + network.name + "\" has a directed cycle");
+    for (const auto& [v, state] : observed) evidence[v] = state;
+    tables.reserve(network.size());
+    for (int v = 0; v < network.size(); ++v) {
+        tables.push_back(engineTable(network, v));
+        beliefBuffers.emplace_back(network.variables[v].stateCount(), 0.0);
+    }
+    std::iota(order.begin(), order.end(), 0);
+    position = order;
+}
+
+void NetworkAdapter::PartialOrdering() {
+    order = topological;
+    for (int i = 0; i < network.size(); ++i) position[order[i]] = i;
+}
+
+int NetworkAdapter::GetNumParents(int node) {
+    return static_cast<int>(network.variables[order[node]].parents.size());
+}
+
+void NetworkAdapter::GetParents(int node, fastarray<int, 24, int>& list) const {
+    for (int p : network.variables[order[node]].parents) list.push_back(position[p]);
+}
+
+int NetworkAdapter::GetNumChildren(int node) { return static_cast<int>(childLists[order[node]].size()); }
+
+void NetworkAdapter::GetChildren(int node, fastarray<int, 24, int>& list) const {
+    for (int c : childLists[order[node]]) list.push_back(position[c]);
+}
+
+int NetworkAdapter::GetNumberOfSamples() {
+    clock.countSample();
+    return samples;
+}
+
+// Beliefs are validated in engine order. A driver that fails on node i
+// validates i again (i + 1 times in all) before it returns, so a repeated
+// index marks the node that holds no beliefs.
+void NetworkAdapter::SetValueValid(int node) {
+    validity[order[node]] = node != lastValidated;
+    lastValidated = node;
+}
+
+int NetworkAdapter::recordFailure() {
+    if (lastValidated < 0) return -1;
+    // Covers node 0, which a failing driver validates only once.
+    validity[order[lastValidated]] = false;
+    return order[lastValidated];
+}
+
+}  // namespace samplenet

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <map>
+#include <vector>
+
+#include "host/sampling_adapter.h"
+#include "lib/inference/run_clock.h"
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+// The engine's view of a Network with hard evidence. The engine numbers
+// nodes in a topological order (set by PartialOrdering); results are kept
+// by variable index. The network must be valid and outlive the adapter.
+class NetworkAdapter : public SamplingAdapter {
+public:
+    NetworkAdapter(const Network& network, const std::map<int, int>& observed, const EpisParams& params,
+                   int samples, RunClock& clock);
+
+    // Results, by variable index.
+    const std::vector<double>& beliefs(int variable) const { return beliefBuffers[variable]; }
+    bool valid(int variable) const { return validity[variable]; }
+    // After a driver failed: marks the variable whose beliefs the engine
+    // could not compute (the one it validated last) and returns it, or -1
+    // when it failed before validating any.
+    int recordFailure();
+
+    int GetNodeCount() const override { return network.size(); }
+    void PartialOrdering() override;
+    int GetStateCount(int node) const override { return network.variables[order[node]].stateCount(); }
+    int GetNumParents(int node) override;
+    void GetParents(int node, fastarray<int, 24, int>& list) const override;
+    int GetNumChildren(int node) override;
+    void GetChildren(int node, fastarray<int, 24, int>& list) const override;
+    QVR_Dmatrix* GetMatrix(int node) const override { return &tables[order[node]]; }
+    int GetEvidence(int node) const override { return evidence[order[node]]; }
+    int GetNumberOfSamples() override;
+    double* GetBeliefs(int node) const override { return beliefBuffers[order[node]].data(); }
+    void SetValueValid(int node) override;
+    EpisParams* GetEPISParams() override { return &params; }
+    int GetDepthOfNet() override { return depth; }
+
+private:
+    const Network& network;
+    std::vector<std::vector<int>> childLists;
+    std::vector<int> evidence;  // state, or -1
+    EpisParams params;
+    int samples;
+    int depth;
+    RunClock& clock;
+    // The engine writes through const accessors, so its buffers are mutable.
+    mutable std::vector<QVR_Dmatrix> tables;
+    mutable std::vector<std::vector<double>> beliefBuffers;
+    std::vector<bool> validity;
+    int lastValidated = -1;  // engine index
+    std::vector<int> topological;
+    std::vector<int> order;     // engine index -> variable
+    std::vector<int> position;  // variable -> engine index
+};
+
+}  // namespace samplenet

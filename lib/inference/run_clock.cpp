@@ -1,0 +1,50 @@
+#include "lib/inference/run_clock.h"
+
+#include <algorithm>
+
+#include "host/qvr_clock.h"
+
+namespace samplenet {
+
+namespace {
+constexpr std::chrono::milliseconds kQuietStart{1000};
+constexpr std::chrono::milliseconds kReportInterval{100};
+}  // namespace
+
+RunClock::RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress)
+    : samplesTotal(samplesTotal), progress(std::move(progress)), fixedSeed(seed.has_value()) {
+    // The samplers seed from time XOR clock; a fixed time and a zero clock
+    // make that the seed itself.
+    if (seed) qvr_clock::FixReadings(*seed, 0);
+    start = Clock::now();
+    lastReport = start;
+}
+
+RunClock::~RunClock() {
+    if (fixedSeed) qvr_clock::UseRealClock();
+}
+
+void RunClock::finish() {
+    if (end) return;
+    end = Clock::now();
+    if (reported) report(true);
+}
+
+double RunClock::seconds() const {
+    return std::chrono::duration<double>(end.value_or(Clock::now()) - start).count();
+}
+
+void RunClock::checkProgress() {
+    if (!progress) return;
+    const auto now = Clock::now();
+    if (now - start < kQuietStart || now - lastReport < kReportInterval) return;
+    lastReport = now;
+    report(false);
+}
+
+void RunClock::report(bool finished) {
+    reported = true;
+    progress(Progress{std::min(samplesDone, samplesTotal), samplesTotal, seconds(), finished});
+}
+
+}  // namespace samplenet

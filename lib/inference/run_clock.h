@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace samplenet {
+
+struct Progress {
+    long samplesDone = 0;
+    long samplesTotal = 0;
+    double seconds = 0.0;
+    bool finished = false;  // last report of a run that reported before
+};
+
+using ProgressCallback = std::function<void(const Progress&)>;
+
+// Every engine run goes through one RunClock. It fixes the samplers' clock
+// readings for the run when a seed is given (they seed from the clock, and
+// only the low 15 bits of the seed take effect), measures the run's time, and
+// reports progress of runs that last longer than a second.
+class RunClock {
+public:
+    RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress);
+    RunClock(const RunClock&) = delete;
+    RunClock& operator=(const RunClock&) = delete;
+    ~RunClock();
+
+    // Called once per sample, so it reads the time only every few thousand.
+    void countSample() {
+        if (++samplesDone % kSamplesBetweenChecks == 0) checkProgress();
+    }
+    // Ends the run: stops the time and closes any progress display.
+    void finish();
+    double seconds() const;
+
+private:
+    static constexpr long kSamplesBetweenChecks = 4096;
+    using Clock = std::chrono::steady_clock;
+
+    void checkProgress();
+    void report(bool finished);
+
+    long samplesDone = 0;
+    long samplesTotal;
+    ProgressCallback progress;
+    bool fixedSeed;
+    bool reported = false;
+    Clock::time_point start;
+    std::optional<Clock::time_point> end;
+    Clock::time_point lastReport;
+};
+
+}  // namespace samplenet

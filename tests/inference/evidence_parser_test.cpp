@@ -1,0 +1,74 @@
+#include "lib/inference/evidence_parser.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "lib/model/errors.h"
+
+namespace {
+
+using samplenet::Evidence;
+
+samplenet::Network smokerNetwork() {
+    samplenet::Network network;
+    network.variables.push_back({"Smoker", {"yes", "no"}, {}, {0.3, 0.7}, {}});
+    network.variables.push_back({"Cough", {"none", "mild", "bad"}, {0}, {0.2, 0.3, 0.5, 0.6, 0.3, 0.1}, {}});
+    network.reindex();
+    return network;
+}
+
+std::string errorOf(const std::string& assignment, Evidence evidence = {}) {
+    try {
+        samplenet::addEvidenceAssignment(smokerNetwork(), assignment, evidence);
+    } catch (const samplenet::EvidenceError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+TEST(EvidenceParser, ReadsStatesAndLikelihoods) {
+    Evidence evidence;
+    samplenet::addEvidenceAssignment(smokerNetwork(), " Smoker = no ", evidence);
+    samplenet::addEvidenceAssignment(smokerNetwork(), "Cough=[0.5, 1e-1 ,2]", evidence);
+    EXPECT_EQ(evidence.hard, (std::map<int, int>{{0, 1}}));
+    EXPECT_EQ(evidence.likelihood.at(1), (std::vector<double>{0.5, 0.1, 2.0}));
+}
+
+TEST(EvidenceParser, NamesWhatIsWrong) {
+    EXPECT_EQ(errorOf("Smoker=maybe"), "unknown state \"maybe\" of \"Smoker\"; valid states: yes, no");
+    EXPECT_EQ(errorOf("Smokes=yes"), "unknown node \"Smokes\"");
+    EXPECT_EQ(errorOf("Smoker"), "evidence \"Smoker\" is not of the form NODE=STATE or NODE=[l1,l2,...]");
+    EXPECT_EQ(errorOf("Cough=[1,2]"), "likelihood of \"Cough\" has 2 values; expected one per state (3)");
+    EXPECT_EQ(errorOf("Cough=[1,x,2]"), "likelihood of \"Cough\": \"x\" is not a number");
+    EXPECT_EQ(errorOf("Cough=[1,,2]"), "likelihood of \"Cough\": \"\" is not a number");
+    EXPECT_EQ(errorOf("Cough=[1,2,3"), "likelihood of \"Cough\" lacks its closing ']'");
+    EXPECT_EQ(errorOf("Cough=[0,0,0]"), "likelihood of \"Cough\" is zero for every state");
+    EXPECT_EQ(errorOf("Smoker=no", Evidence{{{0, 0}}, {}}), "evidence on \"Smoker\" is given twice");
+}
+
+TEST(EvidenceParser, ReadsFilesWithCommentsAndReportsLines) {
+    const auto path = std::filesystem::temp_directory_path() / "samplenet_evidence_parser_test.txt";
+    {
+        std::ofstream(path) << "# observed today\n\nSmoker=yes  # asked\nCough=[1, 0, 0]\n";
+    }
+    const Evidence evidence = samplenet::readEvidenceFile(smokerNetwork(), path.string());
+    EXPECT_EQ(evidence.hard, (std::map<int, int>{{0, 0}}));
+    EXPECT_EQ(evidence.likelihood.at(1), (std::vector<double>{1.0, 0.0, 0.0}));
+
+    {
+        std::ofstream(path) << "Smoker=yes\n\nCough=awful\n";
+    }
+    try {
+        samplenet::readEvidenceFile(smokerNetwork(), path.string());
+        ADD_FAILURE() << "bad evidence file accepted";
+    } catch (const samplenet::EvidenceError& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  path.string() + ":3: unknown state \"awful\" of \"Cough\"; valid states: none, mild, bad");
+    }
+    std::filesystem::remove(path);
+    EXPECT_THROW(samplenet::readEvidenceFile(smokerNetwork(), path.string()), samplenet::EvidenceError);
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+#include "lib/inference/inference.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "host/qvr_clock.h"
+#include "lib/model/errors.h"
+#include "tests/engine/engine_run.h"
+#include "tests/inference/tiny_network.h"
+#include "tests/support/brute_force.h"
+
+namespace {
+
+using samplenet::Algorithm;
+using samplenet::Evidence;
+using samplenet::InferenceOptions;
+using testing_support::TinyNet;
+
+double worstHellinger(const samplenet::InferenceResult& result, const testing_support::ExactAnswer& exact) {
+    double worst = 0.0;
+    for (std::size_t v = 0; v < exact.posteriors.size(); ++v)
+        worst = std::max(worst, testing_support::hellinger(result.posteriors[v], exact.posteriors[v]));
+    return worst;
+}
+
+InferenceOptions optionsFor(Algorithm algorithm, int samples = 50000) {
+    InferenceOptions options;
+    options.algorithm = algorithm;
+    options.samples = samples;
+    options.seed = 4711;
+    return options;
+}
+
+// Hard evidence on two leaves of a loopy network; the likelihood on V2 is
+// realised through an added observed child.
+TEST(Infer, SamplersMatchEnumerationWithHardAndLikelihoodEvidence) {
+    const TinyNet net = testing_support::threeLayerLoopy();
+    const Evidence evidence{{{5, 1}, {6, 2}}, {{2, {0.2, 1.0}}}};
+    const auto exact = testing_support::enumerate(net, {-1, -1, -1, -1, -1, 1, 2}, {{}, {}, {0.2, 1.0}});
+    // 50000 weighted samples leave a Hellinger error below 0.01 here.
+    for (Algorithm algorithm : {Algorithm::Epis, Algorithm::Ais}) {
+        const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, optionsFor(algorithm));
+        EXPECT_LT(worstHellinger(result, exact), 0.03) << samplenet::algorithmName(algorithm);
+        EXPECT_EQ(result.posteriors[6], (std::vector<double>{0.0, 0.0, 1.0}));
+        EXPECT_TRUE(std::all_of(result.valid.begin(), result.valid.end(), [](bool b) { return b; }));
+    }
+}
+
+// Belief propagation is exact on a polytree, and a likelihood child keeps
+// it one, so this checks the likelihood realisation to rounding.
+TEST(Infer, BeliefPropagationIsExactOnPolytreesWithLikelihoods) {
+    const TinyNet net = testing_support::polytree();
+    const Evidence evidence{{{5, 1}}, {{3, {0.5, 0.0, 2.0}}, {1, {1.0, 3.0, 0.25}}}};
+    const auto exact = testing_support::enumerate(net, {-1, -1, -1, -1, -1, 1}, {{}, {2.0, 6.0, 0.5}, {}, {0.5, 0.0, 2.0}});
+    const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, optionsFor(Algorithm::Lbp));
+    ASSERT_EQ(result.posteriors.size(), 6u);
+    EXPECT_LT(worstHellinger(result, exact), 1e-7);
+}
+
+TEST(Infer, SameSeedRepeatsBitForBit) {
+    const auto network = testing_support::toNetwork(testing_support::sprinkler());
+    const Evidence evidence{{{3, 1}}, {}};
+    for (Algorithm algorithm : {Algorithm::Epis, Algorithm::Ais}) {
+        auto options = optionsFor(algorithm, 2000);
+        const auto first = samplenet::infer(network, evidence, options);
+        const auto second = samplenet::infer(network, evidence, options);
+        EXPECT_EQ(first.posteriors, second.posteriors);
+        options.seed = 4712;
+        EXPECT_NE(samplenet::infer(network, evidence, options).posteriors, first.posteriors);
+    }
+    // The real clock is back after a seeded run.
+    EXPECT_NE(QVR_time(nullptr), 4712);
+}
+
+TEST(Infer, ProvablyImpossibleEvidenceIsReportedBeforeSampling) {
+    TinyNet net;
+    net.add(2, {}, {0.5, 0.5});
+    net.add(2, {0}, {1.0, 0.0, 0.0, 1.0});
+    try {
+        samplenet::infer(testing_support::toNetwork(net), Evidence{{{0, 0}, {1, 1}}, {}}, optionsFor(Algorithm::Epis));
+        ADD_FAILURE() << "impossible evidence accepted";
+    } catch (const samplenet::InferenceError& error) {
+        EXPECT_EQ(std::string(error.what()).rfind("the evidence is impossible under the model: ", 0), 0u)
+            << error.what();
+    }
+}
+
+// Evidence of probability 1e-400 is possible, but every sample's weight
+// underflows to zero: the run fails at the first unobserved variable in
+// topological order, and only the variables before it hold beliefs.
+TEST(Infer, NoCompatibleSampleNamesTheVariableAndKeepsEarlierBeliefs) {
+    TinyNet net;
+    net.add(2, {}, {0.5, 0.5});                          // V0
+    net.add(2, {0}, {0.3, 0.7, 0.6, 0.4});               // V1
+    net.add(2, {1}, {1.0, 1e-200, 1.0, 1e-200});         // V2, observed 1
+    net.add(2, {1}, {1.0, 1e-200, 1.0, 1e-200});         // V3, observed 1
+    for (bool rootObserved : {false, true}) {
+        Evidence evidence{{{2, 1}, {3, 1}}, {}};
+        if (rootObserved) evidence.hard[0] = 0;
+        try {
+            samplenet::infer(testing_support::toNetwork(net), evidence, optionsFor(Algorithm::Epis, 500));
+            ADD_FAILURE() << "underflowing evidence gave posteriors";
+        } catch (const samplenet::InferenceError& error) {
+            const std::string failing = rootObserved ? "\"V1\"" : "\"V0\"";
+            EXPECT_EQ(std::string(error.what()), "no sample was compatible with the evidence: " + failing +
+                                                     " got no weight from 500 samples (the evidence may be too "
+                                                     "unlikely for this sample count)");
+            EXPECT_EQ(error.partial.valid, (std::vector<bool>{rootObserved, false, false, false}));
+        }
+    }
+}
+
+TEST(Infer, RejectsBadOptionsAndEvidence) {
+    const auto network = testing_support::toNetwork(testing_support::sprinkler());
+    auto options = optionsFor(Algorithm::Epis, 0);
+    EXPECT_THROW(samplenet::infer(network, {}, options), std::invalid_argument);
+    options = optionsFor(Algorithm::Lbp);
+    options.lbpIterations = 0;
+    EXPECT_THROW(samplenet::infer(network, {}, options), std::invalid_argument);
+    options = optionsFor(Algorithm::Epis);
+    options.epis.epsilon2 = 1.5;
+    EXPECT_THROW(samplenet::infer(network, {}, options), std::invalid_argument);
+    EXPECT_THROW(samplenet::infer(network, Evidence{{{9, 0}}, {}}, optionsFor(Algorithm::Epis)),
+                 samplenet::EvidenceError);
+}
+
+TEST(Infer, AlgorithmsAreFoundByName) {
+    for (Algorithm algorithm : {Algorithm::Epis, Algorithm::Ais, Algorithm::Lbp})
+        EXPECT_EQ(samplenet::algorithmNamed(samplenet::algorithmName(algorithm)), algorithm);
+    EXPECT_FALSE(samplenet::algorithmNamed("gibbs"));
+}
+
+}  // namespace

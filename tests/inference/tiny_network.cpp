@@ -1,0 +1,22 @@
+#include "tests/inference/tiny_network.h"
+
+#include <string>
+
+namespace testing_support {
+
+samplenet::Network toNetwork(const TinyNet& net) {
+    samplenet::Network network;
+    network.name = "tiny";
+    for (int v = 0; v < net.size(); ++v) {
+        samplenet::Variable variable;
+        variable.name = "V" + std::to_string(v);
+        for (int s = 0; s < net.states[v]; ++s) variable.states.push_back("s" + std::to_string(s));
+        variable.parents = net.parents[v];
+        variable.table = net.tables[v];
+        network.variables.push_back(std::move(variable));
+    }
+    network.reindex();
+    return network;
+}
+
+}  // namespace testing_support
