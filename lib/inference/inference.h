@@ -68,9 +68,10 @@ public:
     InferenceResult partial;
 };
 
-// Posterior marginals of every variable of a valid network. Throws
-// std::invalid_argument for bad options, EvidenceError for malformed
-// evidence, InferenceError when inference fails.
+// Posterior marginals of every variable of a network that passed
+// validate(). Throws std::invalid_argument for bad options, EvidenceError
+// for malformed evidence, InferenceError when inference fails. Runs must not
+// overlap: the samplers' random state and clock are process-wide.
 InferenceResult infer(const Network& network, const Evidence& evidence, const InferenceOptions& options);
 
 }  // namespace samplenet

@@ -45,13 +45,12 @@ TEST(ImpossibleEvidence, AcceptsPossibleEvidence) {
     EXPECT_FALSE(findImpossibleVariable(network, Evidence{{{3, 0}}, {{2, {0.0, 1.0}}}}));
 }
 
-TEST(EvidenceShape, RejectsUnknownIndicesAndMalformedLikelihoods) {
+// Likelihood lengths and all-zero vectors are covered by the parser's tests.
+TEST(EvidenceShape, RejectsUnknownIndicesAndBadLikelihoodEntries) {
     const auto network = copyChain();
     EXPECT_NO_THROW(checkEvidenceShape(network, Evidence{{{4, 2}}, {{0, {0.0, 2.5}}}}));
     EXPECT_THROW(checkEvidenceShape(network, Evidence{{{5, 0}}, {}}), EvidenceError);
     EXPECT_THROW(checkEvidenceShape(network, Evidence{{{4, 3}}, {}}), EvidenceError);
-    EXPECT_THROW(checkEvidenceShape(network, Evidence{{}, {{0, {1.0}}}}), EvidenceError);
-    EXPECT_THROW(checkEvidenceShape(network, Evidence{{}, {{0, {0.0, 0.0}}}}), EvidenceError);
     EXPECT_THROW(checkEvidenceShape(network, Evidence{{}, {{0, {-0.5, 1.0}}}}), EvidenceError);
     const double nan = std::numeric_limits<double>::quiet_NaN();
     EXPECT_THROW(checkEvidenceShape(network, Evidence{{}, {{0, {nan, 1.0}}}}), EvidenceError);

@@ -125,10 +125,4 @@ TEST(Infer, RejectsBadOptionsAndEvidence) {
                  samplenet::EvidenceError);
 }
 
-TEST(Infer, AlgorithmsAreFoundByName) {
-    for (Algorithm algorithm : {Algorithm::Epis, Algorithm::Ais, Algorithm::Lbp})
-        EXPECT_EQ(samplenet::algorithmNamed(samplenet::algorithmName(algorithm)), algorithm);
-    EXPECT_FALSE(samplenet::algorithmNamed("gibbs"));
-}
-
 }  // namespace

