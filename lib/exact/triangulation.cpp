@@ -21,17 +21,16 @@ public:
         setBit(a, b, true);
         setBit(b, a, true);
     }
+    bool adjacent(int a, int b) const { return (row(a)[b / 64] >> (b % 64)) & 1; }
     void disconnect(int a, int b) {
         setBit(a, b, false);
         setBit(b, a, false);
     }
     std::vector<int> neighbours(int v) const {
-        std::vector<int> result;
-        const std::uint64_t* r = row(v);
-        for (std::size_t w = 0; w < words; ++w)
-            for (std::uint64_t rest = r[w]; rest != 0; rest &= rest - 1)
-                result.push_back(static_cast<int>(w * 64 + std::countr_zero(rest)));
-        return result;
+        return bitsOf([&](std::size_t w) { return row(v)[w]; });
+    }
+    std::vector<int> commonNeighbourList(int a, int b) const {
+        return bitsOf([&](std::size_t w) { return row(a)[w] & row(b)[w]; });
     }
     int commonNeighbours(int a, int b) const {
         const std::uint64_t* ra = row(a);
@@ -42,6 +41,14 @@ public:
     }
 
 private:
+    template <class Word>
+    std::vector<int> bitsOf(Word word) const {
+        std::vector<int> result;
+        for (std::size_t w = 0; w < words; ++w)
+            for (std::uint64_t rest = word(w); rest != 0; rest &= rest - 1)
+                result.push_back(static_cast<int>(w * 64 + std::countr_zero(rest)));
+        return result;
+    }
     const std::uint64_t* row(int v) const { return bits.data() + static_cast<std::size_t>(v) * words; }
     void setBit(int from, int to, bool on) {
         std::uint64_t& word = bits[static_cast<std::size_t>(from) * words + to / 64];
@@ -98,7 +105,6 @@ std::vector<std::vector<int>> maximalCliques(const Network& network) {
     std::vector<bool> eliminated(n, false);
     std::vector<std::vector<int>> cliques;
     std::vector<std::vector<int>> cliquesContaining(n);
-    std::vector<bool> stale(n, false);
     for (int step = 0; step < n; ++step) {
         int chosen = -1;
         for (int v = 0; v < n; ++v)
@@ -118,27 +124,24 @@ std::vector<std::vector<int>> maximalCliques(const Network& network) {
             cliques.push_back(std::move(clique));
         }
 
+        std::vector<std::pair<int, int>> fill;
         for (std::size_t i = 0; i < around.size(); ++i) {
             graph.disconnect(chosen, around[i]);
-            for (std::size_t j = i + 1; j < around.size(); ++j) graph.connect(around[i], around[j]);
+            for (std::size_t j = i + 1; j < around.size(); ++j)
+                if (!graph.adjacent(around[i], around[j])) {
+                    graph.connect(around[i], around[j]);
+                    fill.emplace_back(around[i], around[j]);
+                }
         }
         eliminated[chosen] = true;
 
-        // Only the neighbours and their neighbours can have changed cost.
-        std::vector<int> touched;
-        const auto touch = [&](int v) {
-            if (stale[v]) return;
-            stale[v] = true;
-            touched.push_back(v);
-        };
-        for (int a : around) {
-            touch(a);
-            for (int b : graph.neighbours(a)) touch(b);
-        }
-        for (int v : touched) {
-            cost[v] = costOf(graph, network, v);
-            stale[v] = false;
-        }
+        // The neighbours lost `chosen` and gained edges: score them afresh.
+        // Any other vertex kept its neighbours, and each new edge between two
+        // of them is one fill edge fewer.
+        for (int a : around) cost[a] = costOf(graph, network, a);
+        for (const auto& [a, b] : fill)
+            for (int u : graph.commonNeighbourList(a, b))
+                if (!std::binary_search(around.begin(), around.end(), u)) --cost[u].fillEdges;
     }
     return cliques;
 }
