@@ -30,6 +30,8 @@ struct CliqueStatistics {
     // Clique tables twice (the initial ones and each inference's working
     // copy) plus separator messages; saturates rather than overflows.
     std::size_t estimatedBytes;
+
+    bool operator==(const CliqueStatistics&) const = default;
 };
 
 // The network's junction tree would need more memory than allowed.

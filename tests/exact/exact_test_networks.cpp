@@ -116,31 +116,19 @@ testing_support::ExactAnswer enumerate(const Network& network, const Evidence& e
     return testing_support::enumerate(toTiny(network), hard, likelihood);
 }
 
-namespace {
-
-std::vector<int> someVariables(const Network& network, std::mt19937& rng, int count) {
+Evidence randomEvidence(const Network& network, std::mt19937& rng, int hardCount, int likelihoodCount) {
     std::vector<int> variables(network.size());
     std::iota(variables.begin(), variables.end(), 0);
     std::shuffle(variables.begin(), variables.end(), rng);
-    variables.resize(count);
-    return variables;
-}
-
-}  // namespace
-
-Evidence randomHardEvidence(const Network& network, std::mt19937& rng, int count) {
-    Evidence evidence;
-    for (int v : someVariables(network, rng, count))
-        evidence.hard[v] = std::uniform_int_distribution<int>(0, network.variables[v].stateCount() - 1)(rng);
-    return evidence;
-}
-
-Evidence randomLikelihoodEvidence(const Network& network, std::mt19937& rng, int count) {
     std::uniform_real_distribution<double> factor(0.0, 3.0);
     Evidence evidence;
-    for (int v : someVariables(network, rng, count)) {
-        auto& factors = evidence.likelihood[v];
-        for (int s = 0; s < network.variables[v].stateCount(); ++s) factors.push_back(factor(rng));
+    for (int i = 0; i < hardCount; ++i) {
+        const int v = variables[i];
+        evidence.hard[v] = std::uniform_int_distribution<int>(0, network.variables[v].stateCount() - 1)(rng);
+    }
+    for (int i = 0; i < likelihoodCount; ++i) {
+        const int v = variables[i];
+        for (int s = 0; s < network.variables[v].stateCount(); ++s) evidence.likelihood[v].push_back(factor(rng));
     }
     return evidence;
 }

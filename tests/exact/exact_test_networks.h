@@ -30,8 +30,10 @@ samplenet::Network permuted(const samplenet::Network& network, const std::vector
 testing_support::TinyNet toTiny(const samplenet::Network& network);
 testing_support::ExactAnswer enumerate(const samplenet::Network& network, const samplenet::Evidence& evidence);
 
-// Random evidence of each kind on `count` distinct variables.
-samplenet::Evidence randomHardEvidence(const samplenet::Network& network, std::mt19937& rng, int count);
-samplenet::Evidence randomLikelihoodEvidence(const samplenet::Network& network, std::mt19937& rng, int count);
+// Hard evidence on `hardCount` random variables and likelihood evidence on
+// `likelihoodCount`, drawn from the same shuffle so that the two kinds meet
+// on the same variables when both are asked for.
+samplenet::Evidence randomEvidence(const samplenet::Network& network, std::mt19937& rng, int hardCount,
+                                   int likelihoodCount);
 
 }  // namespace exact_testing

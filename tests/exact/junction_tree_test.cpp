@@ -33,12 +33,10 @@ void expectAgreesWithEnumeration(const JunctionTree& tree, const Network& networ
 // No evidence, hard, likelihood, both together, and both on one variable.
 std::vector<Evidence> evidenceCases(const Network& network, unsigned seed) {
     std::mt19937 rng(seed);
-    std::vector<Evidence> cases{{}, exact_testing::randomHardEvidence(network, rng, 3),
-                                exact_testing::randomLikelihoodEvidence(network, rng, 2)};
-    Evidence mixed = exact_testing::randomHardEvidence(network, rng, 2);
-    mixed.likelihood = exact_testing::randomLikelihoodEvidence(network, rng, 3).likelihood;
-    cases.push_back(mixed);
-    return cases;
+    return {{},
+            exact_testing::randomEvidence(network, rng, 3, 0),
+            exact_testing::randomEvidence(network, rng, 0, 2),
+            exact_testing::randomEvidence(network, rng, 2, 3)};
 }
 
 // Observes two variables in three, each in its least likely state given the
@@ -97,24 +95,6 @@ TEST(JunctionTree, ResultsDoNotDependOnTheOrderVariablesAreListed) {
                     EXPECT_NEAR(reordered.posteriors[i][s], original.posteriors[order[i]][s], tolerance);
         }
     }
-}
-
-TEST(JunctionTree, HardEvidenceEqualsAnIndicatorLikelihoodAndCombinesWithOne) {
-    const Network network = exact_testing::loopy();
-    const JunctionTree tree(network);
-    Evidence hard;
-    hard.hard = {{3, 1}, {1, 2}};
-    Evidence indicators;
-    indicators.likelihood = {{1, {0, 0, 1}}, {3, {0, 1}}};
-    const auto a = tree.infer(hard);
-    const auto b = tree.infer(indicators);
-    EXPECT_NEAR(a.logProbabilityOfEvidence, b.logProbabilityOfEvidence, tolerance);
-    for (int v = 0; v < network.size(); ++v)
-        for (std::size_t s = 0; s < a.posteriors[v].size(); ++s) EXPECT_NEAR(a.posteriors[v][s], b.posteriors[v][s], tolerance);
-
-    Evidence both = hard;
-    both.likelihood = {{1, {0.5, 0.1, 0.25}}, {5, {2.0, 0.3}}};
-    expectAgreesWithEnumeration(tree, network, both);
 }
 
 TEST(JunctionTree, KeepsTheLogProbabilityWhenItUnderflows) {
