@@ -24,6 +24,10 @@ void checkIndexable(const Network& network) {
         for (int p : variable.parents)
             if (p < 0 || p >= network.size() || p == v)
                 throw ModelError(fmt::format("variable '{}' has an invalid parent index {}", variable.name, p));
+        std::vector<int> parents = variable.parents;
+        std::sort(parents.begin(), parents.end());
+        if (std::adjacent_find(parents.begin(), parents.end()) != parents.end())
+            throw ModelError(fmt::format("variable '{}' lists a parent twice", variable.name));
         const std::size_t expected = network.configurationCount(v) * variable.states.size();
         if (variable.table.size() != expected)
             throw ModelError(fmt::format("variable '{}' has {} table entries, expected {}", variable.name,
@@ -102,16 +106,21 @@ JunctionTree::JunctionTree(const Network& network, const ExactOptions& options)
             describeBytes(stats.estimatedBytes), stats.largestCliqueVariables, describeBytes(options.memoryLimitBytes)));
 
     for (const auto& variable : network.variables) names.push_back(variable.name);
-    std::vector<std::vector<int>> cliquesContaining(network.size());
     std::size_t offset = 0;
-    for (int c = 0; c < static_cast<int>(tree.cliques.size()); ++c) {
-        for (int v : tree.cliques[c]) cliquesContaining[v].push_back(c);
-        cliques.emplace_back(tree.cliques[c], stateCounts);
+    for (const auto& clique : tree.cliques) {
+        cliques.emplace_back(clique, stateCounts);
         cliqueOffsets.push_back(offset);
         offset += cliques.back().size;
     }
     initialPotentials.assign(offset, 1.0);
+    placeTables(network, tree);
+    linkSeparators(tree);
+}
 
+void JunctionTree::placeTables(const Network& network, const CliqueTree& tree) {
+    std::vector<std::vector<int>> cliquesContaining(network.size());
+    for (int c = 0; c < static_cast<int>(tree.cliques.size()); ++c)
+        for (int v : tree.cliques[c]) cliquesContaining[v].push_back(c);
     const auto smallestCliqueHolding = [&](int v, const std::vector<int>& sortedVariables) {
         int best = -1;
         for (int c : cliquesContaining[v])
@@ -133,7 +142,9 @@ JunctionTree::JunctionTree(const Network& network, const ExactOptions& options)
         const int home = smallestCliqueHolding(v, {v});
         homes.push_back({home, cliques[home].position(v)});
     }
+}
 
+void JunctionTree::linkSeparators(const CliqueTree& tree) {
     for (int c : tree.order) {
         if (tree.parent[c] < 0) continue;
         const TableShape separator(tree.separators[c], stateCounts);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "lib/exact/clique_potentials.h"
+#include "lib/exact/clique_tree.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
 
@@ -72,6 +73,9 @@ private:
         int position;
     };
 
+    // Multiplies each table into the smallest clique holding its family.
+    void placeTables(const Network& network, const CliqueTree& tree);
+    void linkSeparators(const CliqueTree& tree);
     std::vector<std::vector<double>> evidenceWeights(const Evidence& evidence) const;
 
     std::vector<std::string> names;

@@ -152,6 +152,28 @@ TEST(JunctionTree, RefusesImpossibleAndMalformedEvidence) {
     EXPECT_NEAR(tree.infer(Evidence{{{1, 0}}, {}}).posteriors[0][0], 0.4 / (0.4 + 0.6 * 0.2), tolerance);
 }
 
+TEST(JunctionTree, RefusesNetworksWhoseTablesItCannotIndex) {
+    const auto message = [](Network network) {
+        try {
+            JunctionTree tree(network);
+        } catch (const samplenet::ModelError& error) {
+            return std::string(error.what());
+        }
+        return std::string("no error");
+    };
+    Network shortTable = exact_testing::chain(2);
+    shortTable.variables[1].table.pop_back();
+    EXPECT_EQ(message(shortTable), "variable 'v1' has 3 table entries, expected 4");
+    Network strayParent = exact_testing::chain(2);
+    strayParent.variables[1].parents = {5};
+    EXPECT_EQ(message(strayParent), "variable 'v1' has an invalid parent index 5");
+    Network twiceParent = exact_testing::chain(2);
+    twiceParent.variables[1].parents = {0, 0};
+    twiceParent.variables[1].table.assign(8, 0.5);
+    EXPECT_EQ(message(twiceParent), "variable 'v1' lists a parent twice");
+    EXPECT_EQ(JunctionTree(Network{}).infer({}).posteriors.size(), 0u);
+}
+
 TEST(JunctionTree, HandlesSeparateComponents) {
     Network network = exact_testing::chain(3);
     addVariable(network, 3, {}, {0.2, 0.3, 0.5});
