@@ -2,6 +2,9 @@
 
 #include "tests/support/brute_force.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace testing_support {
 
 long long seedForNextDraw(int x) {
@@ -18,6 +21,27 @@ double worstHellinger(const TestHost& host, const std::vector<std::vector<double
     for (std::size_t v = 0; v < exact.size(); ++v) worst = std::max(worst, hellinger(host.beliefs(v), exact[v]));
     return worst;
 }
+
+double worstError(const TestHost& host, const std::vector<std::vector<double>>& exact) {
+    double worst = 0.0;
+    for (std::size_t v = 0; v < exact.size(); ++v)
+        for (std::size_t s = 0; s < exact[v].size(); ++s)
+            worst = std::max(worst, std::abs(host.beliefs(v)[s] - exact[v][s]));
+    return worst;
+}
+
+TinyNet rareFault() {
+    TinyNet net;
+    net.add(2, {}, {0.9, 0.1});                              // 0 maintenance overdue
+    net.add(2, {0}, {0.9999, 0.0001, 0.999, 0.001});         // 1 fault
+    net.add(2, {1, 0}, {0.98, 0.02, 0.95, 0.05, 0.1, 0.9, 0.2, 0.8});
+    net.add(2, {1, 0}, {0.97, 0.03, 0.9, 0.1, 0.15, 0.85, 0.1, 0.9});
+    for (int sensor = 0; sensor < 4; ++sensor) net.add(2, {1}, {0.98, 0.02, 0.1, 0.9});
+    net.add(3, {2, 3}, {0.8, 0.15, 0.05, 0.3, 0.4, 0.3, 0.3, 0.4, 0.3, 0.05, 0.15, 0.8});  // 8 report
+    return net;
+}
+
+std::vector<int> allSensorsAlarm() { return {-1, -1, 1, 1, 1, 1, 1, 1, -1}; }
 
 TinyNet sprinkler() {
     TinyNet net;

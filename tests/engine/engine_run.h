@@ -31,10 +31,17 @@ long long seedForNextDraw(int x);
 // Largest Hellinger distance between the host's beliefs and the answer.
 double worstHellinger(const TestHost& host, const std::vector<std::vector<double>>& exact);
 
+// Largest absolute difference between the host's beliefs and the answer.
+double worstError(const TestHost& host, const std::vector<std::vector<double>>& exact);
+
 // Small networks shared by the engine's tests.
 TinyNet sprinkler();          // loopy: Cloudy -> Sprinkler, Rain -> WetGrass
 TinyNet threeLayerLoopy();    // 7 nodes, several loops, 2-3 states
 TinyNet chain(int length);    // binary chain 0 -> 1 -> ... -> length-1
 TinyNet polytree();           // 6 nodes, no undirected cycle, mixed arities
+// A rare fault (prior 1e-4) behind six sensors, with a loop through a
+// maintenance root; every sensor alarming (states 1) has probability ~5e-5.
+TinyNet rareFault();
+std::vector<int> allSensorsAlarm();
 
 }  // namespace testing_support
