@@ -1,0 +1,238 @@
+#include "lib/exact/junction_tree.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "lib/exact/clique_tree.h"
+#include "lib/exact/saturating_arithmetic.h"
+#include "lib/exact/triangulation.h"
+#include "lib/model/errors.h"
+
+namespace samplenet {
+namespace {
+
+constexpr const char* impossibleEvidence = "the evidence is impossible under the model (probability 0)";
+
+// Guards the table indexing against a network that was never validated.
+void checkIndexable(const Network& network) {
+    for (int v = 0; v < network.size(); ++v) {
+        const Variable& variable = network.variables[v];
+        if (variable.states.empty()) throw ModelError(fmt::format("variable '{}' has no states", variable.name));
+        for (int p : variable.parents)
+            if (p < 0 || p >= network.size() || p == v)
+                throw ModelError(fmt::format("variable '{}' has an invalid parent index {}", variable.name, p));
+        std::vector<int> parents = variable.parents;
+        std::sort(parents.begin(), parents.end());
+        if (std::adjacent_find(parents.begin(), parents.end()) != parents.end())
+            throw ModelError(fmt::format("variable '{}' lists a parent twice", variable.name));
+        const std::size_t expected = network.configurationCount(v) * variable.states.size();
+        if (variable.table.size() != expected)
+            throw ModelError(fmt::format("variable '{}' has {} table entries, expected {}", variable.name,
+                                         variable.table.size(), expected));
+    }
+}
+
+CliqueTree buildStructure(const Network& network) {
+    checkIndexable(network);
+    return joinCliques(maximalCliques(network), network.size());
+}
+
+std::vector<int> stateCountsOf(const Network& network) {
+    std::vector<int> counts;
+    for (const auto& variable : network.variables) counts.push_back(variable.stateCount());
+    return counts;
+}
+
+std::size_t entriesOf(const std::vector<int>& variables, const std::vector<int>& stateCounts) {
+    std::size_t entries = 1;
+    for (int v : variables) entries = saturatingMultiply(entries, static_cast<std::size_t>(stateCounts[v]));
+    return entries;
+}
+
+CliqueStatistics measure(const CliqueTree& tree, const std::vector<int>& stateCounts) {
+    CliqueStatistics stats{static_cast<int>(tree.cliques.size()), 0, 0, 0, 0};
+    std::size_t separatorTotal = 0;
+    for (std::size_t c = 0; c < tree.cliques.size(); ++c) {
+        const std::size_t entries = entriesOf(tree.cliques[c], stateCounts);
+        stats.largestCliqueVariables = std::max(stats.largestCliqueVariables, static_cast<int>(tree.cliques[c].size()));
+        stats.largestCliqueEntries = std::max(stats.largestCliqueEntries, entries);
+        stats.totalEntries = saturatingAdd(stats.totalEntries, entries);
+        if (tree.parent[c] >= 0) separatorTotal = saturatingAdd(separatorTotal, entriesOf(tree.separators[c], stateCounts));
+    }
+    const std::size_t doubles = saturatingAdd(saturatingMultiply(2, stats.totalEntries), separatorTotal);
+    stats.estimatedBytes = saturatingMultiply(sizeof(double), doubles);
+    return stats;
+}
+
+std::string describeBytes(std::size_t bytes) {
+    static const char* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    double value = static_cast<double>(bytes);
+    std::size_t unit = 0;
+    while (value >= 1024.0 && unit + 1 < std::size(units)) {
+        value /= 1024.0;
+        ++unit;
+    }
+    std::string number = fmt::format("{:.1f}", value);
+    if (number.ends_with(".0")) number.resize(number.size() - 2);
+    return number + " " + units[unit];
+}
+
+// Scales the values to sum to 1 and returns the log of their former sum; a
+// zero sum means the evidence cannot happen.
+double normalise(double* values, std::size_t count) {
+    const double sum = std::accumulate(values, values + count, 0.0);
+    if (!(sum > 0.0)) throw EvidenceError(impossibleEvidence);
+    for (std::size_t i = 0; i < count; ++i) values[i] /= sum;
+    return std::log(sum);
+}
+
+}  // namespace
+
+CliqueStatistics estimateCliques(const Network& network) {
+    return measure(buildStructure(network), stateCountsOf(network));
+}
+
+JunctionTree::JunctionTree(const Network& network, const ExactOptions& options)
+    : stateCounts(stateCountsOf(network)) {
+    CliqueTree tree = buildStructure(network);
+    stats = measure(tree, stateCounts);
+    if (stats.estimatedBytes > options.memoryLimitBytes)
+        throw ExactMemoryError(fmt::format(
+            "exact inference needs about {} of clique tables (largest clique: {} variables), above the limit of {}; "
+            "use an approximate algorithm such as -a epis",
+            describeBytes(stats.estimatedBytes), stats.largestCliqueVariables, describeBytes(options.memoryLimitBytes)));
+
+    for (const auto& variable : network.variables) names.push_back(variable.name);
+    std::size_t offset = 0;
+    for (const auto& clique : tree.cliques) {
+        cliques.emplace_back(clique, stateCounts);
+        cliqueOffsets.push_back(offset);
+        offset += cliques.back().size;
+    }
+    initialPotentials.assign(offset, 1.0);
+    placeTables(network, tree);
+    linkSeparators(tree);
+}
+
+void JunctionTree::placeTables(const Network& network, const CliqueTree& tree) {
+    std::vector<std::vector<int>> cliquesContaining(network.size());
+    for (int c = 0; c < static_cast<int>(tree.cliques.size()); ++c)
+        for (int v : tree.cliques[c]) cliquesContaining[v].push_back(c);
+    const auto smallestCliqueHolding = [&](int v, const std::vector<int>& sortedVariables) {
+        int best = -1;
+        for (int c : cliquesContaining[v])
+            if (std::includes(tree.cliques[c].begin(), tree.cliques[c].end(), sortedVariables.begin(),
+                              sortedVariables.end()) &&
+                (best < 0 || cliques[c].size < cliques[best].size))
+                best = c;
+        return best;
+    };
+    for (int v = 0; v < network.size(); ++v) {
+        const Variable& variable = network.variables[v];
+        std::vector<int> family = variable.parents;
+        family.push_back(v);
+        const TableShape familyShape(family, stateCounts);
+        std::sort(family.begin(), family.end());
+        const int c = smallestCliqueHolding(v, family);
+        Projection(cliques[c], familyShape).multiply(initialPotentials.data() + cliqueOffsets[c], variable.table.data());
+
+        const int home = smallestCliqueHolding(v, {v});
+        homes.push_back({home, cliques[home].position(v)});
+    }
+}
+
+void JunctionTree::linkSeparators(const CliqueTree& tree) {
+    for (int c : tree.order) {
+        if (tree.parent[c] < 0) continue;
+        const TableShape separator(tree.separators[c], stateCounts);
+        links.push_back({c, tree.parent[c], separatorEntries, separator.size, Projection(cliques[c], separator),
+                         Projection(cliques[tree.parent[c]], separator)});
+        separatorEntries += separator.size;
+        largestSeparator = std::max(largestSeparator, separator.size);
+    }
+}
+
+std::vector<std::vector<double>> JunctionTree::evidenceWeights(const Evidence& evidence) const {
+    const int n = static_cast<int>(names.size());
+    std::vector<std::vector<double>> weights(n);
+    const auto checkVariable = [&](int v) {
+        if (v < 0 || v >= n)
+            throw EvidenceError(fmt::format("evidence on variable index {}, but the network has {} variables", v, n));
+    };
+    for (const auto& [v, state] : evidence.hard) {
+        checkVariable(v);
+        if (state < 0 || state >= stateCounts[v])
+            throw EvidenceError(fmt::format("evidence on '{}' names state index {}, but it has {} states", names[v],
+                                            state, stateCounts[v]));
+        weights[v].assign(stateCounts[v], 0.0);
+        weights[v][state] = 1.0;
+    }
+    for (const auto& [v, factors] : evidence.likelihood) {
+        checkVariable(v);
+        if (factors.size() != static_cast<std::size_t>(stateCounts[v]))
+            throw EvidenceError(fmt::format("likelihood evidence on '{}' has {} weights, but it has {} states",
+                                            names[v], factors.size(), stateCounts[v]));
+        if (std::any_of(factors.begin(), factors.end(), [](double f) { return !(f >= 0.0) || !std::isfinite(f); }))
+            throw EvidenceError(fmt::format("likelihood evidence on '{}' has a negative or non-finite weight", names[v]));
+        if (std::all_of(factors.begin(), factors.end(), [](double f) { return f == 0.0; }))
+            throw EvidenceError(fmt::format("likelihood evidence on '{}' gives every state weight 0", names[v]));
+        if (weights[v].empty()) weights[v].assign(stateCounts[v], 1.0);
+        for (std::size_t s = 0; s < factors.size(); ++s) weights[v][s] *= factors[s];
+    }
+    return weights;
+}
+
+ExactResult JunctionTree::infer(const Evidence& evidence) const {
+    auto weights = evidenceWeights(evidence);
+    ExactResult result{std::vector<std::vector<double>>(names.size()), 1.0, 0.0};
+    if (cliques.empty()) return result;
+
+    std::vector<double> potentials = initialPotentials;
+    const auto table = [&](int c) { return potentials.data() + cliqueOffsets[c]; };
+    // Every rescaling is undone in log space, so P(e) survives underflow.
+    double logScale = 0.0;
+    for (std::size_t v = 0; v < weights.size(); ++v) {
+        if (weights[v].empty()) continue;
+        const double peak = *std::max_element(weights[v].begin(), weights[v].end());
+        if (peak == 0.0) throw EvidenceError(impossibleEvidence);
+        for (double& w : weights[v]) w /= peak;
+        logScale += std::log(peak);
+        weighAlong(table(homes[v].clique), cliques[homes[v].clique], homes[v].position, weights[v].data());
+    }
+
+    // Collect towards the root (clique 0), children before parents.
+    std::vector<double> messages(separatorEntries);
+    for (auto link = links.rbegin(); link != links.rend(); ++link) {
+        double* message = messages.data() + link->separatorOffset;
+        link->fromClique.marginalise(table(link->clique), message);
+        logScale += normalise(message, link->separatorSize);
+        link->fromParent.multiply(table(link->parent), message);
+    }
+    logScale += normalise(table(0), cliques[0].size);
+
+    // Distribute: each clique takes its parent's separator marginal divided by
+    // the message it sent up.
+    std::vector<double> update(largestSeparator);
+    for (const auto& link : links) {
+        const double* sent = messages.data() + link.separatorOffset;
+        link.fromParent.marginalise(table(link.parent), update.data());
+        normalise(update.data(), link.separatorSize);
+        for (std::size_t i = 0; i < link.separatorSize; ++i) update[i] = sent[i] > 0.0 ? update[i] / sent[i] : 0.0;
+        link.fromClique.multiply(table(link.clique), update.data());
+    }
+
+    for (std::size_t v = 0; v < names.size(); ++v) {
+        auto& posterior = result.posteriors[v];
+        posterior.resize(stateCounts[v]);
+        sumAlong(table(homes[v].clique), cliques[homes[v].clique], homes[v].position, posterior.data());
+        normalise(posterior.data(), posterior.size());
+    }
+    result.logProbabilityOfEvidence = logScale;
+    result.probabilityOfEvidence = std::exp(logScale);
+    return result;
+}
+
+}  // namespace samplenet

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "lib/exact/clique_potentials.h"
+#include "lib/exact/clique_tree.h"
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+struct ExactOptions {
+    // The tree refuses to build when its tables would need more than this.
+    std::size_t memoryLimitBytes = std::size_t{4} << 30;
+};
+
+struct ExactResult {
+    std::vector<std::vector<double>> posteriors;  // per variable, per state
+    double probabilityOfEvidence;                 // 0 when it underflows a double
+    double logProbabilityOfEvidence;              // natural log, exact even then
+};
+
+struct CliqueStatistics {
+    int cliqueCount;
+    int largestCliqueVariables;
+    std::size_t largestCliqueEntries;
+    std::size_t totalEntries;  // over all cliques
+    // Clique tables twice (the initial ones and each inference's working
+    // copy) plus separator messages; saturates rather than overflows.
+    std::size_t estimatedBytes;
+
+    bool operator==(const CliqueStatistics&) const = default;
+};
+
+// The network's junction tree would need more memory than allowed.
+class ExactMemoryError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Triangulates the network and measures its cliques without allocating them.
+CliqueStatistics estimateCliques(const Network& network);
+
+// Exact posteriors by message passing over a junction tree. The structure and
+// the initial clique tables are built once; each inference works on a copy.
+class JunctionTree {
+public:
+    explicit JunctionTree(const Network& network, const ExactOptions& options = {});
+
+    const CliqueStatistics& statistics() const { return stats; }
+    // Posteriors of every variable and the probability of the evidence, with
+    // hard and likelihood evidence. Throws EvidenceError for malformed or
+    // impossible evidence.
+    ExactResult infer(const Evidence& evidence) const;
+
+private:
+    // A clique's connection to its parent through their separator.
+    struct Link {
+        int clique;
+        int parent;
+        std::size_t separatorOffset;
+        std::size_t separatorSize;
+        Projection fromClique;
+        Projection fromParent;
+    };
+    // The smallest clique holding a variable: where its evidence goes and
+    // its posterior is read.
+    struct Home {
+        int clique;
+        int position;
+    };
+
+    // Multiplies each table into the smallest clique holding its family.
+    void placeTables(const Network& network, const CliqueTree& tree);
+    void linkSeparators(const CliqueTree& tree);
+    std::vector<std::vector<double>> evidenceWeights(const Evidence& evidence) const;
+
+    std::vector<std::string> names;
+    std::vector<int> stateCounts;
+    CliqueStatistics stats;
+    std::vector<TableShape> cliques;
+    std::vector<std::size_t> cliqueOffsets;
+    std::vector<double> initialPotentials;
+    std::vector<Link> links;  // parents before children
+    std::size_t separatorEntries = 0;
+    std::size_t largestSeparator = 0;
+    std::vector<Home> homes;
+};
+
+}  // namespace samplenet

@@ -1,0 +1,171 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "lib/exact/clique_tree.h"
+#include "lib/exact/junction_tree.h"
+#include "lib/exact/triangulation.h"
+#include "tests/exact/exact_test_networks.h"
+
+namespace {
+
+using exact_testing::addVariable;
+using samplenet::Network;
+
+// A -> B, A -> C, B -> D, C -> D: marrying B and C leaves a chordal graph.
+Network diamond(int statesOfA) {
+    Network network;
+    std::vector<double> prior(statesOfA, 1.0 / statesOfA);
+    addVariable(network, statesOfA, {}, prior);
+    std::vector<double> given(2 * statesOfA, 0.5);
+    addVariable(network, 2, {0}, given);
+    addVariable(network, 2, {0}, given);
+    addVariable(network, 2, {1, 2}, std::vector<double>(8, 0.5));
+    return network;
+}
+
+// Parents above and to the left: the moral graph is a grid with diagonals,
+// whose cliques grow with the side.
+Network grid(int side) {
+    Network network;
+    for (int r = 0; r < side; ++r)
+        for (int c = 0; c < side; ++c) {
+            std::vector<int> parents;
+            if (r > 0) parents.push_back((r - 1) * side + c);
+            if (c > 0) parents.push_back(r * side + c - 1);
+            addVariable(network, 2, parents, std::vector<double>(std::size_t{2} << parents.size(), 0.5));
+        }
+    return network;
+}
+
+// Min-fill elimination that rescores every variable at every step: the
+// reference for the incremental bookkeeping of maximalCliques.
+std::vector<std::vector<int>> cliquesByFullRescoring(const Network& network) {
+    const int n = network.size();
+    std::vector<std::vector<bool>> adjacent(n, std::vector<bool>(n, false));
+    const auto connect = [&](int a, int b) { adjacent[a][b] = adjacent[b][a] = a != b; };
+    for (int v = 0; v < n; ++v)
+        for (int p : network.variables[v].parents) {
+            connect(v, p);
+            for (int q : network.variables[v].parents) connect(p, q);
+        }
+    std::vector<bool> gone(n, false);
+    const auto neighbours = [&](int v) {
+        std::vector<int> result;
+        for (int u = 0; u < n; ++u)
+            if (!gone[u] && adjacent[v][u]) result.push_back(u);
+        return result;
+    };
+    const auto cost = [&](int v) {
+        const auto around = neighbours(v);
+        std::size_t fill = 0, entries = network.variables[v].states.size();
+        for (std::size_t i = 0; i < around.size(); ++i) {
+            entries *= network.variables[around[i]].states.size();
+            for (std::size_t j = i + 1; j < around.size(); ++j) fill += !adjacent[around[i]][around[j]];
+        }
+        return std::pair{fill, entries};
+    };
+    std::vector<std::vector<int>> cliques;
+    for (int step = 0; step < n; ++step) {
+        int chosen = -1;
+        for (int v = 0; v < n; ++v)
+            if (!gone[v] && (chosen < 0 || cost(v) < cost(chosen))) chosen = v;
+        auto clique = neighbours(chosen);
+        for (int a : clique)
+            for (int b : clique) connect(a, b);
+        clique.insert(std::upper_bound(clique.begin(), clique.end(), chosen), chosen);
+        gone[chosen] = true;
+        if (std::none_of(cliques.begin(), cliques.end(), [&](const auto& earlier) {
+                return std::includes(earlier.begin(), earlier.end(), clique.begin(), clique.end());
+            }))
+            cliques.push_back(clique);
+    }
+    return cliques;
+}
+
+TEST(CliqueStructure, AChainsCliquesAreItsLinks) {
+    const Network chain = exact_testing::chain(5);
+    const auto stats = samplenet::estimateCliques(chain);
+    EXPECT_EQ(stats.cliqueCount, 4);
+    EXPECT_EQ(stats.largestCliqueVariables, 2);
+    EXPECT_EQ(stats.largestCliqueEntries, 4u);
+    EXPECT_EQ(stats.totalEntries, 16u);
+    // Clique tables twice plus three two-entry separators.
+    EXPECT_EQ(stats.estimatedBytes, sizeof(double) * (2 * 16 + 3 * 2));
+    EXPECT_EQ(samplenet::JunctionTree(chain).statistics(), stats);
+}
+
+TEST(CliqueStructure, TiesInFillAreBrokenBySmallerTables) {
+    // A and D both add no fill; the one with the smaller table goes first.
+    EXPECT_EQ(samplenet::maximalCliques(diamond(2)), (std::vector<std::vector<int>>{{0, 1, 2}, {1, 2, 3}}));
+    EXPECT_EQ(samplenet::maximalCliques(diamond(3)), (std::vector<std::vector<int>>{{1, 2, 3}, {0, 1, 2}}));
+    const auto stats = samplenet::estimateCliques(diamond(3));
+    EXPECT_EQ(stats.largestCliqueEntries, 12u);
+    EXPECT_EQ(stats.totalEntries, 20u);
+}
+
+TEST(CliqueStructure, LargerRandomNetworksGetTheMinFillCliquesJoinedIntoAJunctionTree) {
+    for (unsigned seed = 1; seed <= 5; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const Network network = exact_testing::randomNetwork(seed, 60, 3);
+        const auto cliques = samplenet::maximalCliques(network);
+        EXPECT_EQ(cliques, cliquesByFullRescoring(network));
+        const auto tree = samplenet::joinCliques(cliques, network.size());
+        const auto holds = [&](int c, int v) {
+            return std::binary_search(tree.cliques[c].begin(), tree.cliques[c].end(), v);
+        };
+        const int count = static_cast<int>(tree.cliques.size());
+        ASSERT_EQ(static_cast<int>(tree.order.size()), count);
+        for (int a = 0; a < count; ++a) {
+            for (int b = 0; b < count; ++b) {
+                if (a == b) continue;
+                EXPECT_FALSE(std::includes(tree.cliques[a].begin(), tree.cliques[a].end(), tree.cliques[b].begin(),
+                                           tree.cliques[b].end()));
+            }
+        }
+        for (int v = 0; v < network.size(); ++v) {
+            // Connected: exactly one clique holding v has a parent that does not.
+            int tops = 0;
+            for (int c = 0; c < count; ++c) tops += holds(c, v) && (tree.parent[c] < 0 || !holds(tree.parent[c], v));
+            EXPECT_EQ(tops, 1) << "variable " << v;
+            std::vector<int> family = network.variables[v].parents;
+            family.push_back(v);
+            std::sort(family.begin(), family.end());
+            EXPECT_TRUE(std::any_of(tree.cliques.begin(), tree.cliques.end(), [&](const auto& clique) {
+                return std::includes(clique.begin(), clique.end(), family.begin(), family.end());
+            }));
+        }
+    }
+}
+
+TEST(CliqueStructure, RefusesTablesAboveTheMemoryLimit) {
+    try {
+        samplenet::JunctionTree(exact_testing::chain(3), {.memoryLimitBytes = 100});
+        ADD_FAILURE() << "no error";
+    } catch (const samplenet::ExactMemoryError& error) {
+        EXPECT_STREQ(error.what(),
+                     "exact inference needs about 144 bytes of clique tables (largest clique: 2 variables), above the "
+                     "limit of 100 bytes; use an approximate algorithm such as -a epis");
+    }
+    EXPECT_NO_THROW(samplenet::JunctionTree(exact_testing::chain(3), {.memoryLimitBytes = 144}));
+
+    // Far beyond the default limit: refused before any table is allocated.
+    const Network big = grid(30);
+    const auto stats = samplenet::estimateCliques(big);
+    EXPECT_GE(stats.largestCliqueVariables, 30);
+    EXPECT_GT(stats.estimatedBytes, std::size_t{16} << 30);
+    try {
+        samplenet::JunctionTree tree(big);
+        ADD_FAILURE() << "no error";
+    } catch (const samplenet::ExactMemoryError& error) {
+        // The size depends on the triangulation; the unit and the rest do not.
+        const std::string message = error.what();
+        EXPECT_TRUE(message.starts_with("exact inference needs about ")) << message;
+        EXPECT_NE(message.find("iB of clique tables (largest clique: "), std::string::npos) << message;
+        EXPECT_TRUE(message.ends_with(
+            " variables), above the limit of 4 GiB; use an approximate algorithm such as -a epis")) << message;
+    }
+}
+
+}  // namespace

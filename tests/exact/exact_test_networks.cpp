@@ -1,0 +1,136 @@
+#include "tests/exact/exact_test_networks.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <string>
+
+namespace exact_testing {
+
+using samplenet::Evidence;
+using samplenet::Network;
+
+int addVariable(Network& network, int stateCount, std::vector<int> parents, std::vector<double> table) {
+    samplenet::Variable variable;
+    variable.name = "v" + std::to_string(network.size());
+    for (int s = 0; s < stateCount; ++s) variable.states.push_back("s" + std::to_string(s));
+    variable.parents = std::move(parents);
+    variable.table = std::move(table);
+    network.variables.push_back(std::move(variable));
+    network.reindex();
+    return network.size() - 1;
+}
+
+Network chain(int length) {
+    Network network;
+    addVariable(network, 2, {}, {0.3, 0.7});
+    for (int v = 1; v < length; ++v) {
+        const double stay = 0.6 + 0.3 * (v % 3) / 3.0;
+        addVariable(network, 2, {v - 1}, {stay, 1 - stay, 0.25, 0.75});
+    }
+    return network;
+}
+
+Network loopy() {
+    Network network;
+    const int a = addVariable(network, 2, {}, {0.2, 0.8});
+    const int b = addVariable(network, 3, {a}, {0.1, 0.3, 0.6, 0.5, 0.25, 0.25});
+    const int c = addVariable(network, 2, {a}, {0.9, 0.1, 0.35, 0.65});
+    const int d = addVariable(network, 2, {b, c},
+                              {0.99, 0.01, 0.4, 0.6, 0.7, 0.3, 0.2, 0.8, 0.5, 0.5, 0.05, 0.95});
+    const int e = addVariable(network, 3, {c}, {0.6, 0.3, 0.1, 0.1, 0.1, 0.8});
+    addVariable(network, 2, {d, e}, {0.9, 0.1, 0.8, 0.2, 0.3, 0.7, 0.6, 0.4, 0.15, 0.85, 0.01, 0.99});
+    addVariable(network, 2, {b}, {0.7, 0.3, 0.45, 0.55, 0.2, 0.8});
+    return network;
+}
+
+Network polytree() {
+    Network network;
+    const int a = addVariable(network, 2, {}, {0.6, 0.4});
+    const int b = addVariable(network, 3, {}, {0.2, 0.5, 0.3});
+    const int c = addVariable(network, 2, {}, {0.15, 0.85});
+    std::vector<double> table;
+    for (int q = 0; q < 12; ++q) {
+        const double first = 0.05 + 0.075 * q;
+        table.insert(table.end(), {first, 1 - first});
+    }
+    const int d = addVariable(network, 2, {a, b, c}, table);
+    addVariable(network, 3, {d}, {0.5, 0.3, 0.2, 0.1, 0.2, 0.7});
+    addVariable(network, 2, {d}, {0.95, 0.05, 0.3, 0.7});
+    return network;
+}
+
+Network randomNetwork(unsigned seed, int variableCount, int maxStates) {
+    std::mt19937 rng(seed);
+    // Fourth powers make skewed columns, as real tables tend to be.
+    std::uniform_real_distribution<double> root(0.1, 1.0);
+    const auto weight = [&](std::mt19937& g) { return std::pow(root(g), 4); };
+    Network network;
+    for (int v = 0; v < variableCount; ++v) {
+        const int states = std::uniform_int_distribution<int>(2, maxStates)(rng);
+        std::vector<int> earlier(v);
+        std::iota(earlier.begin(), earlier.end(), 0);
+        std::shuffle(earlier.begin(), earlier.end(), rng);
+        earlier.resize(std::uniform_int_distribution<int>(0, std::min(v, 3))(rng));
+        std::size_t columns = 1;
+        for (int p : earlier) columns *= network.variables[p].states.size();
+        std::vector<double> table;
+        for (std::size_t q = 0; q < columns; ++q) {
+            std::vector<double> column(states);
+            for (double& x : column) x = weight(rng);
+            const double sum = std::accumulate(column.begin(), column.end(), 0.0);
+            for (double x : column) table.push_back(x / sum);
+        }
+        addVariable(network, states, earlier, table);
+    }
+    std::vector<int> order(variableCount);
+    std::iota(order.begin(), order.end(), 0);
+    std::shuffle(order.begin(), order.end(), rng);
+    return permuted(network, order);
+}
+
+Network permuted(const Network& network, const std::vector<int>& order) {
+    std::vector<int> newIndex(order.size());
+    for (std::size_t i = 0; i < order.size(); ++i) newIndex[order[i]] = static_cast<int>(i);
+    Network result;
+    for (int old : order) {
+        samplenet::Variable variable = network.variables[old];
+        for (int& p : variable.parents) p = newIndex[p];
+        result.variables.push_back(std::move(variable));
+    }
+    result.reindex();
+    return result;
+}
+
+testing_support::TinyNet toTiny(const Network& network) {
+    testing_support::TinyNet tiny;
+    for (const auto& variable : network.variables) tiny.add(variable.stateCount(), variable.parents, variable.table);
+    return tiny;
+}
+
+testing_support::ExactAnswer enumerate(const Network& network, const Evidence& evidence) {
+    std::vector<int> hard(network.size(), -1);
+    for (const auto& [v, state] : evidence.hard) hard[v] = state;
+    std::vector<std::vector<double>> likelihood(network.size());
+    for (const auto& [v, factors] : evidence.likelihood) likelihood[v] = factors;
+    return testing_support::enumerate(toTiny(network), hard, likelihood);
+}
+
+Evidence randomEvidence(const Network& network, std::mt19937& rng, int hardCount, int likelihoodCount) {
+    std::vector<int> variables(network.size());
+    std::iota(variables.begin(), variables.end(), 0);
+    std::shuffle(variables.begin(), variables.end(), rng);
+    std::uniform_real_distribution<double> factor(0.0, 3.0);
+    Evidence evidence;
+    for (int i = 0; i < hardCount; ++i) {
+        const int v = variables[i];
+        evidence.hard[v] = std::uniform_int_distribution<int>(0, network.variables[v].stateCount() - 1)(rng);
+    }
+    for (int i = 0; i < likelihoodCount; ++i) {
+        const int v = variables[i];
+        for (int s = 0; s < network.variables[v].stateCount(); ++s) evidence.likelihood[v].push_back(factor(rng));
+    }
+    return evidence;
+}
+
+}  // namespace exact_testing

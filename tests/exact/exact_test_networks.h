@@ -1,0 +1,39 @@
+#pragma once
+
+#include <random>
+#include <vector>
+
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+#include "tests/support/brute_force.h"
+#include "tests/support/tiny_net.h"
+
+namespace exact_testing {
+
+// Appends a variable named "v<index>" with states "s0", "s1", ...
+int addVariable(samplenet::Network& network, int stateCount, std::vector<int> parents, std::vector<double> table);
+
+// Binary chain v0 -> v1 -> ... with varied tables.
+samplenet::Network chain(int length);
+// Several paths between the same variables, so the moral graph has cycles.
+samplenet::Network loopy();
+// Singly connected, with a variable of three parents and one of two children.
+samplenet::Network polytree();
+// `variableCount` variables of 2..maxStates states and up to three parents
+// each, listed in a shuffled (not topological) order.
+samplenet::Network randomNetwork(unsigned seed, int variableCount, int maxStates);
+
+// The same network with its variables listed so that new variable i is old
+// variable order[i].
+samplenet::Network permuted(const samplenet::Network& network, const std::vector<int>& order);
+
+testing_support::TinyNet toTiny(const samplenet::Network& network);
+testing_support::ExactAnswer enumerate(const samplenet::Network& network, const samplenet::Evidence& evidence);
+
+// Hard evidence on `hardCount` random variables and likelihood evidence on
+// `likelihoodCount`, drawn from the same shuffle so that the two kinds meet
+// on the same variables when both are asked for.
+samplenet::Evidence randomEvidence(const samplenet::Network& network, std::mt19937& rng, int hardCount,
+                                   int likelihoodCount);
+
+}  // namespace exact_testing

@@ -1,0 +1,185 @@
+#include "lib/exact/junction_tree.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numeric>
+
+#include "lib/model/errors.h"
+#include "tests/exact/exact_test_networks.h"
+
+namespace {
+
+using exact_testing::addVariable;
+using samplenet::Evidence;
+using samplenet::JunctionTree;
+using samplenet::Network;
+
+constexpr double tolerance = 1e-12;
+
+void expectAgreesWithEnumeration(const JunctionTree& tree, const Network& network, const Evidence& evidence) {
+    const auto truth = exact_testing::enumerate(network, evidence);
+    const auto result = tree.infer(evidence);
+    EXPECT_NEAR(result.probabilityOfEvidence, truth.probabilityOfEvidence, tolerance * truth.probabilityOfEvidence);
+    EXPECT_NEAR(result.logProbabilityOfEvidence, std::log(truth.probabilityOfEvidence), tolerance);
+    ASSERT_EQ(result.posteriors.size(), truth.posteriors.size());
+    for (std::size_t v = 0; v < truth.posteriors.size(); ++v) {
+        ASSERT_EQ(result.posteriors[v].size(), truth.posteriors[v].size());
+        for (std::size_t s = 0; s < truth.posteriors[v].size(); ++s)
+            EXPECT_NEAR(result.posteriors[v][s], truth.posteriors[v][s], tolerance) << "variable " << v << " state " << s;
+    }
+}
+
+// No evidence, hard, likelihood, both together, and both on one variable.
+std::vector<Evidence> evidenceCases(const Network& network, unsigned seed) {
+    std::mt19937 rng(seed);
+    return {{},
+            exact_testing::randomEvidence(network, rng, 3, 0),
+            exact_testing::randomEvidence(network, rng, 0, 2),
+            exact_testing::randomEvidence(network, rng, 2, 3)};
+}
+
+// Observes two variables in three, each in its least likely state given the
+// observations so far.
+Evidence unlikelyEvidence(const Network& network) {
+    Evidence evidence;
+    for (int v = 0; v < network.size(); ++v) {
+        if (v % 3 == 2) continue;
+        const auto marginal = exact_testing::enumerate(network, evidence).posteriors[v];
+        evidence.hard[v] = static_cast<int>(std::min_element(marginal.begin(), marginal.end()) - marginal.begin());
+    }
+    return evidence;
+}
+
+TEST(JunctionTree, AgreesWithEnumerationOnHandBuiltNetworks) {
+    for (const Network& network : {exact_testing::chain(6), exact_testing::loopy(), exact_testing::polytree()}) {
+        const JunctionTree tree(network);
+        for (const Evidence& evidence : evidenceCases(network, 7)) expectAgreesWithEnumeration(tree, network, evidence);
+        expectAgreesWithEnumeration(tree, network, unlikelyEvidence(network));
+    }
+}
+
+TEST(JunctionTree, AgreesWithEnumerationOnRandomNetworks) {
+    for (unsigned seed = 1; seed <= 6; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const Network network = seed % 2 ? exact_testing::randomNetwork(seed, 8, 4)
+                                         : exact_testing::randomNetwork(seed, 10, 3);
+        const JunctionTree tree(network);
+        for (const Evidence& evidence : evidenceCases(network, seed)) expectAgreesWithEnumeration(tree, network, evidence);
+        const Evidence unlikely = unlikelyEvidence(network);
+        expectAgreesWithEnumeration(tree, network, unlikely);
+        EXPECT_LT(tree.infer(unlikely).probabilityOfEvidence, 1e-6);
+    }
+}
+
+TEST(JunctionTree, ResultsDoNotDependOnTheOrderVariablesAreListed) {
+    const Network network = exact_testing::randomNetwork(11, 9, 3);
+    std::mt19937 rng(5);
+    std::vector<int> order(network.size());
+    std::iota(order.begin(), order.end(), 0);
+    for (int round = 0; round < 3; ++round) {
+        std::shuffle(order.begin(), order.end(), rng);
+        const Network shuffled = exact_testing::permuted(network, order);
+        for (const Evidence& evidence : evidenceCases(network, 20 + round)) {
+            // The same observations, keyed by the variables' new positions.
+            Evidence moved;
+            for (int i = 0; i < network.size(); ++i) {
+                if (evidence.hard.count(order[i])) moved.hard[i] = evidence.hard.at(order[i]);
+                if (evidence.likelihood.count(order[i])) moved.likelihood[i] = evidence.likelihood.at(order[i]);
+            }
+            const auto original = JunctionTree(network).infer(evidence);
+            const auto reordered = JunctionTree(shuffled).infer(moved);
+            EXPECT_NEAR(reordered.logProbabilityOfEvidence, original.logProbabilityOfEvidence, tolerance);
+            for (int i = 0; i < network.size(); ++i)
+                for (std::size_t s = 0; s < reordered.posteriors[i].size(); ++s)
+                    EXPECT_NEAR(reordered.posteriors[i][s], original.posteriors[order[i]][s], tolerance);
+        }
+    }
+}
+
+TEST(JunctionTree, KeepsTheLogProbabilityWhenItUnderflows) {
+    // A long chain that keeps switching state against the odds; every
+    // variable but the middle one is observed.
+    const int length = 400, middle = 200;
+    const std::vector<double> step = {0.95, 0.05, 0.1, 0.9};
+    const auto transition = [&](int from, int to) { return step[from * 2 + to]; };
+    Network network;
+    addVariable(network, 2, {}, {0.5, 0.5});
+    for (int v = 1; v < length; ++v) addVariable(network, 2, {v - 1}, step);
+    Evidence evidence;
+    for (int v = 0; v < length; ++v)
+        if (v != middle) evidence.hard[v] = v % 2;
+
+    double logExpected = std::log(0.5);
+    for (int v = 1; v < length; ++v)
+        if (v != middle && v - 1 != middle) logExpected += std::log(transition((v - 1) % 2, v % 2));
+    double joint[2];
+    for (int s = 0; s < 2; ++s) joint[s] = transition((middle - 1) % 2, s) * transition(s, (middle + 1) % 2);
+    logExpected += std::log(joint[0] + joint[1]);
+
+    const auto result = JunctionTree(network).infer(evidence);
+    EXPECT_LT(logExpected, -750.0);
+    EXPECT_EQ(result.probabilityOfEvidence, 0.0);
+    EXPECT_NEAR(result.logProbabilityOfEvidence, logExpected, 1e-12 * std::abs(logExpected));
+    EXPECT_NEAR(result.posteriors[middle][1], joint[1] / (joint[0] + joint[1]), tolerance);
+    EXPECT_EQ(result.posteriors[length - 1][1], 1.0);
+}
+
+TEST(JunctionTree, RefusesImpossibleAndMalformedEvidence) {
+    Network network;
+    addVariable(network, 2, {}, {0.4, 0.6});
+    addVariable(network, 3, {0}, {1.0, 0.0, 0.0, 0.2, 0.3, 0.5});
+    const JunctionTree tree(network);
+    const auto message = [&](std::map<int, int> hard, std::map<int, std::vector<double>> likelihood = {}) {
+        try {
+            const Evidence evidence{std::move(hard), std::move(likelihood)};
+            tree.infer(evidence);
+        } catch (const samplenet::EvidenceError& error) {
+            return std::string(error.what());
+        }
+        return std::string("no error");
+    };
+    const std::string impossible = "the evidence is impossible under the model (probability 0)";
+    EXPECT_EQ(message({{0, 0}, {1, 2}}), impossible);
+    EXPECT_EQ(message({}, {{1, {0.0, 0.7, 1.0}}, {0, {1.0, 0.0}}}), impossible);
+    EXPECT_EQ(message({{1, 0}}, {{1, {0.0, 1.0, 1.0}}}), impossible);
+    EXPECT_EQ(message({{2, 0}}), "evidence on variable index 2, but the network has 2 variables");
+    EXPECT_EQ(message({{1, 3}}), "evidence on 'v1' names state index 3, but it has 3 states");
+    EXPECT_EQ(message({}, {{0, {1.0}}}), "likelihood evidence on 'v0' has 1 weights, but it has 2 states");
+    EXPECT_EQ(message({}, {{0, {1.0, -0.5}}}), "likelihood evidence on 'v0' has a negative or non-finite weight");
+    EXPECT_EQ(message({}, {{0, {0.0, 0.0}}}), "likelihood evidence on 'v0' gives every state weight 0");
+    // The tree is still usable after refusing.
+    EXPECT_NEAR(tree.infer(Evidence{{{1, 0}}, {}}).posteriors[0][0], 0.4 / (0.4 + 0.6 * 0.2), tolerance);
+}
+
+TEST(JunctionTree, RefusesNetworksWhoseTablesItCannotIndex) {
+    const auto message = [](Network network) {
+        try {
+            JunctionTree tree(network);
+        } catch (const samplenet::ModelError& error) {
+            return std::string(error.what());
+        }
+        return std::string("no error");
+    };
+    Network shortTable = exact_testing::chain(2);
+    shortTable.variables[1].table.pop_back();
+    EXPECT_EQ(message(shortTable), "variable 'v1' has 3 table entries, expected 4");
+    Network strayParent = exact_testing::chain(2);
+    strayParent.variables[1].parents = {5};
+    EXPECT_EQ(message(strayParent), "variable 'v1' has an invalid parent index 5");
+    Network twiceParent = exact_testing::chain(2);
+    twiceParent.variables[1].parents = {0, 0};
+    twiceParent.variables[1].table.assign(8, 0.5);
+    EXPECT_EQ(message(twiceParent), "variable 'v1' lists a parent twice");
+    EXPECT_EQ(JunctionTree(Network{}).infer({}).posteriors.size(), 0u);
+}
+
+TEST(JunctionTree, HandlesSeparateComponents) {
+    Network network = exact_testing::chain(3);
+    addVariable(network, 3, {}, {0.2, 0.3, 0.5});
+    addVariable(network, 2, {3}, {0.1, 0.9, 0.6, 0.4, 0.5, 0.5});
+    const JunctionTree tree(network);
+    for (const Evidence& evidence : evidenceCases(network, 3)) expectAgreesWithEnumeration(tree, network, evidence);
+}
+
+}  // namespace
