@@ -99,7 +99,7 @@ private:
         }
         Variable& variable = builder_.network().variables[child];
         const std::size_t states = variable.states.size();
-        const std::size_t size = builder_.tableSize(child, parents, start.line);
+        const std::size_t size = builder_.checkParents(child, parents, start.line);
         const std::size_t configurations = size / states;
 
         enum class Source : char { None, Table, Row };
@@ -143,9 +143,10 @@ private:
         std::size_t q = 0;
         for (std::size_t k = 0; k < parents.size(); ++k) {
             if (k > 0) lexer_.accept(',');
-            const Token state = lexer_.expectName("a state of " + quoted(builder_.network().variables[parents[k]].name));
-            q = q * builder_.network().variables[parents[k]].states.size() +
-                builder_.stateIndex(parents[k], state.text, state.line);
+            const Variable& parent = builder_.network().variables[parents[k]];
+            if (!lexer_.peek().isName()) lexer_.fail("a state of " + quoted(parent.name));
+            const Token state = lexer_.next();
+            q = q * parent.states.size() + builder_.stateIndex(parents[k], state.text, state.line);
         }
         if (!lexer_.peek().is(')')) lexer_.fail("')' after " + std::to_string(parents.size()) + " parent states");
         lexer_.next();

@@ -14,7 +14,12 @@ std::string Token::describe() const {
 }
 
 Lexer::Lexer(std::string_view text, const ParseErrors& errors, Syntax syntax)
-    : text_(text), errors_(errors), syntax_(syntax) {
+    : text_(text), errors_(errors) {
+    for (char c : std::string_view(" \t\r\n\f\v")) classes_[static_cast<unsigned char>(c)] = Blank;
+    for (char c : syntax.symbols) classes_[static_cast<unsigned char>(c)] = Symbol;
+    classes_['"'] = Quote;
+    if (syntax.slashComments) classes_['/'] = CommentLead;
+    if (syntax.percentComments) classes_['%'] = CommentLead;
     current_ = scan();
 }
 
@@ -22,22 +27,20 @@ void Lexer::failAt(const Token& token, std::string_view expected) const {
     errors_.fail(token.line, expected, token.describe());
 }
 
+// Only called where the current character is a CommentLead.
 bool Lexer::atComment() const {
-    const char c = text_[position_];
-    if (syntax_.percentComments && c == '%') return true;
-    return syntax_.slashComments && c == '/' && position_ + 1 < text_.size() &&
-           (text_[position_ + 1] == '/' || text_[position_ + 1] == '*');
+    if (text_[position_] == '%') return true;
+    return position_ + 1 < text_.size() && (text_[position_ + 1] == '/' || text_[position_ + 1] == '*');
 }
 
 void Lexer::skipBlank() {
     while (position_ < text_.size()) {
         const char c = text_[position_];
-        if (c == '\n') {
-            ++line_;
+        const CharClass charClass = classOf(c);
+        if (charClass == Blank) {
+            line_ += c == '\n';
             ++position_;
-        } else if (c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v') {
-            ++position_;
-        } else if (!atComment()) {
+        } else if (charClass != CommentLead || !atComment()) {
             return;
         } else if (c == '/' && text_[position_ + 1] == '*') {
             const int startLine = line_;
@@ -53,10 +56,8 @@ void Lexer::skipBlank() {
 }
 
 bool Lexer::isWordChar(char c) const {
-    switch (c) {
-        case ' ': case '\t': case '\r': case '\n': case '\f': case '\v': case '"': return false;
-        default: return syntax_.symbols.find(c) == std::string_view::npos && !atComment();
-    }
+    const CharClass charClass = classOf(c);
+    return charClass == Other || (charClass == CommentLead && !atComment());
 }
 
 Token Lexer::scan() {
@@ -74,7 +75,7 @@ Token Lexer::scan() {
         token.text = text_.substr(position_ + 1, end - position_ - 1);
         for (char inside : token.text) line_ += inside == '\n';
         position_ = end + 1;
-    } else if (syntax_.symbols.find(c) != std::string_view::npos) {
+    } else if (classOf(c) == Symbol) {
         token.kind = Token::Kind::Symbol;
         token.text = text_.substr(position_++, 1);
     } else {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -50,6 +51,8 @@ public:
     [[noreturn]] void failAt(const Token& token, std::string_view expected) const;
 
 private:
+    enum CharClass : unsigned char { Other, Blank, Symbol, Quote, CommentLead };
+    CharClass classOf(char c) const { return classes_[static_cast<unsigned char>(c)]; }
     void skipBlank();
     bool atComment() const;
     bool isWordChar(char c) const;
@@ -57,7 +60,7 @@ private:
 
     std::string_view text_;
     const ParseErrors& errors_;
-    Syntax syntax_;
+    std::array<CharClass, 256> classes_{};
     std::size_t position_ = 0;
     int line_ = 1;
     std::size_t currentStart_ = 0;

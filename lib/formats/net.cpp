@@ -89,7 +89,7 @@ private:
         }
         lexer_.expect(')');
         lexer_.expect('{');
-        const std::size_t size = builder_.tableSize(child, parents, start.line);
+        const std::size_t size = builder_.checkParents(child, parents, start.line);
         std::vector<double> table;
         bool hasData = false;
         while (!lexer_.peek().is('}')) {

@@ -30,11 +30,13 @@ int NetworkBuilder::stateIndex(int variable, std::string_view state, int line) c
     return static_cast<int>(it - states.begin());
 }
 
-std::size_t NetworkBuilder::tableSize(int variable, const std::vector<int>& parents, int line) const {
+std::size_t NetworkBuilder::checkParents(int variable, const std::vector<int>& parents, int line) const {
     constexpr std::size_t kMaxEntries = std::size_t{1} << 28;
     std::size_t size = network_.variables[variable].states.size();
-    for (int parent : parents) {
-        const std::size_t states = network_.variables[parent].states.size();
+    for (auto parent = parents.begin(); parent != parents.end(); ++parent) {
+        if (std::find(parents.begin(), parent, *parent) != parent)
+            fail(line, "distinct parents", quoted(network_.variables[*parent].name) + " twice");
+        const std::size_t states = network_.variables[*parent].states.size();
         if (states != 0 && size > kMaxEntries / states)
             fail(line, "a table of at most " + std::to_string(kMaxEntries) + " entries",
                  "one for " + quoted(network_.variables[variable].name) + " that is larger");
@@ -46,9 +48,6 @@ std::size_t NetworkBuilder::tableSize(int variable, const std::vector<int>& pare
 void NetworkBuilder::define(int variable, std::vector<int> parents, std::vector<double> table, int line) {
     Variable& target = network_.variables[variable];
     if (defined_[variable]) fail(line, "one table per variable", "a second one for " + quoted(target.name));
-    for (std::size_t k = 0; k < parents.size(); ++k)
-        if (std::find(parents.begin(), parents.begin() + k, parents[k]) != parents.begin() + k)
-            fail(line, "distinct parents", quoted(network_.variables[parents[k]].name) + " twice");
     defined_[variable] = true;
     target.parents = std::move(parents);
     target.table = std::move(table);

@@ -26,9 +26,9 @@ public:
     Variable& addVariable(std::string name, int line);
     int variableIndex(std::string_view name, int line) const;
     int stateIndex(int variable, std::string_view state, int line) const;
-    // Entries of the variable's table for these parents; tables too large
-    // to hold are an error.
-    std::size_t tableSize(int variable, const std::vector<int>& parents, int line) const;
+    // Reports parents listed twice and tables too large to hold; returns the
+    // number of entries of the variable's table for these parents.
+    std::size_t checkParents(int variable, const std::vector<int>& parents, int line) const;
     // Sets parents and table of a variable whose distribution is not yet known.
     void define(int variable, std::vector<int> parents, std::vector<double> table, int line);
     // Every variable must have been defined; then the network is validated,

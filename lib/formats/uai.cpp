@@ -1,6 +1,7 @@
 #include "lib/formats/uai.h"
 
 #include <charconv>
+#include <limits>
 
 #include "lib/formats/lexer.h"
 #include "lib/formats/network_builder.h"
@@ -23,7 +24,10 @@ int readIndex(Lexer& lexer, std::string_view what, long long limit) {
     return static_cast<int>(value);
 }
 
-constexpr long long kMaxCount = 1 << 24;
+constexpr long long kMaxCount = std::numeric_limits<int>::max();
+// Names are made for every state before the tables are read, so an absurd
+// state count must not get that far.
+constexpr long long kMaxStates = 1 << 16;
 
 }  // namespace
 
@@ -36,7 +40,7 @@ Network readUai(std::string_view text, const std::string& path) {
     for (int v = 0; v < count; ++v) {
         const Token at = lexer.peek();
         Variable& variable = builder.addVariable("v" + std::to_string(v), at.line);
-        const int states = readIndex(lexer, "state count", kMaxCount);
+        const int states = readIndex(lexer, "state count", kMaxStates);
         for (int s = 0; s < states; ++s) variable.states.push_back("s" + std::to_string(s));
     }
     const Token functionsAt = lexer.peek();
@@ -50,8 +54,9 @@ Network readUai(std::string_view text, const std::string& path) {
     };
     std::vector<Scope> scopes;
     for (int f = 0; f < count; ++f) {
-        const int size = readIndex(lexer, "scope size of at least 1", count + 1);
-        if (size == 0) builder.fail(lexer.peek().line, "scope size of at least 1", "0");
+        const Token sizeAt = lexer.peek();
+        const int size = readIndex(lexer, "scope size", count + 1);
+        if (size == 0) lexer.failAt(sizeAt, "scope size of at least 1");
         Scope scope{0, {}, lexer.peek().line};
         for (int k = 0; k < size; ++k)
             scope.parents.push_back(readIndex(lexer, "variable index below " + std::to_string(count), count));
@@ -60,9 +65,9 @@ Network readUai(std::string_view text, const std::string& path) {
         scopes.push_back(std::move(scope));
     }
     for (Scope& scope : scopes) {
-        const std::size_t size = builder.tableSize(scope.child, scope.parents, scope.line);
+        const std::size_t size = builder.checkParents(scope.child, scope.parents, scope.line);
         const Token sizeAt = lexer.peek();
-        if (readIndex(lexer, "table size", static_cast<long long>(size) + 1) != static_cast<long long>(size))
+        if (static_cast<std::size_t>(readIndex(lexer, "table size", kMaxCount)) != size)
             lexer.failAt(sizeAt, std::to_string(size) + " as table size");
         std::vector<double> table(size);
         for (double& value : table) value = lexer.expectProbability();

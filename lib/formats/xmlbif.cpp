@@ -66,7 +66,7 @@ private:
         std::vector<int> parents;
         for (const pugi::xml_node given : element.children("GIVEN"))
             parents.push_back(builder_.variableIndex(trimmed(given.text().get()), lineOf(given)));
-        const std::size_t size = builder_.tableSize(child, parents, line);
+        const std::size_t size = builder_.checkParents(child, parents, line);
         const std::string text = childText(element, "TABLE");
         const int tableLine = lineOf(element.child("TABLE"));
         std::vector<double> table;
