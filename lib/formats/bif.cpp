@@ -161,6 +161,13 @@ void appendProperties(std::string& out, const std::vector<std::string>& properti
     for (const std::string& property : properties) out += "  property " + property + ";\n";
 }
 
+void appendNames(std::string& out, const std::vector<std::string>& names) {
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (i) out += ", ";
+        appendName(out, names[i], kBifSyntax);
+    }
+}
+
 void appendValues(std::string& out, const double* values, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         if (i) out += ", ";
@@ -183,10 +190,7 @@ std::string writeBif(const Network& network) {
         out += "variable ";
         appendName(out, variable.name, kBifSyntax);
         out += " {\n  type discrete [ " + std::to_string(variable.states.size()) + " ] { ";
-        for (std::size_t s = 0; s < variable.states.size(); ++s) {
-            if (s) out += ", ";
-            appendName(out, variable.states[s], kBifSyntax);
-        }
+        appendNames(out, variable.states);
         out += " };\n";
         appendProperties(out, variable.properties);
         out += "}\n";
@@ -194,9 +198,11 @@ std::string writeBif(const Network& network) {
     for (const Variable& variable : network.variables) {
         out += "probability ( ";
         appendName(out, variable.name, kBifSyntax);
-        for (std::size_t k = 0; k < variable.parents.size(); ++k) {
-            out += k ? ", " : " | ";
-            appendName(out, network.variables[variable.parents[k]].name, kBifSyntax);
+        if (!variable.parents.empty()) {
+            std::vector<std::string> parents;
+            for (int parent : variable.parents) parents.push_back(network.variables[parent].name);
+            out += " | ";
+            appendNames(out, parents);
         }
         out += " ) {\n";
         const std::size_t states = variable.states.size();

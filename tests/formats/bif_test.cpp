@@ -6,7 +6,7 @@
 namespace samplenet {
 namespace {
 
-using testing_formats::errorOf;
+using testing_formats::expectErrors;
 using testing_formats::expectSameNetwork;
 
 const char* const kDogProblem = R"(// A file in the older dialect: quoted names, no commas, flat tables.
@@ -107,11 +107,7 @@ TEST(BifReader, ReportsFileLineAndWhatWasExpected) {
                                "variable B { type discrete [ 2 ] { a, b }; }\n";
     const std::string tables = "probability ( A ) { table 0.5, 0.5; }\n"
                                "probability ( B | A ) { (a) 0.1, 0.9; (b) 0.2, 0.8; }\n";
-    struct Case {
-        std::string text;
-        const char* message;
-    };
-    const Case cases[] = {
+    expectErrors({
         {"varible A { }", "bad.bif:1: expected 'network', 'variable' or 'probability', found 'varible'"},
         {"variable A { type discrete [ 2 ] { a, b } }", "bad.bif:1: expected ';', found '}'"},
         {"variable A {\n type discrete [ 3 ] { a, b }; }", "bad.bif:2: expected 3 states, found 2"},
@@ -144,11 +140,7 @@ TEST(BifReader, ReportsFileLineAndWhatWasExpected) {
          "bad.bif: cycle: A -> B -> A"},
         {header + "probability ( A ) { table 0.5, 0.4; }\n" + "probability ( B | A ) { default 0.5, 0.5; }",
          "bad.bif: variable \"A\": probabilities sum to 0.9, expected 1"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        EXPECT_EQ(errorOf([&] { readBif(c.text, "bad.bif"); }), c.message);
-    }
+    }, [&](const std::string& text) { readBif(text, "bad.bif"); });
 }
 
 }  // namespace

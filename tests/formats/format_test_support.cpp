@@ -41,6 +41,13 @@ std::string errorOf(const std::function<void()>& action) {
     return "(no error)";
 }
 
+void expectErrors(const std::vector<ErrorCase>& cases, const std::function<void(const std::string&)>& read) {
+    for (const ErrorCase& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(errorOf([&] { read(c.text); }), c.message);
+    }
+}
+
 void expectSameNetwork(const Network& expected, const Network& actual, bool compareNames) {
     ASSERT_EQ(expected.size(), actual.size());
     if (compareNames) {

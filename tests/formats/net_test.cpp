@@ -6,7 +6,7 @@
 namespace samplenet {
 namespace {
 
-using testing_formats::errorOf;
+using testing_formats::expectErrors;
 using testing_formats::expectSameNetwork;
 
 const char* const kSprinkler = R"(% a network with two parents
@@ -68,6 +68,13 @@ TEST(NetWriter, NestsDataByParentAndReadsBackIdentically) {
         << text;
     expectSameNetwork(network, readNet(text, "again.net"));
 
+    // Names that are not single words are quoted.
+    Network oddNames = network;
+    oddNames.variables[0].name = "rain % today";
+    oddNames.variables[1].name = "(sprinkler)";
+    oddNames.reindex();
+    expectSameNetwork(oddNames, readNet(writeNet(oddNames), "quoted.net"));
+
     // Properties that are not "key = value" cannot be written as attributes.
     Network withBifProperty = network;
     withBifProperty.variables[0].properties.push_back("free text");
@@ -76,11 +83,7 @@ TEST(NetWriter, NestsDataByParentAndReadsBackIdentically) {
 
 TEST(NetReader, ReportsFileLineAndWhatWasExpected) {
     const std::string head = "net {}\nnode A { states = (\"a\" \"b\"); }\n";
-    struct Case {
-        std::string text;
-        const char* message;
-    };
-    const Case cases[] = {
+    expectErrors({
         {"class x {}", "bad.net:1: expected 'net', found 'class'"},
         {head + "utility U { }", "bad.net:3: expected 'node', 'discrete node' or 'potential', found 'utility'"},
         {head + "continuous node C { }", "bad.net:3: expected 'node', 'discrete node' or 'potential', found 'continuous'"},
@@ -98,11 +101,7 @@ TEST(NetReader, ReportsFileLineAndWhatWasExpected) {
          "bad.net:4: expected one table per variable, found a second one for 'A'"},
         {head, "bad.net:3: expected a table for variable 'A', found none"},
         {head + "potential (A) { data = (0.5 0.4); }", "bad.net: variable \"A\": probabilities sum to 0.9, expected 1"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        EXPECT_EQ(errorOf([&] { readNet(c.text, "bad.net"); }), c.message);
-    }
+    }, [&](const std::string& text) { readNet(text, "bad.net"); });
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 namespace samplenet {
 namespace {
 
-using testing_formats::errorOf;
+using testing_formats::expectErrors;
 using testing_formats::expectSameNetwork;
 
 // v2 has parents v1 then v0; the functions are not in variable order.
@@ -50,11 +50,7 @@ TEST(UaiWriter, WritesOneFunctionPerVariableInOrder) {
 }
 
 TEST(UaiReader, ReportsFileLineAndWhatWasExpected) {
-    struct Case {
-        std::string text;
-        const char* message;
-    };
-    const Case cases[] = {
+    expectErrors({
         {"MARKOV\n1\n2\n1\n1 0\n2 0.5 0.5", "bad.uai:1: expected 'BAYES', found 'MARKOV'"},
         {"BAYES\nmany", "bad.uai:2: expected variable count, found 'many'"},
         {"BAYES\n1\n-2", "bad.uai:3: expected state count, found '-2'"},
@@ -70,11 +66,7 @@ TEST(UaiReader, ReportsFileLineAndWhatWasExpected) {
         {"BAYES\n1\n2\n1\n1 0\n\n2\n0.5", "bad.uai:8: expected probability, found end of file"},
         {"BAYES\n1\n2\n1\n1 0\n\n2\n0.5 0.5 0.5", "bad.uai:8: expected end of file, found '0.5'"},
         {"BAYES\n2\n2 2\n2\n2 1 0\n2 0 1\n4 0.5 0.5 0.5 0.5\n4 0.5 0.5 0.5 0.5", "bad.uai: cycle: v0 -> v1 -> v0"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        EXPECT_EQ(errorOf([&] { readUai(c.text, "bad.uai"); }), c.message);
-    }
+    }, [&](const std::string& text) { readUai(text, "bad.uai"); });
 }
 
 TEST(UaiEvidence, ReadsTheOldFormAndTheFormWithASampleCount) {
@@ -89,11 +81,7 @@ TEST(UaiEvidence, ReadsTheOldFormAndTheFormWithASampleCount) {
 
 TEST(UaiEvidence, ReportsUnknownVariablesStatesAndMalformedFiles) {
     const Network network = readUai(kThreeVariables, "three.uai");
-    struct Case {
-        std::string text;
-        const char* message;
-    };
-    const Case cases[] = {
+    expectErrors({
         {"", "bad.evid:1: expected sample count, found end of file"},
         {"2 1 0 1", "bad.evid:1: expected 1 as sample count, found '2'"},
         {"1 x 1", "bad.evid:1: expected variable index, found 'x'"},
@@ -103,11 +91,7 @@ TEST(UaiEvidence, ReportsUnknownVariablesStatesAndMalformedFiles) {
         {"1\n3 0 1", "bad.evid:2: expected variable index, found end of file"},
         {"2 0 1 0", "bad.evid:1: expected 1 as sample count, found '2'"},
         {"1 1 0 1 2 0", "bad.evid:1: expected end of file after 1 variable/state pairs, found '2'"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        EXPECT_EQ(errorOf([&] { readUaiEvidence(network, c.text, "bad.evid"); }), c.message);
-    }
+    }, [&](const std::string& text) { readUaiEvidence(network, text, "bad.evid"); });
 }
 
 }  // namespace

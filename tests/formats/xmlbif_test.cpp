@@ -6,7 +6,7 @@
 namespace samplenet {
 namespace {
 
-using testing_formats::errorOf;
+using testing_formats::expectErrors;
 using testing_formats::expectSameNetwork;
 
 const char* const kLightOn = R"(<?xml version="1.0"?>
@@ -73,11 +73,7 @@ TEST(XmlBifReader, ReportsFileLineAndWhatWasExpected) {
                              "<VARIABLE TYPE=\"nature\"><NAME>A</NAME><OUTCOME>a</OUTCOME><OUTCOME>b</OUTCOME></VARIABLE>\n";
     const std::string tail = "</NETWORK></BIF>\n";
     const std::string defineA = "<DEFINITION><FOR>A</FOR><TABLE>0.5 0.5</TABLE></DEFINITION>\n";
-    struct Case {
-        std::string text;
-        const char* message;
-    };
-    const Case cases[] = {
+    expectErrors({
         {"<BIF><NETWORK>\n<VARIABLE>\n</NETWORK></BIF>", "bad.xml:3: expected well-formed XML, found Start-end tags mismatch"},
         {"<NETWORK></NETWORK>", "bad.xml:1: expected <BIF> with a <NETWORK>, found <NETWORK>"},
         {"", "bad.xml:1: expected well-formed XML, found No document element found"},
@@ -102,11 +98,7 @@ TEST(XmlBifReader, ReportsFileLineAndWhatWasExpected) {
         {head + tail, "bad.xml:4: expected a table for variable 'A', found none"},
         {head + "<DEFINITION><FOR>A</FOR><TABLE>0.5 0.6</TABLE></DEFINITION>\n" + tail,
          "bad.xml: variable \"A\": probabilities sum to 1.1, expected 1"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        EXPECT_EQ(errorOf([&] { readXmlBif(c.text, "bad.xml"); }), c.message);
-    }
+    }, [&](const std::string& text) { readXmlBif(text, "bad.xml"); });
 }
 
 }  // namespace
