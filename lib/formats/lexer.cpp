@@ -8,7 +8,7 @@ namespace samplenet {
 std::string Token::describe() const {
     switch (kind) {
         case Kind::End: return "end of file";
-        case Kind::String: return "\"" + std::string(text) + "\"";
+        case Kind::String: return concat({"\"", text, "\""});
         default: return quoted(text);
     }
 }

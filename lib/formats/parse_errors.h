@@ -3,10 +3,12 @@
 #include <string>
 #include <string_view>
 
+#include "lib/formats/text_util.h"
+
 namespace samplenet {
 
 // "'text'": how a found token appears in a parse error.
-inline std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+inline std::string quoted(std::string_view text) { return concat({"'", text, "'"}); }
 
 // Formats the one-line messages of a file's parse errors.
 class ParseErrors {

@@ -6,6 +6,7 @@
 #include "lib/formats/lexer.h"
 #include "lib/formats/network_builder.h"
 #include "lib/formats/number_text.h"
+#include "lib/formats/text_util.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {
@@ -39,9 +40,9 @@ Network readUai(std::string_view text, const std::string& path) {
     const int count = readIndex(lexer, "variable count", kMaxCount);
     for (int v = 0; v < count; ++v) {
         const Token at = lexer.peek();
-        Variable& variable = builder.addVariable("v" + std::to_string(v), at.line);
+        Variable& variable = builder.addVariable(concat({"v", std::to_string(v)}), at.line);
         const int states = readIndex(lexer, "state count", kMaxStates);
-        for (int s = 0; s < states; ++s) variable.states.push_back("s" + std::to_string(s));
+        for (int s = 0; s < states; ++s) variable.states.push_back(concat({"s", std::to_string(s)}));
     }
     const Token functionsAt = lexer.peek();
     if (readIndex(lexer, "function count", kMaxCount) != count)
@@ -78,17 +79,18 @@ Network readUai(std::string_view text, const std::string& path) {
 }
 
 std::string writeUai(const Network& network) {
-    std::string out = "BAYES\n" + std::to_string(network.size()) + "\n";
-    for (int v = 0; v < network.size(); ++v) out += (v ? " " : "") + std::to_string(network.variables[v].stateCount());
-    out += "\n" + std::to_string(network.size()) + "\n";
+    const std::string count = std::to_string(network.size());
+    std::string out = concat({"BAYES\n", count, "\n"});
+    for (int v = 0; v < network.size(); ++v) out += concat({v ? " " : "", std::to_string(network.variables[v].stateCount())});
+    out += concat({"\n", count, "\n"});
     for (int v = 0; v < network.size(); ++v) {
         const auto& parents = network.variables[v].parents;
         out += std::to_string(parents.size() + 1);
-        for (int parent : parents) out += " " + std::to_string(parent);
-        out += " " + std::to_string(v) + "\n";
+        for (int parent : parents) out += concat({" ", std::to_string(parent)});
+        out += concat({" ", std::to_string(v), "\n"});
     }
     for (const Variable& variable : network.variables) {
-        out += "\n" + std::to_string(variable.table.size()) + "\n";
+        out += concat({"\n", std::to_string(variable.table.size()), "\n"});
         for (std::size_t i = 0; i < variable.table.size(); ++i) {
             out += ' ';
             appendNumber(out, variable.table[i]);

@@ -26,7 +26,7 @@ public:
         const pugi::xml_node network = document.child("BIF").child("NETWORK");
         if (!network) {
             const pugi::xml_node root = document.document_element();
-            builder_.fail(lineOf(root), "<BIF> with a <NETWORK>", root ? "<" + std::string(root.name()) + ">" : "no element");
+            builder_.fail(lineOf(root), "<BIF> with a <NETWORK>", root ? concat({"<", root.name(), ">"}) : "no element");
         }
         builder_.network().name = network.child_value("NAME");
         readProperties(network, builder_.network().properties);
