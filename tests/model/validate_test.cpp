@@ -109,13 +109,5 @@ TEST(Validate, ReportsTheVariablesOnACycle) {
     EXPECT_EQ(validationMessage(network), "cycle: A -> B -> C -> A");
 }
 
-TEST(Validate, DescribesConfigurationsFirstParentSlowest) {
-    const Network network = smallNetwork();
-    EXPECT_EQ(describeConfiguration(network, {0, 1}, 0), "(A=yes, B=yes)");
-    EXPECT_EQ(describeConfiguration(network, {0, 1}, 4), "(A=no, B=no)");
-    EXPECT_EQ(describeConfiguration(network, {1, 0}, 5), "(B=maybe, A=no)");
-    EXPECT_EQ(describeConfiguration(network, {}, 0), "()");
-}
-
 }  // namespace
 }  // namespace samplenet
