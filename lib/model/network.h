@@ -59,4 +59,7 @@ private:
 // Columns within `tolerance` of 1 are renormalised in place.
 void validate(Network& network, double tolerance = 1e-6);
 
+// "(A=yes, B=no)": configuration q of the given parents, by state names.
+std::string describeConfiguration(const Network& network, const std::vector<int>& parents, std::size_t q);
+
 }  // namespace samplenet

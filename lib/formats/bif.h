@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+// BIF: `network`, `variable` and `probability` blocks. Conditional tables
+// are given as rows `(parent states) p1, p2;`, a `default` row, or a flat
+// `table` in which the variable's own state varies slowest and the last
+// parent fastest. `path` only labels error messages.
+Network readBif(std::string_view text, const std::string& path);
+
+// Parentless variables get a `table`, the others one row per parent
+// configuration; properties are written back as `property` lines.
+std::string writeBif(const Network& network);
+
+}  // namespace samplenet

@@ -1,0 +1,85 @@
+#include "lib/formats/formats.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "lib/formats/bif.h"
+#include "lib/formats/net.h"
+#include "lib/formats/text_file.h"
+#include "lib/formats/uai.h"
+#include "lib/formats/xmlbif.h"
+#include "lib/model/errors.h"
+
+namespace samplenet {
+namespace {
+
+struct FormatEntry {
+    std::string_view extension;
+    FileFormat format;
+};
+
+constexpr FormatEntry kExtensions[] = {
+    {".bif", FileFormat::Bif}, {".xml", FileFormat::XmlBif}, {".xmlbif", FileFormat::XmlBif},
+    {".net", FileFormat::Net}, {".uai", FileFormat::Uai},
+};
+
+constexpr std::string_view kGzip = ".gz";
+
+bool endsWithIgnoringCase(std::string_view text, std::string_view suffix) {
+    return text.size() >= suffix.size() &&
+           std::equal(suffix.begin(), suffix.end(), text.end() - static_cast<std::ptrdiff_t>(suffix.size()),
+                      [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b)); });
+}
+
+bool isCompressed(std::string_view path) { return endsWithIgnoringCase(path, kGzip); }
+
+FileFormat requireFormat(const std::string& path) {
+    const auto format = formatOfPath(path);
+    if (!format) throw ParseError(path + ": unknown file extension, expected .bif, .xml, .xmlbif, .net or .uai, optionally followed by .gz");
+    return *format;
+}
+
+}  // namespace
+
+std::optional<FileFormat> formatOfPath(const std::string& path) {
+    std::string_view stem = path;
+    if (isCompressed(stem)) stem.remove_suffix(kGzip.size());
+    for (const FormatEntry& entry : kExtensions)
+        if (endsWithIgnoringCase(stem, entry.extension)) return entry.format;
+    return std::nullopt;
+}
+
+Network readNetwork(const std::string& path) {
+    const FileFormat format = requireFormat(path);
+    const std::string text = readTextFile(path);
+    switch (format) {
+        case FileFormat::Bif: return readBif(text, path);
+        case FileFormat::XmlBif: return readXmlBif(text, path);
+        case FileFormat::Net: return readNet(text, path);
+        case FileFormat::Uai: return readUai(text, path);
+    }
+    throw ParseError(path + ": unsupported format");
+}
+
+void writeNetwork(const Network& network, const std::string& path) {
+    const FileFormat format = requireFormat(path);
+    // Writers walk the tables by the declared shape; a malformed network
+    // must be refused here rather than read out of bounds.
+    Network checked = network;
+    checked.reindex();
+    validate(checked);
+    std::string text;
+    switch (format) {
+        case FileFormat::Bif: text = writeBif(network); break;
+        case FileFormat::XmlBif: text = writeXmlBif(network); break;
+        case FileFormat::Net: text = writeNet(network); break;
+        case FileFormat::Uai: text = writeUai(network); break;
+    }
+    writeTextFile(path, text, isCompressed(path));
+}
+
+Evidence readUaiEvidence(const Network& network, const std::string& path) {
+    return readUaiEvidence(network, readTextFile(path), path);
+}
+
+}  // namespace samplenet

@@ -1,0 +1,153 @@
+#include "lib/formats/lexer.h"
+
+#include "lib/formats/number_text.h"
+#include "lib/formats/text_util.h"
+
+namespace samplenet {
+
+std::string Token::describe() const {
+    switch (kind) {
+        case Kind::End: return "end of file";
+        case Kind::String: return concat({"\"", text, "\""});
+        default: return quoted(text);
+    }
+}
+
+Lexer::Lexer(std::string_view text, const ParseErrors& errors, Syntax syntax)
+    : text_(text), errors_(errors) {
+    for (char c : std::string_view(" \t\r\n\f\v")) classes_[static_cast<unsigned char>(c)] = Blank;
+    for (char c : syntax.symbols) classes_[static_cast<unsigned char>(c)] = Symbol;
+    classes_['"'] = Quote;
+    if (syntax.slashComments) classes_['/'] = CommentLead;
+    if (syntax.percentComments) classes_['%'] = CommentLead;
+    current_ = scan();
+}
+
+void Lexer::failAt(const Token& token, std::string_view expected) const {
+    errors_.fail(token.line, expected, token.describe());
+}
+
+// Only called where the current character is a CommentLead.
+bool Lexer::atComment() const {
+    if (text_[position_] == '%') return true;
+    return position_ + 1 < text_.size() && (text_[position_ + 1] == '/' || text_[position_ + 1] == '*');
+}
+
+void Lexer::skipBlank() {
+    while (position_ < text_.size()) {
+        const char c = text_[position_];
+        const CharClass charClass = classOf(c);
+        if (charClass == Blank) {
+            line_ += c == '\n';
+            ++position_;
+        } else if (charClass != CommentLead || !atComment()) {
+            return;
+        } else if (c == '/' && text_[position_ + 1] == '*') {
+            const int startLine = line_;
+            const std::size_t end = text_.find("*/", position_ + 2);
+            if (end == std::string_view::npos) errors_.fail(startLine, "end of comment '*/'", "end of file");
+            for (std::size_t i = position_; i < end; ++i) line_ += text_[i] == '\n';
+            position_ = end + 2;
+        } else {
+            position_ = text_.find('\n', position_);
+            if (position_ == std::string_view::npos) position_ = text_.size();
+        }
+    }
+}
+
+bool Lexer::isWordChar(char c) const {
+    const CharClass charClass = classOf(c);
+    return charClass == Other || (charClass == CommentLead && !atComment());
+}
+
+Token Lexer::scan() {
+    skipBlank();
+    currentStart_ = position_;
+    currentStartLine_ = line_;
+    Token token;
+    token.line = line_;
+    if (position_ == text_.size()) return token;
+    const char c = text_[position_];
+    if (c == '"') {
+        const std::size_t end = text_.find('"', position_ + 1);
+        if (end == std::string_view::npos) errors_.fail(line_, "closing '\"'", "end of file");
+        token.kind = Token::Kind::String;
+        token.text = text_.substr(position_ + 1, end - position_ - 1);
+        for (char inside : token.text) line_ += inside == '\n';
+        position_ = end + 1;
+    } else if (classOf(c) == Symbol) {
+        token.kind = Token::Kind::Symbol;
+        token.text = text_.substr(position_++, 1);
+    } else {
+        token.kind = Token::Kind::Word;
+        const std::size_t start = position_;
+        while (position_ < text_.size() && isWordChar(text_[position_])) ++position_;
+        token.text = text_.substr(start, position_ - start);
+    }
+    return token;
+}
+
+Token Lexer::next() {
+    Token token = current_;
+    current_ = scan();
+    return token;
+}
+
+bool Lexer::accept(char symbol) {
+    if (!current_.is(symbol)) return false;
+    next();
+    return true;
+}
+
+void Lexer::expect(char symbol) {
+    if (!accept(symbol)) fail(quoted(std::string_view(&symbol, 1)));
+}
+
+Token Lexer::expectName(std::string_view what) {
+    if (!current_.isName()) fail(what);
+    return next();
+}
+
+double Lexer::expectProbability() {
+    double value = 0.0;
+    if (current_.kind != Token::Kind::Word) fail("probability");
+    if (const auto problem = parseProbability(current_.text, value)) fail(*problem);
+    next();
+    return value;
+}
+
+std::string_view Lexer::rawUntilSemicolon() {
+    position_ = currentStart_;
+    line_ = currentStartLine_;
+    bool inString = false;
+    while (position_ < text_.size() && (inString || text_[position_] != ';')) {
+        inString ^= text_[position_] == '"';
+        line_ += text_[position_] == '\n';
+        ++position_;
+    }
+    if (position_ == text_.size()) errors_.fail(line_, "';'", "end of file");
+    std::string_view raw = text_.substr(currentStart_, position_ - currentStart_);
+    ++position_;
+    current_ = scan();
+    return trimmed(raw);
+}
+
+void appendName(std::string& out, std::string_view name, const Lexer::Syntax& syntax) {
+    bool plain = !name.empty();
+    for (std::size_t i = 0; plain && i < name.size(); ++i) {
+        const char c = name[i];
+        const char after = i + 1 < name.size() ? name[i + 1] : '\0';
+        plain = std::string_view(" \t\r\n\f\v\"").find(c) == std::string_view::npos &&
+                syntax.symbols.find(c) == std::string_view::npos && !(syntax.percentComments && c == '%') &&
+                !(syntax.slashComments && c == '/' && (after == '/' || after == '*'));
+    }
+    if (plain) {
+        out += name;
+    } else {
+        out += '"';
+        out += name;
+        out += '"';
+    }
+}
+
+}  // namespace samplenet

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+// NET: a `net { }` block, `node X { states = ("a" "b"); ... }` and
+// `potential (X | A B) { data = ((...) ...); }`, data nested by parent in
+// listed order with the node's own state innermost. Node and net attributes
+// other than `states` are kept as "key = value" properties; the net's `name`
+// attribute is the network name. `path` only labels error messages.
+Network readNet(std::string_view text, const std::string& path);
+
+// Properties that are not of the form "key = value" cannot be expressed in
+// this format and are left out.
+std::string writeNet(const Network& network);
+
+}  // namespace samplenet

@@ -1,0 +1,68 @@
+#include "lib/formats/network_builder.h"
+
+#include <algorithm>
+
+#include "lib/model/errors.h"
+
+namespace samplenet {
+
+NetworkBuilder::NetworkBuilder(std::string path) : errors_(std::move(path)) {}
+
+Variable& NetworkBuilder::addVariable(std::string name, int line) {
+    const int index = network_.size();
+    if (!indexByName_.emplace(name, index).second) fail(line, "a new variable name", "duplicate " + quoted(name));
+    network_.variables.emplace_back().name = std::move(name);
+    defined_.push_back(false);
+    return network_.variables.back();
+}
+
+int NetworkBuilder::variableIndex(std::string_view name, int line) const {
+    const auto it = indexByName_.find(name);
+    if (it == indexByName_.end()) fail(line, "a declared variable", "unknown " + quoted(name));
+    return it->second;
+}
+
+int NetworkBuilder::stateIndex(int variable, std::string_view state, int line) const {
+    const auto& states = network_.variables[variable].states;
+    const auto it = std::find(states.begin(), states.end(), state);
+    if (it == states.end())
+        fail(line, "a state of " + quoted(network_.variables[variable].name), "unknown " + quoted(state));
+    return static_cast<int>(it - states.begin());
+}
+
+std::size_t NetworkBuilder::checkParents(int variable, const std::vector<int>& parents, int line) const {
+    constexpr std::size_t kMaxEntries = std::size_t{1} << 28;
+    std::size_t size = network_.variables[variable].states.size();
+    for (auto parent = parents.begin(); parent != parents.end(); ++parent) {
+        if (std::find(parents.begin(), parent, *parent) != parent)
+            fail(line, "distinct parents", quoted(network_.variables[*parent].name) + " twice");
+        const std::size_t states = network_.variables[*parent].states.size();
+        if (states != 0 && size > kMaxEntries / states)
+            fail(line, "a table of at most " + std::to_string(kMaxEntries) + " entries",
+                 "one for " + quoted(network_.variables[variable].name) + " that is larger");
+        size *= states;
+    }
+    return size;
+}
+
+void NetworkBuilder::define(int variable, std::vector<int> parents, std::vector<double> table, int line) {
+    Variable& target = network_.variables[variable];
+    if (defined_[variable]) fail(line, "one table per variable", "a second one for " + quoted(target.name));
+    defined_[variable] = true;
+    target.parents = std::move(parents);
+    target.table = std::move(table);
+}
+
+Network NetworkBuilder::finish(int lastLine) {
+    for (int v = 0; v < network_.size(); ++v)
+        if (!defined_[v]) fail(lastLine, "a table for variable " + quoted(network_.variables[v].name), "none");
+    network_.reindex();
+    try {
+        validate(network_);
+    } catch (const ModelError& error) {
+        throw ModelError(errors_.path() + ": " + error.what());
+    }
+    return std::move(network_);
+}
+
+}  // namespace samplenet

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+// UAI BAYES networks: cardinalities, one function per variable whose scope
+// lists the parents and then the variable itself, and tables with the last
+// scope variable fastest. The format has no names, so variables are named
+// v0, v1, ... and states s0, s1, ... `path` only labels error messages.
+Network readUai(std::string_view text, const std::string& path);
+
+// Variables and parents keep their order, so tables are written unchanged.
+std::string writeUai(const Network& network);
+
+// Evidence by variable and state index: "N var state ..." or, with a leading
+// sample count that must be 1, "1 N var state ...".
+Evidence readUaiEvidence(const Network& network, std::string_view text, const std::string& path);
+
+}  // namespace samplenet

@@ -1,0 +1,113 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <string>
+
+#include "lib/model/errors.h"
+#include "lib/model/network.h"
+
+namespace samplenet {
+namespace {
+
+// A(yes, no) and B(yes, no, maybe) are roots; X(on, off) has parents A, B.
+Network smallNetwork() {
+    Network network;
+    network.variables = {
+        {"A", {"yes", "no"}, {}, {0.3, 0.7}, {}},
+        {"B", {"yes", "no", "maybe"}, {}, {0.2, 0.3, 0.5}, {}},
+        {"X", {"on", "off"}, {0, 1}, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7, 0.4, 0.6, 0.5, 0.5, 0.6, 0.4}, {}},
+    };
+    network.reindex();
+    return network;
+}
+
+std::string validationMessage(Network network) {
+    try {
+        validate(network);
+    } catch (const ModelError& error) {
+        return error.what();
+    }
+    return "(no error)";
+}
+
+TEST(Validate, AcceptsAWellFormedNetworkUnchanged) {
+    Network network = smallNetwork();
+    const Network original = network;
+    validate(network);
+    for (int v = 0; v < network.size(); ++v) EXPECT_EQ(network.variables[v].table, original.variables[v].table);
+}
+
+TEST(Validate, RenormalisesColumnsWithinToleranceOnly) {
+    Network network = smallNetwork();
+    network.variables[2].table[2] = 0.2 + 4e-7;  // column (A=yes, B=no) sums to 1 + 4e-7
+    validate(network);
+    const auto& table = network.variables[2].table;
+    EXPECT_NEAR(table[2] + table[3], 1.0, 1e-15);
+    EXPECT_DOUBLE_EQ(table[3], 0.8 / (1.0 + 4e-7));
+    EXPECT_EQ(table[0], 0.1);  // other columns untouched
+
+    // Validating again changes nothing, so written and re-read tables stay identical.
+    const auto once = table;
+    validate(network);
+    EXPECT_EQ(network.variables[2].table, once);
+}
+
+TEST(Validate, NamesTheParentConfigurationOfAColumnThatDoesNotSumToOne) {
+    Network network = smallNetwork();
+    network.variables[2].table[3] = 0.73;  // (A=yes, B=no): 0.2 + 0.73
+    EXPECT_EQ(validationMessage(network), "variable \"X\": probabilities for (A=yes, B=no) sum to 0.93, expected 1");
+
+    network = smallNetwork();
+    network.variables[0].table = {0.5, 0.6};
+    EXPECT_EQ(validationMessage(network), "variable \"A\": probabilities sum to 1.1, expected 1");
+}
+
+TEST(Validate, RejectsMalformedNetworksWithAMessageNamingTheFault) {
+    struct Case {
+        const char* what;
+        std::function<void(Network&)> breakIt;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"duplicate name", [](Network& n) { n.variables[1].name = "A"; }, "duplicate variable name \"A\""},
+        {"no states", [](Network& n) { n.variables[0].states.clear(); }, "variable \"A\": has no states"},
+        {"duplicate state", [](Network& n) { n.variables[1].states[2] = "yes"; }, "variable \"B\": duplicate state \"yes\""},
+        {"parent out of range", [](Network& n) { n.variables[2].parents[1] = 3; }, "variable \"X\": parent index 3 out of range"},
+        {"negative parent", [](Network& n) { n.variables[2].parents[0] = -1; }, "variable \"X\": parent index -1 out of range"},
+        {"parent twice", [](Network& n) { n.variables[2].parents = {0, 0}; }, "variable \"X\": parent \"A\" listed twice"},
+        {"self loop", [](Network& n) { n.variables[0].parents = {0}; }, "cycle: A -> A"},
+        {"short table", [](Network& n) { n.variables[2].table.pop_back(); },
+         "variable \"X\": table has 11 entries, expected 12 (6 parent configurations x 2 states)"},
+        {"negative entry", [](Network& n) { n.variables[2].table[10] = -0.5; },
+         "variable \"X\": probability -0.5 of state \"on\" for (A=no, B=maybe) is negative"},
+        {"not finite", [](Network& n) { n.variables[1].table[0] = std::numeric_limits<double>::quiet_NaN(); },
+         "variable \"B\": probability nan of state \"yes\" is not finite"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Network network = smallNetwork();
+        c.breakIt(network);
+        EXPECT_EQ(validationMessage(network), c.message);
+    }
+}
+
+TEST(Validate, ReportsTheVariablesOnACycle) {
+    // D is a root; A -> B -> C -> A is a cycle hanging below it.
+    Network network;
+    const std::vector<double> binary = {0.5, 0.5};
+    const std::vector<double> oneParent = {0.5, 0.5, 0.5, 0.5};
+    const std::vector<double> twoParents(8, 0.5);
+    network.variables = {
+        {"D", {"t", "f"}, {}, binary, {}},
+        {"A", {"t", "f"}, {0, 3}, twoParents, {}},
+        {"B", {"t", "f"}, {1}, oneParent, {}},
+        {"C", {"t", "f"}, {2}, oneParent, {}},
+    };
+    network.reindex();
+    EXPECT_EQ(validationMessage(network), "cycle: A -> B -> C -> A");
+}
+
+}  // namespace
+}  // namespace samplenet
