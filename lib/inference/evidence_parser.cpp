@@ -4,6 +4,7 @@
 #include <fstream>
 #include <vector>
 
+#include "lib/formats/formats.h"
 #include "lib/inference/evidence_check.h"
 #include "lib/model/errors.h"
 
@@ -76,6 +77,7 @@ void addEvidenceAssignment(const Network& network, std::string_view text, Eviden
 }
 
 Evidence readEvidenceFile(const Network& network, const std::string& path) {
+    if (path.ends_with(".evid")) return readUaiEvidence(network, path);
     std::ifstream in(path);
     if (!in) throw EvidenceError(path + ": cannot open the evidence file");
     Evidence evidence;

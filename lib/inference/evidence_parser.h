@@ -15,7 +15,8 @@ namespace samplenet {
 void addEvidenceAssignment(const Network& network, std::string_view text, Evidence& evidence);
 
 // Evidence files hold one assignment per line; '#' starts a comment. Errors
-// are prefixed with "file:line: ".
+// are prefixed with "file:line: ". Files ending in .evid are read as UAI
+// evidence, for networks read from UAI files.
 Evidence readEvidenceFile(const Network& network, const std::string& path);
 
 }  // namespace samplenet
