@@ -1,0 +1,18 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace samplenet_cli {
+
+struct ConvertArguments {
+    std::string input;
+    std::string output;
+};
+
+CLI::App* addConvertCommand(CLI::App& app, ConvertArguments& arguments);
+
+// Writes the output completely or not at all.
+void runConvert(const ConvertArguments& arguments);
+
+}  // namespace samplenet_cli

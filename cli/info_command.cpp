@@ -1,0 +1,31 @@
+#include "cli/info_command.h"
+
+#include <fmt/format.h>
+
+#include <iostream>
+
+#include "lib/formats/formats.h"
+#include "lib/inference/network_shape.h"
+
+namespace samplenet_cli {
+
+CLI::App* addInfoCommand(CLI::App& app, std::string& networkPath) {
+    CLI::App* command = app.add_subcommand("info", "Size and shape of a network");
+    command->add_option("network", networkPath, "Network file")->required();
+    return command;
+}
+
+void runInfo(const std::string& networkPath) {
+    const samplenet::Network network = samplenet::readNetwork(networkPath);
+    const samplenet::NetworkShape shape = samplenet::describeShape(network);
+    std::string text = fmt::format("network: {}\n", network.name);
+    text += fmt::format("nodes: {}\narcs: {}\n", shape.variables, shape.arcs);
+    text += fmt::format("states: min {}, max {}, total {}\n", shape.minStates, shape.maxStates, shape.totalStates);
+    text += fmt::format("largest table: {} entries ({})\n", shape.largestTable, shape.largestTableVariable);
+    text += fmt::format("max in-degree: {}\n", shape.maxInDegree);
+    text += fmt::format("depth: {} nodes on the longest directed path\n", shape.depth);
+    text += fmt::format("polytree: {}\n", shape.polytree ? "yes" : "no");
+    std::cout << text;
+}
+
+}  // namespace samplenet_cli

@@ -1,0 +1,57 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "cli/convert_command.h"
+#include "cli/info_command.h"
+#include "cli/infer_command.h"
+#include "lib/inference/inference.h"
+
+namespace {
+
+constexpr int kInputError = 1;
+constexpr int kInferenceFailed = 2;
+
+constexpr const char* kExitCodes =
+    "Exit codes: 0 success; 1 bad usage or input (options, files, networks, evidence); "
+    "2 inference failed (impossible evidence, or no sample compatible with it).";
+
+// Always one line, whatever the message holds.
+int fail(std::string message, int code) {
+    for (char& c : message)
+        if (c == '\n' || c == '\r') c = ' ';
+    std::cerr << "samplenet: error: " << message << "\n";
+    return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Approximate inference in discrete Bayesian networks.", "samplenet");
+    app.footer(kExitCodes);
+    app.require_subcommand(1);
+    samplenet_cli::InferArguments inferArguments;
+    std::string infoPath;
+    samplenet_cli::ConvertArguments convertArguments;
+    CLI::App* infer = samplenet_cli::addInferCommand(app, inferArguments);
+    CLI::App* info = samplenet_cli::addInfoCommand(app, infoPath);
+    CLI::App* convert = samplenet_cli::addConvertCommand(app, convertArguments);
+    for (CLI::App* command : {infer, info, convert}) command->footer(kExitCodes);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
+        return fail(std::string(error.what()) + " (see --help)", kInputError);
+    }
+
+    try {
+        if (infer->parsed()) samplenet_cli::runInfer(inferArguments, *infer);
+        if (info->parsed()) samplenet_cli::runInfo(infoPath);
+        if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
+    } catch (const samplenet::InferenceError& error) {
+        return fail(error.what(), kInferenceFailed);
+    } catch (const std::exception& error) {
+        return fail(error.what(), kInputError);
+    }
+    return 0;
+}

@@ -1,0 +1,121 @@
+#include "cli/posterior_output.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace samplenet_cli {
+
+namespace {
+
+using samplenet::Algorithm;
+
+std::string runDescription(const PosteriorReport& report) {
+    const auto& options = report.options;
+    if (options.algorithm == Algorithm::Lbp)
+        return fmt::format("lbp, {} iterations", options.lbpIterations);
+    std::string text = fmt::format("{}, {} samples", samplenet::algorithmName(options.algorithm), options.samples);
+    if (options.seed) text += fmt::format(", seed {}", *options.seed);
+    return text;
+}
+
+std::string likelihoodText(const std::vector<double>& likelihood) {
+    return fmt::format("[{}]", fmt::join(likelihood, ","));
+}
+
+std::string evidenceText(const PosteriorReport& report) {
+    std::vector<std::string> items;
+    for (const auto& [v, state] : report.evidence.hard) {
+        const auto& variable = report.network.variables[v];
+        items.push_back(variable.name + "=" + variable.states[state]);
+    }
+    for (const auto& [v, likelihood] : report.evidence.likelihood)
+        items.push_back(report.network.variables[v].name + "=" + likelihoodText(likelihood));
+    return items.empty() ? "none" : fmt::format("{}", fmt::join(items, ", "));
+}
+
+std::string tableReport(const PosteriorReport& report) {
+    std::size_t nameWidth = 4;
+    std::size_t stateWidth = 5;
+    for (int v : report.variables) {
+        const auto& variable = report.network.variables[v];
+        nameWidth = std::max(nameWidth, variable.name.size());
+        for (const auto& state : variable.states) stateWidth = std::max(stateWidth, state.size());
+    }
+    std::string text = fmt::format("# {}: {}, {:.3f} s\n# evidence: {}\n", report.source, runDescription(report),
+                                   report.result.seconds, evidenceText(report));
+    text += fmt::format("{:<{}}  {:<{}}  {}\n", "node", nameWidth, "state", stateWidth, "probability");
+    for (int v : report.variables) {
+        const auto& variable = report.network.variables[v];
+        for (int s = 0; s < variable.stateCount(); ++s)
+            text += fmt::format("{:<{}}  {:<{}}  {:.6f}\n", s == 0 ? variable.name : "", nameWidth,
+                                variable.states[s], stateWidth, report.result.posteriors[v][s]);
+    }
+    return text;
+}
+
+std::string jsonReport(const PosteriorReport& report) {
+    nlohmann::ordered_json json;
+    const auto& options = report.options;
+    json["network"] = report.source;
+    json["algorithm"] = samplenet::algorithmName(options.algorithm);
+    if (options.algorithm == Algorithm::Lbp) {
+        json["iterations"] = options.lbpIterations;
+    } else {
+        json["samples"] = options.samples;
+        json["seed"] = options.seed ? nlohmann::ordered_json(*options.seed) : nlohmann::ordered_json(nullptr);
+    }
+    json["seconds"] = report.result.seconds;
+    auto& evidence = json["evidence"] = nlohmann::ordered_json::object();
+    for (const auto& [v, state] : report.evidence.hard)
+        evidence[report.network.variables[v].name] = report.network.variables[v].states[state];
+    for (const auto& [v, likelihood] : report.evidence.likelihood)
+        evidence[report.network.variables[v].name] = likelihood;
+    auto& posteriors = json["posteriors"] = nlohmann::ordered_json::array();
+    for (int v : report.variables) {
+        const auto& variable = report.network.variables[v];
+        posteriors.push_back(
+            {{"node", variable.name}, {"states", variable.states}, {"probabilities", report.result.posteriors[v]}});
+    }
+    return json.dump(2) + "\n";
+}
+
+// RFC 4180: fields with separators, quotes or line breaks are quoted.
+std::string csvField(const std::string& field) {
+    if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
+    std::string quoted = "\"";
+    for (char c : field) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return quoted + "\"";
+}
+
+std::string csvReport(const PosteriorReport& report) {
+    std::string text = "node,state,probability\n";
+    for (int v : report.variables) {
+        const auto& variable = report.network.variables[v];
+        for (int s = 0; s < variable.stateCount(); ++s)
+            text += fmt::format("{},{},{}\n", csvField(variable.name), csvField(variable.states[s]),
+                                report.result.posteriors[v][s]);
+    }
+    return text;
+}
+
+}  // namespace
+
+std::optional<OutputFormat> outputFormatNamed(std::string_view name) {
+    if (name == "table") return OutputFormat::Table;
+    if (name == "json") return OutputFormat::Json;
+    if (name == "csv") return OutputFormat::Csv;
+    return std::nullopt;
+}
+
+std::string formatReport(const PosteriorReport& report, OutputFormat format) {
+    switch (format) {
+        case OutputFormat::Table: return tableReport(report);
+        case OutputFormat::Json: return jsonReport(report);
+        case OutputFormat::Csv: return csvReport(report);
+    }
+    return {};
+}
+
+}  // namespace samplenet_cli

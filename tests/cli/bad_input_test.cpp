@@ -1,0 +1,68 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::dataFile;
+using cli_testing::runSamplenet;
+
+struct BadInput {
+    std::vector<std::string> arguments;
+    int exitCode;
+    std::string message;  // part of the one-line error
+};
+
+// Each bad input ends with one line on stderr, nothing on stdout and the
+// documented exit code: 1 for usage and input errors, 2 when inference fails.
+TEST(BadInput, OneLineMessageAndExitCode) {
+    const std::string smoker = dataFile("smoker.bif");
+    const std::vector<BadInput> cases{
+        {{}, 1, "A subcommand is required"},
+        {{"infer", "no/such/net.bif"}, 1, "no/such/net.bif"},
+        {{"info", "no/such/net.bif"}, 1, "no/such/net.bif"},
+        {{"infer", dataFile("broken.bif")}, 1, "broken.bif:8"},
+        {{"infer", smoker, "-e", "Smokr=yes"}, 1, "unknown node \"Smokr\""},
+        {{"infer", smoker, "-e", "Smoker=maybe"}, 1, "unknown state \"maybe\" of \"Smoker\"; valid states: yes, no"},
+        {{"infer", smoker, "-e", "Cough=[1,2,3]"}, 1, "expected one per state (2)"},
+        {{"infer", smoker, "-e", "Cough"}, 1, "is not of the form NODE=STATE"},
+        {{"infer", smoker, "--evidence-file", "no/such.evidence"}, 1, "no/such.evidence"},
+        {{"infer", smoker, "-q", "Nobody"}, 1, "unknown node \"Nobody\""},
+        {{"infer", smoker, "-n", "0"}, 1, "--samples"},
+        {{"infer", smoker, "-n", "many"}, 1, "--samples"},
+        {{"infer", smoker, "--iterations", "-3"}, 1, "--iterations"},
+        {{"infer", smoker, "--seed", "soon"}, 1, "--seed"},
+        {{"infer", smoker, "-a", "gibbs"}, 1, "unknown algorithm \"gibbs\""},
+        {{"infer", smoker, "--format", "xml"}, 1, "unknown format \"xml\""},
+        {{"convert", smoker, "out.txt"}, 1, "cannot tell the format of \"out.txt\""},
+        {{"convert", smoker, "no/such/dir/out.bif"}, 1, "no directory no/such/dir"},
+        {{"infer", smoker, "-e", "Smoker=no", "-e", "Lungs=damaged"}, 2,
+         "the evidence is impossible under the model"},
+        {{"infer", dataFile("rare.bif"), "-e", "Sign1=rare", "-e", "Sign2=rare", "-n", "100"}, 2,
+         "no sample was compatible with the evidence: \"Cause\""},
+    };
+    for (const BadInput& bad : cases) {
+        std::string shown;
+        for (const auto& argument : bad.arguments) shown += " " + argument;
+        const auto run = runSamplenet(bad.arguments);
+        EXPECT_EQ(run.exitCode, bad.exitCode) << shown << "\n" << run.err;
+        EXPECT_EQ(run.out, "") << shown;
+        EXPECT_EQ(run.err.rfind("samplenet: error: ", 0), 0u) << shown << "\n" << run.err;
+        EXPECT_NE(run.err.find(bad.message), std::string::npos) << shown << "\n" << run.err;
+        EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << shown << "\n" << run.err;
+    }
+    EXPECT_FALSE(std::filesystem::exists("out.txt"));
+}
+
+TEST(BadInput, HelpDocumentsExitCodes) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"}, {"infer", "--help"}}) {
+        const auto run = runSamplenet(arguments);
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_NE(run.out.find("Exit codes: 0 success; 1 bad usage or input"), std::string::npos) << run.out;
+    }
+    EXPECT_NE(runSamplenet({"infer", "--help"}).out.find("only its low 15 bits are used"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,113 @@
+#include <gtest/gtest.h>
+
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::dataFile;
+using cli_testing::runSamplenet;
+using Posteriors = std::map<std::string, std::vector<double>>;
+
+// Smoker -> Cough, Smoker -> Lungs. Given Cough = yes:
+// P(Smoker = yes) = 0.3 * 0.8 / (0.3 * 0.8 + 0.7 * 0.1) = 24 / 31, and
+// P(Lungs = damaged) = 0.4 * 24 / 31.
+const double kSmokerGivenCough = 24.0 / 31.0;
+const double kDamagedGivenCough = 0.4 * 24.0 / 31.0;
+
+Posteriors fromJson(const std::string& text) {
+    const auto json = nlohmann::json::parse(text);
+    Posteriors posteriors;
+    for (const auto& entry : json.at("posteriors"))
+        posteriors[entry.at("node").get<std::string>()] = entry.at("probabilities").get<std::vector<double>>();
+    return posteriors;
+}
+
+Posteriors fromCsv(const std::string& text) {
+    std::istringstream lines(text);
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_EQ(line, "node,state,probability");
+    Posteriors posteriors;
+    while (std::getline(lines, line)) {
+        const auto first = line.find(',');
+        const auto second = line.find(',', first + 1);
+        posteriors[line.substr(0, first)].push_back(std::stod(line.substr(second + 1)));
+    }
+    return posteriors;
+}
+
+TEST(InferCommand, KnownPosteriorInEveryFormat) {
+    const std::vector<std::string> base{"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "lbp"};
+    auto withFormat = [&](const std::string& format) {
+        auto arguments = base;
+        arguments.insert(arguments.end(), {"--format", format});
+        const auto run = runSamplenet(arguments);
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_EQ(run.err, "");
+        return run.out;
+    };
+    for (const Posteriors& posteriors : {fromJson(withFormat("json")), fromCsv(withFormat("csv"))}) {
+        ASSERT_EQ(posteriors.size(), 3u);
+        EXPECT_NEAR(posteriors.at("Smoker")[0], kSmokerGivenCough, 1e-12);
+        EXPECT_NEAR(posteriors.at("Lungs")[0], kDamagedGivenCough, 1e-12);
+        EXPECT_EQ(posteriors.at("Cough"), (std::vector<double>{1.0, 0.0}));
+    }
+    const std::string table = withFormat("table");
+    EXPECT_NE(table.find("# evidence: Cough=yes"), std::string::npos) << table;
+    EXPECT_NE(table.find("\nSmoker  yes      0.774194\n"), std::string::npos) << table;
+    EXPECT_NE(table.find("\nLungs   damaged  0.309677\n"), std::string::npos) << table;
+
+    // The json report also says how it was computed.
+    const auto json = nlohmann::json::parse(withFormat("json"));
+    EXPECT_EQ(json.at("algorithm"), "lbp");
+    EXPECT_EQ(json.at("evidence").at("Cough"), "yes");
+    EXPECT_EQ(json.at("posteriors")[0].at("states"), (std::vector<std::string>{"yes", "no"}));
+}
+
+TEST(InferCommand, SamplersLikelihoodsQueriesAndEvidenceFiles) {
+    // 0.3 * (0.8 + 0.2 * 0.5) / (0.3 * 0.9 + 0.7 * (0.1 + 0.9 * 0.5))
+    const double smokerGivenLikelihood = 0.27 / 0.655;
+    auto run = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=[1, 0.5]", "-a", "lbp", "--format",
+                             "json"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NEAR(fromJson(run.out).at("Smoker")[0], smokerGivenLikelihood, 1e-12);
+
+    for (const std::string algorithm : {"epis", "ais"}) {
+        run = runSamplenet({"infer", dataFile("smoker.bif"), "--evidence-file", dataFile("smoker.evidence"), "-a",
+                            algorithm, "-n", "20000", "--seed", "7", "-q", "Lungs", "-q", "Smoker", "--format",
+                            "csv"});
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        const Posteriors posteriors = fromCsv(run.out);
+        ASSERT_EQ(posteriors.size(), 2u) << run.out;
+        EXPECT_EQ(run.out.find("Lungs"), run.out.find('\n') + 1) << "queried order kept";
+        // 20000 samples: standard error below 0.004.
+        EXPECT_NEAR(posteriors.at("Smoker")[0], kSmokerGivenCough, 0.015) << algorithm;
+        EXPECT_NEAR(posteriors.at("Lungs")[0], kDamagedGivenCough, 0.015) << algorithm;
+    }
+}
+
+TEST(InferCommand, FixedSeedRepeats) {
+    const std::vector<std::string> arguments{"infer", dataFile("smoker.bif"), "-e", "Lungs=healthy", "-n", "3000",
+                                             "--seed", "99", "--format", "csv"};
+    const auto first = runSamplenet(arguments);
+    ASSERT_EQ(first.exitCode, 0) << first.err;
+    EXPECT_EQ(runSamplenet(arguments).out, first.out);
+}
+
+TEST(InferCommand, RunsTheBuiltInExampleFromAnyDirectory) {
+    const auto run = runSamplenet({"infer", "-n", "2000", "--format", "json"}, "/");
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto json = nlohmann::json::parse(run.out);
+    EXPECT_EQ(json.at("posteriors").size(), 37u);
+    for (const auto& entry : json.at("posteriors")) {
+        double total = 0.0;
+        for (double p : entry.at("probabilities")) total += p;
+        EXPECT_NEAR(total, 1.0, 1e-9) << entry.at("node");
+    }
+}
+
+}  // namespace

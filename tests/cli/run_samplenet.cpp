@@ -1,0 +1,55 @@
+#include "tests/cli/run_samplenet.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace cli_testing {
+
+namespace {
+
+std::string shellQuoted(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+std::string contents(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+Run runSamplenet(const std::vector<std::string>& arguments, const std::string& directory) {
+    const std::string out = temporaryPath("stdout");
+    const std::string err = temporaryPath("stderr");
+    std::string command = directory.empty() ? "" : "cd " + shellQuoted(directory) + " && ";
+    command += shellQuoted(SAMPLENET_BINARY);
+    for (const std::string& argument : arguments) command += " " + shellQuoted(argument);
+    command += " >" + shellQuoted(out) + " 2>" + shellQuoted(err) + " </dev/null";
+    const int status = std::system(command.c_str());
+    Run run;
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.out = contents(out);
+    run.err = contents(err);
+    std::filesystem::remove(out);
+    std::filesystem::remove(err);
+    return run;
+}
+
+std::string dataFile(const std::string& name) { return std::string(CLI_TEST_DATA) + "/" + name; }
+
+std::string temporaryPath(const std::string& fileName) {
+    return (std::filesystem::temp_directory_path() /
+            ("samplenet-cli-test-" + std::to_string(getpid()) + "-" + fileName))
+        .string();
+}
+
+}  // namespace cli_testing
