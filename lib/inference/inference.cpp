@@ -66,7 +66,7 @@ std::string failedName(const Network& network, const Network& model, int v) {
 }
 
 InferenceResult engineRun(const Network& network, const Evidence& evidence, const InferenceOptions& options,
-                       Driver driver) {
+                          Driver driver) {
     const Network* model = &network;
     Network withLikelihoods;
     std::map<int, int> observed = evidence.hard;
