@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "cli/bench_command.h"
 #include "cli/convert_command.h"
 #include "cli/info_command.h"
 #include "cli/infer_command.h"
@@ -35,7 +36,9 @@ int main(int argc, char** argv) {
     CLI::App* infer = samplenet_cli::addInferCommand(app, inferArguments);
     CLI::App* info = samplenet_cli::addInfoCommand(app, infoPath);
     CLI::App* convert = samplenet_cli::addConvertCommand(app, convertArguments);
-    for (CLI::App* command : {infer, info, convert}) command->footer(kExitCodes);
+    samplenet_cli::BenchArguments benchArguments;
+    CLI::App* bench = samplenet_cli::addBenchCommand(app, benchArguments);
+    for (CLI::App* command : {infer, info, convert, bench}) command->footer(kExitCodes);
 
     try {
         app.parse(argc, argv);
@@ -48,6 +51,7 @@ int main(int argc, char** argv) {
         if (infer->parsed()) samplenet_cli::runInfer(inferArguments, *infer);
         if (info->parsed()) samplenet_cli::runInfo(infoPath);
         if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
+        if (bench->parsed()) samplenet_cli::runBench(benchArguments);
     } catch (const samplenet::InferenceError& error) {
         return fail(error.what(), kInferenceFailed);
     } catch (const std::exception& error) {

@@ -1,0 +1,78 @@
+#include "cli/bench_command.h"
+
+#include <iostream>
+
+#include "lib/benchmark/report_format.h"
+#include "lib/exact/junction_tree.h"
+#include "lib/formats/formats.h"
+
+namespace samplenet_cli {
+
+namespace {
+
+std::string checkAlgorithm(const std::string& name) {
+    return samplenet::algorithmNamed(name) ? "" : "unknown algorithm \"" + name + "\"; use epis, ais or lbp";
+}
+
+}  // namespace
+
+CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments) {
+    CLI::App* command = app.add_subcommand(
+        "bench", "Accuracy against exact posteriors and speed, on evidence cases generated from a fixed seed");
+    samplenet::CaseOptions& cases = arguments.cases;
+    samplenet::BenchmarkOptions& benchmark = arguments.benchmark;
+    command->add_option("network", arguments.networkPath, "Network file")->required();
+    command->add_option("-a,--algorithm", arguments.algorithms, "Algorithms to run: epis, ais, lbp; repeatable")
+        ->check(checkAlgorithm)
+        ->capture_default_str();
+    command->add_option("-n,--samples", benchmark.sampleCounts, "Sample counts to run the samplers at; repeatable")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    command->add_option("--likely", cases.likelyCases, "Evidence cases drawn by forward sampling")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command->add_option("--unlikely", cases.unlikelyCases, "Evidence cases of very small probability")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command->add_option("--observed", cases.observedFraction, "Share of the nodes observed in each case")
+        ->check(CLI::Range(0.0, 1.0))
+        ->capture_default_str();
+    command->add_option("--unlikely-below", cases.unlikelyBelow, "Probability bound of an unlikely case")
+        ->check(CLI::Range(0.0, 1.0))
+        ->capture_default_str();
+    command->add_option("--seed", cases.seed, "Seed of the evidence cases and of the sampling runs")
+        ->capture_default_str();
+    command->add_option("--propagation-length", benchmark.inference.epis.propagationLength,
+                        "EPIS-BN propagation rounds (capped by the network's depth)")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command->add_option("--iterations", benchmark.inference.lbpIterations, "Rounds of message passing of lbp")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    command->add_option("--format", arguments.format, "table, json or csv")
+        ->check(CLI::IsMember({"table", "json", "csv"}))
+        ->capture_default_str();
+    return command;
+}
+
+void runBench(BenchArguments arguments) {
+    const samplenet::Network network = samplenet::readNetwork(arguments.networkPath);
+    const samplenet::JunctionTree exact(network);
+    samplenet::BenchmarkOptions& benchmark = arguments.benchmark;
+    benchmark.algorithms.clear();
+    for (const std::string& name : arguments.algorithms) benchmark.algorithms.push_back(*samplenet::algorithmNamed(name));
+    benchmark.seed = static_cast<long>(arguments.cases.seed);
+
+    const auto cases = samplenet::generateCases(network, exact, arguments.cases);
+    const samplenet::BenchmarkReport report =
+        samplenet::runBenchmark(arguments.networkPath, network, exact, cases, benchmark);
+    if (arguments.format == "json") {
+        samplenet::writeReportJson(report, std::cout);
+    } else if (arguments.format == "csv") {
+        samplenet::writeReportCsv(report, std::cout);
+    } else {
+        samplenet::writeReportTable(report, std::cout);
+    }
+}
+
+}  // namespace samplenet_cli

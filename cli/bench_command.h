@@ -1,0 +1,24 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "lib/benchmark/accuracy_benchmark.h"
+
+namespace samplenet_cli {
+
+struct BenchArguments {
+    std::string networkPath;
+    std::vector<std::string> algorithms{"epis", "ais", "lbp"};
+    samplenet::BenchmarkOptions benchmark;
+    samplenet::CaseOptions cases;
+    std::string format = "table";
+};
+
+CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments);
+
+// Runs the accuracy and speed benchmark and prints its report on stdout.
+void runBench(BenchArguments arguments);
+
+}  // namespace samplenet_cli

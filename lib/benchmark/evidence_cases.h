@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "lib/exact/junction_tree.h"
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+enum class CaseKind { Likely, Unlikely };
+
+struct EvidenceCase {
+    CaseKind kind;
+    Evidence evidence;
+    double log10Probability;  // of the evidence, exact
+};
+
+struct CaseOptions {
+    int likelyCases = 5;
+    int unlikelyCases = 5;
+    // Share of the variables observed in each case (at least one).
+    double observedFraction = 0.2;
+    // An unlikely case has evidence less probable than this.
+    double unlikelyBelow = 1e-6;
+    unsigned long seed = 1;
+    // Tries per unlikely case before giving up on finding more.
+    int attemptsPerCase = 400;
+};
+
+// Evidence cases drawn with a fixed seed. Likely cases observe a forward
+// sample of the network; unlikely cases observe states drawn uniformly, kept
+// only when the exact probability of the evidence is positive and below the
+// bound. Fewer unlikely cases come back when the search runs out of tries.
+std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTree& exact,
+                                        const CaseOptions& options);
+
+std::string caseKindName(CaseKind kind);
+
+}  // namespace samplenet

@@ -1,0 +1,68 @@
+#include "lib/benchmark/report_format.h"
+
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+
+#include <nlohmann/json.hpp>
+
+namespace samplenet {
+namespace {
+
+std::string samplesText(const BenchmarkRow& row) { return row.samples > 0 ? std::to_string(row.samples) : "-"; }
+
+}  // namespace
+
+void writeReportTable(const BenchmarkReport& report, std::ostream& out) {
+    fmt::print(out, "network {} ({} variables), {} evidence cases\n", report.network, report.variables,
+               report.cases.size());
+    for (std::size_t i = 0; i < report.cases.size(); ++i) {
+        const EvidenceCase& c = report.cases[i];
+        fmt::print(out, "  case {}: {:8} {:3} observed, log10 P(e) = {:.2f}\n", i + 1, caseKindName(c.kind),
+                   c.evidence.hard.size(), c.log10Probability);
+    }
+    fmt::print(out, "\n{:9} {:10} {:>8} {:>6} {:>12} {:>14} {:>13} {:>12}\n", "evidence", "algorithm", "samples",
+               "failed", "median ms", "samples/s", "mean Hellinger", "max Hellinger");
+    for (const BenchmarkRow& row : report.rows) {
+        fmt::print(out, "{:9} {:10} {:>8} {:>6} {:>12.3f} {:>14} {:>13.5f} {:>12.5f}\n", caseKindName(row.kind),
+                   row.algorithm, samplesText(row), row.failures, row.medianSeconds * 1000.0,
+                   row.samplesPerSecond > 0 ? fmt::format("{:.0f}", row.samplesPerSecond) : "-", row.meanHellinger,
+                   row.maxHellinger);
+    }
+    if (!report.stages.empty()) fmt::print(out, "\nfixed cost per run (median over cases):\n");
+    for (const StageCost& stage : report.stages)
+        fmt::print(out, "  {:30} {:.3f} ms\n", stage.stage, stage.medianSeconds * 1000.0);
+}
+
+void writeReportCsv(const BenchmarkReport& report, std::ostream& out) {
+    out << "network,evidence,algorithm,samples,cases,failures,median_seconds,samples_per_second,mean_hellinger,"
+           "max_hellinger\n";
+    for (const BenchmarkRow& row : report.rows)
+        fmt::print(out, "{},{},{},{},{},{},{:.6g},{:.6g},{:.6g},{:.6g}\n", report.network, caseKindName(row.kind),
+                   row.algorithm, row.samples, row.cases, row.failures, row.medianSeconds, row.samplesPerSecond,
+                   row.meanHellinger, row.maxHellinger);
+}
+
+void writeReportJson(const BenchmarkReport& report, std::ostream& out) {
+    nlohmann::json json;
+    json["network"] = report.network;
+    json["variables"] = report.variables;
+    for (const EvidenceCase& c : report.cases)
+        json["cases"].push_back({{"evidence", caseKindName(c.kind)},
+                                 {"observed", c.evidence.hard.size()},
+                                 {"log10_probability", c.log10Probability}});
+    for (const BenchmarkRow& row : report.rows)
+        json["rows"].push_back({{"evidence", caseKindName(row.kind)},
+                                {"algorithm", row.algorithm},
+                                {"samples", row.samples},
+                                {"cases", row.cases},
+                                {"failures", row.failures},
+                                {"median_seconds", row.medianSeconds},
+                                {"samples_per_second", row.samplesPerSecond},
+                                {"mean_hellinger", row.meanHellinger},
+                                {"max_hellinger", row.maxHellinger}});
+    for (const StageCost& stage : report.stages)
+        json["stages"].push_back({{"stage", stage.stage}, {"median_seconds", stage.medianSeconds}});
+    out << json.dump(2) << '\n';
+}
+
+}  // namespace samplenet
