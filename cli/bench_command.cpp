@@ -2,19 +2,13 @@
 
 #include <iostream>
 
+#include "cli/algorithm_option.h"
+
 #include "lib/benchmark/report_format.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/formats/formats.h"
 
 namespace samplenet_cli {
-
-namespace {
-
-std::string checkAlgorithm(const std::string& name) {
-    return samplenet::algorithmNamed(name) ? "" : "unknown algorithm \"" + name + "\"; use epis, ais or lbp";
-}
-
-}  // namespace
 
 CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments) {
     CLI::App* command = app.add_subcommand(
@@ -23,7 +17,7 @@ CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments) {
     samplenet::BenchmarkOptions& benchmark = arguments.benchmark;
     command->add_option("network", arguments.networkPath, "Network file")->required();
     command->add_option("-a,--algorithm", arguments.algorithms, "Algorithms to run: epis, ais, lbp; repeatable")
-        ->check(checkAlgorithm)
+        ->check(checkAlgorithmName)
         ->capture_default_str();
     command->add_option("-n,--samples", benchmark.sampleCounts, "Sample counts to run the samplers at; repeatable")
         ->check(CLI::PositiveNumber)

@@ -1,6 +1,8 @@
 #include "cli/infer_command.h"
 
 #include <iostream>
+
+#include "cli/algorithm_option.h"
 #include <stdexcept>
 
 #include "cli/example_network.h"
@@ -12,10 +14,6 @@
 namespace samplenet_cli {
 
 namespace {
-
-std::string checkAlgorithm(const std::string& name) {
-    return samplenet::algorithmNamed(name) ? "" : "unknown algorithm \"" + name + "\"; use epis, ais or lbp";
-}
 
 std::string checkFormat(const std::string& name) {
     return outputFormatNamed(name) ? "" : "unknown format \"" + name + "\"; use table, json or csv";
@@ -56,8 +54,8 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
     command->add_option("--evidence-file", arguments.evidenceFile,
                         "File of evidence, one NODE=STATE or NODE=[...] per line, # comments; "
                         "or a UAI .evid file");
-    command->add_option("-a,--algorithm", arguments.algorithm, "epis, ais or lbp")
-        ->check(checkAlgorithm)
+    command->add_option("-a,--algorithm", arguments.algorithm, "epis, ais, lbp or exact")
+        ->check(checkAlgorithmName)
         ->capture_default_str();
     command->add_option("-n,--samples", options.samples, "Samples drawn by epis and ais")
         ->check(CLI::PositiveNumber)

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 namespace samplenet_cli {
@@ -15,6 +16,10 @@ std::string runDescription(const PosteriorReport& report) {
     const auto& options = report.options;
     if (options.algorithm == Algorithm::Lbp)
         return fmt::format("lbp, {} iterations", options.lbpIterations);
+    if (options.algorithm == Algorithm::Exact) {
+        const double log10P = *report.result.logProbabilityOfEvidence / std::log(10.0);
+        return fmt::format("exact, P(evidence) = {:.6g} (log10 {:.4f})", std::pow(10.0, log10P), log10P);
+    }
     std::string text = fmt::format("{}, {} samples", samplenet::algorithmName(options.algorithm), options.samples);
     if (options.seed) text += fmt::format(", seed {}", *options.seed);
     return text;
@@ -62,6 +67,8 @@ std::string jsonReport(const PosteriorReport& report) {
     json["algorithm"] = samplenet::algorithmName(options.algorithm);
     if (options.algorithm == Algorithm::Lbp) {
         json["iterations"] = options.lbpIterations;
+    } else if (options.algorithm == Algorithm::Exact) {
+        json["log_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
     } else {
         json["samples"] = options.samples;
         json["seed"] = options.seed ? nlohmann::ordered_json(*options.seed) : nlohmann::ordered_json(nullptr);

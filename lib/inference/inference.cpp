@@ -1,9 +1,12 @@
 #include "lib/inference/inference.h"
 
 #include <array>
+#include <chrono>
 #include <utility>
 
 #include "engine/samplenet.h"
+#include "lib/exact/junction_tree.h"
+#include "lib/model/errors.h"
 #include "lib/inference/evidence_check.h"
 #include "lib/inference/likelihood_evidence.h"
 #include "lib/inference/network_adapter.h"
@@ -15,10 +18,11 @@ namespace {
 constexpr int kNoWeight = -5;
 constexpr int kZeroBelief = -26;
 
-constexpr std::array<std::pair<Algorithm, std::string_view>, 3> kAlgorithmNames{{
+constexpr std::array<std::pair<Algorithm, std::string_view>, 4> kAlgorithmNames{{
     {Algorithm::Epis, "epis"},
     {Algorithm::Ais, "ais"},
     {Algorithm::Lbp, "lbp"},
+    {Algorithm::Exact, "exact"},
 }};
 
 void checkOptions(const InferenceOptions& options) {
@@ -102,6 +106,25 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     throw InferenceError("inference failed with engine code " + std::to_string(code), std::move(result));
 }
 
+InferenceResult exactRun(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
+    const auto start = std::chrono::steady_clock::now();
+    const JunctionTree tree(network, ExactOptions{options.exactMemoryLimitBytes});
+    ExactResult exact;
+    try {
+        exact = tree.infer(evidence);
+    } catch (const EvidenceError& error) {
+        // The evidence's shape was checked before: what is left is evidence
+        // of probability zero.
+        throw InferenceError(error.what(), InferenceResult{});
+    }
+    InferenceResult result;
+    result.posteriors = std::move(exact.posteriors);
+    result.valid.assign(network.size(), true);
+    result.logProbabilityOfEvidence = exact.logProbabilityOfEvidence;
+    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return result;
+}
+
 }  // namespace
 
 std::string_view algorithmName(Algorithm algorithm) {
@@ -127,6 +150,7 @@ InferenceResult infer(const Network& network, const Evidence& evidence, const In
         case Algorithm::Epis: return engineRun(network, evidence, options, &SampleNet::BN_EPIS_Sampling);
         case Algorithm::Ais: return engineRun(network, evidence, options, &SampleNet::BN_AIS_Sampling);
         case Algorithm::Lbp: return engineRun(network, evidence, options, &SampleNet::LBP);
+        case Algorithm::Exact: return exactRun(network, evidence, options);
     }
     throw std::invalid_argument("unknown algorithm");
 }

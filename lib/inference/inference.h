@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -16,6 +17,7 @@ enum class Algorithm {
     Epis,  // importance sampling from a loopy-propagation importance function
     Ais,   // adaptive importance sampling: learns the importance function first
     Lbp,   // loopy belief propagation
+    Exact, // junction tree; refuses networks whose cliques exceed the memory limit
 };
 
 std::string_view algorithmName(Algorithm algorithm);
@@ -48,6 +50,8 @@ struct InferenceOptions {
     // Rounds of message passing of loopy belief propagation; every round
     // updates every variable once.
     int lbpIterations = 50;
+    // Exact inference refuses networks whose clique tables need more.
+    std::size_t exactMemoryLimitBytes = std::size_t{4} << 30;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };
@@ -57,6 +61,9 @@ struct InferenceResult {
     std::vector<std::vector<double>> posteriors;
     std::vector<bool> valid;  // valid[v]: posteriors[v] was computed
     double seconds = 0.0;
+    // Natural log of the probability of the evidence, where the algorithm
+    // computes it (exact inference).
+    std::optional<double> logProbabilityOfEvidence;
 };
 
 // Inference that could not produce posteriors: the evidence is impossible,

@@ -3,6 +3,7 @@
 #include "engine/samplenet.h"
 #include "host/qvr_clock.h"
 #include "tests/support/test_host.h"
+#include "tests/support/test_networks.h"
 
 namespace testing_support {
 
@@ -33,15 +34,5 @@ double worstHellinger(const TestHost& host, const std::vector<std::vector<double
 
 // Largest absolute difference between the host's beliefs and the answer.
 double worstError(const TestHost& host, const std::vector<std::vector<double>>& exact);
-
-// Small networks shared by the engine's tests.
-TinyNet sprinkler();          // loopy: Cloudy -> Sprinkler, Rain -> WetGrass
-TinyNet threeLayerLoopy();    // 7 nodes, several loops, 2-3 states
-TinyNet chain(int length);    // binary chain 0 -> 1 -> ... -> length-1
-TinyNet polytree();           // 6 nodes, no undirected cycle, mixed arities
-// A rare fault (prior 1e-4) behind six sensors, with a loop through a
-// maintenance root; every sensor alarming (states 1) has probability ~5e-5.
-TinyNet rareFault();
-std::vector<int> allSensorsAlarm();
 
 }  // namespace testing_support

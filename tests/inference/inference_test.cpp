@@ -6,7 +6,7 @@
 
 #include "host/qvr_clock.h"
 #include "lib/model/errors.h"
-#include "tests/engine/engine_run.h"
+#include "tests/support/test_networks.h"
 #include "tests/inference/tiny_network.h"
 #include "tests/support/brute_force.h"
 
