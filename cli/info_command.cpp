@@ -4,6 +4,7 @@
 
 #include <iostream>
 
+#include "lib/exact/junction_tree.h"
 #include "lib/formats/formats.h"
 #include "lib/inference/network_shape.h"
 
@@ -25,6 +26,11 @@ void runInfo(const std::string& networkPath) {
     text += fmt::format("max in-degree: {}\n", shape.maxInDegree);
     text += fmt::format("depth: {} nodes on the longest directed path\n", shape.depth);
     text += fmt::format("polytree: {}\n", shape.polytree ? "yes" : "no");
+    // Triangulation only: the clique tables are measured, not allocated.
+    const samplenet::CliqueStatistics cliques = samplenet::estimateCliques(network);
+    text += fmt::format("junction tree: {} cliques, largest {} nodes ({} entries), {} entries in all ({:.1f} MiB)\n",
+                        cliques.cliqueCount, cliques.largestCliqueVariables, cliques.largestCliqueEntries,
+                        cliques.totalEntries, static_cast<double>(cliques.estimatedBytes) / (1 << 20));
     std::cout << text;
 }
 

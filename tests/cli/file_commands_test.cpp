@@ -21,7 +21,8 @@ TEST(InfoCommand, DescribesTheNetwork) {
               "largest table: 4 entries (Cough)\n"
               "max in-degree: 1\n"
               "depth: 2 nodes on the longest directed path\n"
-              "polytree: yes\n");
+              "polytree: yes\n"
+              "junction tree: 2 cliques, largest 2 nodes (4 entries), 8 entries in all (0.0 MiB)\n");
 }
 
 std::string converted(const std::string& extension) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -66,6 +67,16 @@ TEST(InferCommand, KnownPosteriorInEveryFormat) {
     EXPECT_EQ(json.at("algorithm"), "lbp");
     EXPECT_EQ(json.at("evidence").at("Cough"), "yes");
     EXPECT_EQ(json.at("posteriors")[0].at("states"), (std::vector<std::string>{"yes", "no"}));
+}
+
+TEST(InferCommand, ExactGivesThePosteriorAndTheProbabilityOfEvidence) {
+    const auto run = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "exact", "--format", "json"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto json = nlohmann::json::parse(run.out);
+    EXPECT_NEAR(json.at("log_probability_of_evidence").get<double>(), std::log(0.31), 1e-12);
+    EXPECT_NEAR(fromJson(run.out).at("Smoker")[0], kSmokerGivenCough, 1e-12);
+    const auto table = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "exact"});
+    EXPECT_NE(table.out.find("exact, P(evidence) = 0.31 "), std::string::npos) << table.out;
 }
 
 TEST(InferCommand, SamplersLikelihoodsQueriesAndEvidenceFiles) {

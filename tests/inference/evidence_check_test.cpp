@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "lib/model/errors.h"
-#include "tests/inference/tiny_network.h"
+#include "tests/support/tiny_network.h"
 
 namespace {
 

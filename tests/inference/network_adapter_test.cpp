@@ -7,7 +7,7 @@
 #include "lib/inference/network_shape.h"
 #include "lib/model/errors.h"
 #include "tests/support/test_networks.h"
-#include "tests/inference/tiny_network.h"
+#include "tests/support/tiny_network.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tests/inference/tiny_network.h"
+#include "tests/support/tiny_network.h"
 
 #include <string>
 
