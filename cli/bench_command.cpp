@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "cli/algorithm_option.h"
+#include "cli/option_checks.h"
 
 #include "lib/benchmark/report_format.h"
 #include "lib/exact/junction_tree.h"
@@ -20,13 +20,13 @@ CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments) {
         ->check(checkAlgorithmName)
         ->capture_default_str();
     command->add_option("-n,--samples", benchmark.sampleCounts, "Sample counts to run the samplers at; repeatable")
-        ->check(CLI::PositiveNumber)
+        ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
     command->add_option("--likely", cases.likelyCases, "Evidence cases drawn by forward sampling")
-        ->check(CLI::NonNegativeNumber)
+        ->check(wholeNumberAtLeast(0))
         ->capture_default_str();
     command->add_option("--unlikely", cases.unlikelyCases, "Evidence cases of very small probability")
-        ->check(CLI::NonNegativeNumber)
+        ->check(wholeNumberAtLeast(0))
         ->capture_default_str();
     command->add_option("--observed", cases.observedFraction, "Share of the nodes observed in each case")
         ->check(CLI::Range(0.0, 1.0))
@@ -38,10 +38,10 @@ CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments) {
         ->capture_default_str();
     command->add_option("--propagation-length", benchmark.inference.epis.propagationLength,
                         "EPIS-BN propagation rounds (capped by the network's depth)")
-        ->check(CLI::NonNegativeNumber)
+        ->check(wholeNumberAtLeast(0))
         ->capture_default_str();
     command->add_option("--iterations", benchmark.inference.lbpIterations, "Rounds of message passing of lbp")
-        ->check(CLI::PositiveNumber)
+        ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
     command->add_option("--format", arguments.format, "table, json or csv")
         ->check(CLI::IsMember({"table", "json", "csv"}))

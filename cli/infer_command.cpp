@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "cli/algorithm_option.h"
+#include "cli/option_checks.h"
 #include <stdexcept>
 
 #include "cli/example_network.h"
@@ -58,10 +58,15 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
         ->check(checkAlgorithmName)
         ->capture_default_str();
     command->add_option("-n,--samples", options.samples, "Samples drawn by epis and ais")
-        ->check(CLI::PositiveNumber)
+        ->check(wholeNumberAtLeast(1))
+        ->capture_default_str();
+    command->add_option("--propagation-length", options.epis.propagationLength,
+                        "Rounds of evidence propagation that shape epis's importance tables "
+                        "(capped by the network's depth)")
+        ->check(wholeNumberAtLeast(0))
         ->capture_default_str();
     command->add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
-        ->check(CLI::PositiveNumber)
+        ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
     command->add_option("--seed", arguments.seed,
                         "Fixed seed for repeatable sampling; only its low 15 bits are used");

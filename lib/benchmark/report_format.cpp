@@ -23,6 +23,7 @@ void writeReportTable(const BenchmarkReport& report, std::ostream& out) {
     fmt::print(out, "\n{:9} {:10} {:>8} {:>6} {:>12} {:>14} {:>13} {:>12}\n", "evidence", "algorithm", "samples",
                "failed", "median ms", "samples/s", "mean Hellinger", "max Hellinger");
     for (const BenchmarkRow& row : report.rows) {
+        if (row.cases == 0) continue;  // e.g. no unlikely case exists in a tiny network
         fmt::print(out, "{:9} {:10} {:>8} {:>6} {:>12.3f} {:>14} {:>13.5f} {:>12.5f}\n", caseKindName(row.kind),
                    row.algorithm, samplesText(row), row.failures, row.medianSeconds * 1000.0,
                    row.samplesPerSecond > 0 ? fmt::format("{:.0f}", row.samplesPerSecond) : "-", row.meanHellinger,

@@ -1,0 +1,25 @@
+#include "cli/option_checks.h"
+
+#include <charconv>
+
+#include "lib/inference/inference.h"
+
+namespace samplenet_cli {
+
+std::string checkAlgorithmName(const std::string& name) {
+    return samplenet::algorithmNamed(name) ? "" : "unknown algorithm \"" + name + "\"; use epis, ais, lbp or exact";
+}
+
+CLI::Validator wholeNumberAtLeast(long minimum) {
+    return CLI::Validator(
+        [minimum](std::string& text) -> std::string {
+            long value = 0;
+            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+            if (error != std::errc() || end != text.data() + text.size() || value < minimum)
+                return "expected a whole number of at least " + std::to_string(minimum) + ", found \"" + text + "\"";
+            return "";
+        },
+        ">=" + std::to_string(minimum));
+}
+
+}  // namespace samplenet_cli
