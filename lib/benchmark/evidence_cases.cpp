@@ -5,25 +5,31 @@
 #include <numeric>
 #include <random>
 
-#include "lib/model/errors.h"
 
 namespace samplenet {
 namespace {
 
 using Random = std::mt19937_64;
 
-std::vector<int> forwardSample(const Network& network, const std::vector<int>& order, Random& random) {
+// How a forward sample draws each variable's state from its column.
+enum class Draw {
+    Model,           // by the column's probabilities: a typical joint state
+    UniformSupport,  // uniformly among the column's possible states: an
+                     // atypical joint state that still has positive probability
+};
+
+std::vector<int> forwardSample(const Network& network, const std::vector<int>& order, Draw draw, Random& random) {
     std::vector<int> states(network.size(), 0);
-    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    std::vector<double> weights;
     for (int v : order) {
         const Variable& variable = network.variables[v];
         std::size_t column = 0;
         for (int p : variable.parents) column = column * network.variables[p].states.size() + states[p];
         const double* distribution = variable.table.data() + column * variable.states.size();
-        double u = unit(random);
-        int s = 0;
-        while (s + 1 < variable.stateCount() && u >= distribution[s]) u -= distribution[s++];
-        states[v] = s;
+        weights.assign(distribution, distribution + variable.stateCount());
+        if (draw == Draw::UniformSupport)
+            for (double& w : weights) w = w > 0.0 ? 1.0 : 0.0;
+        states[v] = std::discrete_distribution<int>(weights.begin(), weights.end())(random);
     }
     return states;
 }
@@ -49,7 +55,7 @@ std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTr
     std::vector<EvidenceCase> cases;
 
     for (int c = 0; c < options.likelyCases; ++c) {
-        const std::vector<int> states = forwardSample(network, order, random);
+        const std::vector<int> states = forwardSample(network, order, Draw::Model, random);
         Evidence evidence;
         for (int v : chooseObserved(network.size(), options.observedFraction, random)) evidence.hard[v] = states[v];
         const double log10P = exact.infer(evidence).logProbabilityOfEvidence / std::log(10.0);
@@ -59,17 +65,10 @@ std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTr
     const double bound = std::log10(options.unlikelyBelow);
     for (int c = 0; c < options.unlikelyCases; ++c) {
         for (int attempt = 0; attempt < options.attemptsPerCase; ++attempt) {
+            const std::vector<int> states = forwardSample(network, order, Draw::UniformSupport, random);
             Evidence evidence;
-            for (int v : chooseObserved(network.size(), options.observedFraction, random)) {
-                std::uniform_int_distribution<int> state(0, network.variables[v].stateCount() - 1);
-                evidence.hard[v] = state(random);
-            }
-            double log10P = 0.0;
-            try {
-                log10P = exact.infer(evidence).logProbabilityOfEvidence / std::log(10.0);
-            } catch (const EvidenceError&) {
-                continue;  // impossible evidence
-            }
+            for (int v : chooseObserved(network.size(), options.observedFraction, random)) evidence.hard[v] = states[v];
+            const double log10P = exact.infer(evidence).logProbabilityOfEvidence / std::log(10.0);
             if (log10P < bound) {
                 cases.push_back({CaseKind::Unlikely, std::move(evidence), log10P});
                 break;

@@ -30,9 +30,11 @@ struct CaseOptions {
 };
 
 // Evidence cases drawn with a fixed seed. Likely cases observe a forward
-// sample of the network; unlikely cases observe states drawn uniformly, kept
-// only when the exact probability of the evidence is positive and below the
-// bound. Fewer unlikely cases come back when the search runs out of tries.
+// sample of the network. Unlikely cases observe a forward sample that picks
+// every state uniformly among those its parents make possible (so the
+// evidence is never impossible), kept when the exact probability of the
+// evidence is below the bound. Fewer unlikely cases come back when the
+// search runs out of tries.
 std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTree& exact,
                                         const CaseOptions& options);
 

@@ -10,6 +10,13 @@ namespace {
 
 std::string samplesText(const BenchmarkRow& row) { return row.samples > 0 ? std::to_string(row.samples) : "-"; }
 
+// Distances exist only where some run produced posteriors.
+bool hasDistances(const BenchmarkRow& row) { return row.failures < row.cases; }
+
+std::string distanceText(const BenchmarkRow& row, double distance, int width) {
+    return hasDistances(row) ? fmt::format("{:>{}.5f}", distance, width) : fmt::format("{:>{}}", "-", width);
+}
+
 }  // namespace
 
 void writeReportTable(const BenchmarkReport& report, std::ostream& out) {
@@ -24,10 +31,10 @@ void writeReportTable(const BenchmarkReport& report, std::ostream& out) {
                "failed", "median ms", "samples/s", "mean Hellinger", "max Hellinger");
     for (const BenchmarkRow& row : report.rows) {
         if (row.cases == 0) continue;  // e.g. no unlikely case exists in a tiny network
-        fmt::print(out, "{:9} {:10} {:>8} {:>6} {:>12.3f} {:>14} {:>13.5f} {:>12.5f}\n", caseKindName(row.kind),
-                   row.algorithm, samplesText(row), row.failures, row.medianSeconds * 1000.0,
-                   row.samplesPerSecond > 0 ? fmt::format("{:.0f}", row.samplesPerSecond) : "-", row.meanHellinger,
-                   row.maxHellinger);
+        fmt::print(out, "{:9} {:10} {:>8} {:>6} {:>12.3f} {:>14} {} {}\n", caseKindName(row.kind), row.algorithm,
+                   samplesText(row), row.failures, row.medianSeconds * 1000.0,
+                   row.samplesPerSecond > 0 ? fmt::format("{:.0f}", row.samplesPerSecond) : "-",
+                   distanceText(row, row.meanHellinger, 14), distanceText(row, row.maxHellinger, 13));
     }
     if (!report.stages.empty()) fmt::print(out, "\nfixed cost per run (median over cases):\n");
     for (const StageCost& stage : report.stages)
@@ -37,10 +44,12 @@ void writeReportTable(const BenchmarkReport& report, std::ostream& out) {
 void writeReportCsv(const BenchmarkReport& report, std::ostream& out) {
     out << "network,evidence,algorithm,samples,cases,failures,median_seconds,samples_per_second,mean_hellinger,"
            "max_hellinger\n";
-    for (const BenchmarkRow& row : report.rows)
-        fmt::print(out, "{},{},{},{},{},{},{:.6g},{:.6g},{:.6g},{:.6g}\n", report.network, caseKindName(row.kind),
-                   row.algorithm, row.samples, row.cases, row.failures, row.medianSeconds, row.samplesPerSecond,
-                   row.meanHellinger, row.maxHellinger);
+    for (const BenchmarkRow& row : report.rows) {
+        const std::string distances =
+            hasDistances(row) ? fmt::format("{:.6g},{:.6g}", row.meanHellinger, row.maxHellinger) : ",";
+        fmt::print(out, "{},{},{},{},{},{},{:.6g},{:.6g},{}\n", report.network, caseKindName(row.kind), row.algorithm,
+                   row.samples, row.cases, row.failures, row.medianSeconds, row.samplesPerSecond, distances);
+    }
 }
 
 void writeReportJson(const BenchmarkReport& report, std::ostream& out) {
@@ -59,8 +68,8 @@ void writeReportJson(const BenchmarkReport& report, std::ostream& out) {
                                 {"failures", row.failures},
                                 {"median_seconds", row.medianSeconds},
                                 {"samples_per_second", row.samplesPerSecond},
-                                {"mean_hellinger", row.meanHellinger},
-                                {"max_hellinger", row.maxHellinger}});
+                                {"mean_hellinger", hasDistances(row) ? nlohmann::json(row.meanHellinger) : nullptr},
+                                {"max_hellinger", hasDistances(row) ? nlohmann::json(row.maxHellinger) : nullptr}});
     for (const StageCost& stage : report.stages)
         json["stages"].push_back({{"stage", stage.stage}, {"median_seconds", stage.medianSeconds}});
     out << json.dump(2) << '\n';
