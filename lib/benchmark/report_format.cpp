@@ -27,7 +27,7 @@ void writeReportTable(const BenchmarkReport& report, std::ostream& out) {
         fmt::print(out, "  case {}: {:8} {:3} observed, log10 P(e) = {:.2f}\n", i + 1, caseKindName(c.kind),
                    c.evidence.hard.size(), c.log10Probability);
     }
-    fmt::print(out, "\n{:9} {:10} {:>8} {:>6} {:>12} {:>14} {:>13} {:>12}\n", "evidence", "algorithm", "samples",
+    fmt::print(out, "\n{:9} {:10} {:>8} {:>6} {:>12} {:>14} {:>14} {:>13}\n", "evidence", "algorithm", "samples",
                "failed", "median ms", "samples/s", "mean Hellinger", "max Hellinger");
     for (const BenchmarkRow& row : report.rows) {
         if (row.cases == 0) continue;  // e.g. no unlikely case exists in a tiny network
