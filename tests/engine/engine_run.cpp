@@ -1,6 +1,6 @@
 #include "tests/engine/engine_run.h"
 
-#include "tests/support/brute_force.h"
+#include "lib/benchmark/accuracy_benchmark.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,7 +18,8 @@ long long seedForNextDraw(int x) {
 
 double worstHellinger(const TestHost& host, const std::vector<std::vector<double>>& exact) {
     double worst = 0.0;
-    for (std::size_t v = 0; v < exact.size(); ++v) worst = std::max(worst, hellinger(host.beliefs(v), exact[v]));
+    for (std::size_t v = 0; v < exact.size(); ++v)
+        worst = std::max(worst, samplenet::hellingerDistance(host.beliefs(v), exact[v]));
     return worst;
 }
 

@@ -9,6 +9,7 @@
 #include "lib/model/errors.h"
 #include "tests/support/test_networks.h"
 #include "tests/support/tiny_network.h"
+#include "lib/benchmark/accuracy_benchmark.h"
 #include "tests/support/brute_force.h"
 
 namespace {
@@ -21,7 +22,7 @@ using testing_support::TinyNet;
 double worstHellinger(const samplenet::InferenceResult& result, const testing_support::ExactAnswer& exact) {
     double worst = 0.0;
     for (std::size_t v = 0; v < exact.posteriors.size(); ++v)
-        worst = std::max(worst, testing_support::hellinger(result.posteriors[v], exact.posteriors[v]));
+        worst = std::max(worst, samplenet::hellingerDistance(result.posteriors[v], exact.posteriors[v]));
     return worst;
 }
 

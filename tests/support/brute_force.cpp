@@ -1,7 +1,5 @@
 #include "tests/support/brute_force.h"
 
-#include <cmath>
-
 namespace testing_support {
 
 ExactAnswer enumerate(const TinyNet& net, const std::vector<int>& evidence,
@@ -36,15 +34,6 @@ ExactAnswer enumerate(const TinyNet& net, const std::vector<int>& evidence,
         for (auto& posterior : answer.posteriors)
             for (double& p : posterior) p /= answer.probabilityOfEvidence;
     return answer;
-}
-
-double hellinger(const std::vector<double>& p, const std::vector<double>& q) {
-    double sum = 0.0;
-    for (std::size_t i = 0; i < p.size(); ++i) {
-        const double d = std::sqrt(p[i]) - std::sqrt(q[i]);
-        sum += d * d;
-    }
-    return std::sqrt(sum / 2.0);
 }
 
 }  // namespace testing_support

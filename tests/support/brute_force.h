@@ -17,7 +17,4 @@ struct ExactAnswer {
 ExactAnswer enumerate(const TinyNet& net, const std::vector<int>& evidence,
                       const std::vector<std::vector<double>>& likelihood = {});
 
-// Hellinger distance between two distributions of the same length.
-double hellinger(const std::vector<double>& p, const std::vector<double>& q);
-
 }  // namespace testing_support
