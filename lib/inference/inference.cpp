@@ -139,8 +139,12 @@ std::optional<Algorithm> algorithmNamed(std::string_view name) {
     return std::nullopt;
 }
 
-InferenceResult infer(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
+InferenceResult infer(const Network& given, const Evidence& evidence, const InferenceOptions& options) {
     checkOptions(options);
+    // The engine trusts what it is given, so a network built in code is
+    // checked here like one read from a file.
+    Network network = given;
+    validate(network);
     checkEvidenceShape(network, evidence);
     if (const auto v = findImpossibleVariable(network, evidence))
         throw InferenceError("the evidence is impossible under the model: no state of " + quotedName(network, *v) +

@@ -75,9 +75,9 @@ public:
     InferenceResult partial;
 };
 
-// Posterior marginals of every variable of a network that passed
-// validate(). Throws std::invalid_argument for bad options, EvidenceError
-// for malformed evidence, InferenceError when inference fails. Runs must not
+// Posterior marginals of every variable. Throws ModelError for a network
+// that fails validate(), std::invalid_argument for bad options,
+// EvidenceError for malformed evidence, InferenceError when inference fails. Runs must not
 // overlap: the samplers' random state and clock are process-wide.
 InferenceResult infer(const Network& network, const Evidence& evidence, const InferenceOptions& options);
 

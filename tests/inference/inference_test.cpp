@@ -148,6 +148,10 @@ TEST(Infer, RejectsBadOptionsAndEvidence) {
     EXPECT_THROW(samplenet::infer(network, {}, options), std::invalid_argument);
     EXPECT_THROW(samplenet::infer(network, Evidence{{{9, 0}}, {}}, optionsFor(Algorithm::Epis)),
                  samplenet::EvidenceError);
+    // A network built in code is checked before the engine sees it.
+    auto truncated = network;
+    truncated.variables[3].table.pop_back();
+    EXPECT_THROW(samplenet::infer(truncated, {}, optionsFor(Algorithm::Epis)), samplenet::ModelError);
 }
 
 }  // namespace
