@@ -65,6 +65,10 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
                         "(capped by the network's depth)")
         ->check(wholeNumberAtLeast(0))
         ->capture_default_str();
+    command->add_option("--memory-limit", arguments.exactMemoryLimitGiB,
+                        "GiB of clique tables above which exact refuses a network")
+        ->check(numberAbove(0.0))
+        ->capture_default_str();
     command->add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
@@ -80,6 +84,7 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
 void runInfer(InferArguments arguments, const CLI::App& command) {
     auto& options = arguments.options;
     if (command.count("--seed") > 0) options.seed = arguments.seed;
+    options.exactMemoryLimitBytes = static_cast<std::size_t>(arguments.exactMemoryLimitGiB * (1 << 30));
     options.algorithm = *samplenet::algorithmNamed(arguments.algorithm);
     options.progress = samplenet::terminalProgressBar();
 

@@ -15,6 +15,7 @@ struct InferArguments {
     std::string algorithm = "epis";
     samplenet::InferenceOptions options;
     long seed = 0;  // used only when given
+    double exactMemoryLimitGiB = 4.0;
     std::vector<std::string> queries;
     std::string format = "table";
 };

@@ -22,4 +22,16 @@ CLI::Validator wholeNumberAtLeast(long minimum) {
         ">=" + std::to_string(minimum));
 }
 
+CLI::Validator numberAbove(double bound) {
+    return CLI::Validator(
+        [bound](std::string& text) -> std::string {
+            double value = 0.0;
+            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+            if (error != std::errc() || end != text.data() + text.size() || !(value > bound))
+                return "expected a number above " + CLI::detail::to_string(bound) + ", found \"" + text + "\"";
+            return "";
+        },
+        ">" + CLI::detail::to_string(bound));
+}
+
 }  // namespace samplenet_cli

@@ -39,6 +39,7 @@ TEST(BadInput, OneLineMessageAndExitCode) {
         {{"infer", smoker, "-n", "many"}, 1, "--samples: expected a whole number of at least 1, found \"many\""},
         {{"infer", smoker, "--propagation-length", "-1"}, 1, "--propagation-length"},
         {{"bench", smoker, "--observed", "2"}, 1, "--observed"},
+        {{"infer", "-a", "exact", "--memory-limit", "1e-9"}, 1, "use an approximate algorithm such as -a epis"},
         {{"infer", smoker, "-a", "exact", "-e", "Smoker=no", "-e", "Lungs=damaged"}, 2,
          "the evidence is impossible under the model"},
         {{"infer", smoker, "--iterations", "-3"}, 1, "--iterations"},
