@@ -44,6 +44,12 @@ std::vector<int> chooseObserved(int variables, double fraction, Random& random) 
     return all;
 }
 
+std::map<std::string, std::string> namesOf(const Network& network, const Evidence& evidence) {
+    std::map<std::string, std::string> named;
+    for (const auto& [v, state] : evidence.hard) named[network.variables[v].name] = network.variables[v].states[state];
+    return named;
+}
+
 }  // namespace
 
 std::string caseKindName(CaseKind kind) { return kind == CaseKind::Likely ? "likely" : "unlikely"; }
@@ -59,7 +65,7 @@ std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTr
         Evidence evidence;
         for (int v : chooseObserved(network.size(), options.observedFraction, random)) evidence.hard[v] = states[v];
         const double log10P = exact.infer(evidence).logProbabilityOfEvidence / std::log(10.0);
-        cases.push_back({CaseKind::Likely, std::move(evidence), log10P});
+        cases.push_back({CaseKind::Likely, evidence, log10P, namesOf(network, evidence)});
     }
 
     const double bound = std::log10(options.unlikelyBelow);
@@ -70,7 +76,7 @@ std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTr
             for (int v : chooseObserved(network.size(), options.observedFraction, random)) evidence.hard[v] = states[v];
             const double log10P = exact.infer(evidence).logProbabilityOfEvidence / std::log(10.0);
             if (log10P < bound) {
-                cases.push_back({CaseKind::Unlikely, std::move(evidence), log10P});
+                cases.push_back({CaseKind::Unlikely, evidence, log10P, namesOf(network, evidence)});
                 break;
             }
         }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,9 @@ struct EvidenceCase {
     CaseKind kind;
     Evidence evidence;
     double log10Probability;  // of the evidence, exact
+    // The evidence by variable and state name, so that reports can be
+    // replayed elsewhere.
+    std::map<std::string, std::string> named;
 };
 
 struct CaseOptions {

@@ -59,7 +59,8 @@ void writeReportJson(const BenchmarkReport& report, std::ostream& out) {
     for (const EvidenceCase& c : report.cases)
         json["cases"].push_back({{"evidence", caseKindName(c.kind)},
                                  {"observed", c.evidence.hard.size()},
-                                 {"log10_probability", c.log10Probability}});
+                                 {"log10_probability", c.log10Probability},
+                                 {"assignments", c.named}});
     for (const BenchmarkRow& row : report.rows)
         json["rows"].push_back({{"evidence", caseKindName(row.kind)},
                                 {"algorithm", row.algorithm},

@@ -28,6 +28,9 @@ TEST(EvidenceCases, LikelyAreForwardSamplesAndUnlikelyStayBelowTheBound) {
     ASSERT_EQ(cases.size(), 7u);
     for (const EvidenceCase& c : cases) {
         EXPECT_EQ(c.evidence.hard.size(), 7u);  // 20% of 37
+        ASSERT_EQ(c.named.size(), 7u);
+        for (const auto& [v, state] : c.evidence.hard)
+            EXPECT_EQ(c.named.at(network.variables[v].name), network.variables[v].states[state]);
         EXPECT_NEAR(c.log10Probability, exact.infer(c.evidence).logProbabilityOfEvidence / std::log(10.0), 1e-9);
         if (c.kind == CaseKind::Unlikely) {
             EXPECT_LT(c.log10Probability, -6.0);
