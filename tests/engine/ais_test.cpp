@@ -15,23 +15,12 @@ constexpr double kTolerance = 0.03;
 constexpr int kSamples = 200000;
 
 TEST(AisAccuracy, MatchesEnumerationWithLikelyAndUnlikelyEvidence) {
-    struct Case {
-        const char* name;
-        TinyNet net;
-        std::vector<int> evidence;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<EvidenceCase> cases = {
         {"sprinkler, wet grass", sprinkler(), {-1, -1, -1, 1}},
         {"loopy, two observed", threeLayerLoopy(), {-1, -1, 1, -1, -1, -1, 2}},
         {"rare fault, all sensors alarm", rareFault(), allSensorsAlarm()},
     };
-    for (const Case& c : cases) {
-        const ExactAnswer exact = enumerate(c.net, c.evidence);
-        TestHost host(c.net, c.evidence);
-        host.sampleCount = kSamples;
-        ASSERT_EQ(runDriver(host, Driver::Ais), 0) << c.name;
-        EXPECT_LT(worstError(host, exact.posteriors), kTolerance) << c.name;
-    }
+    expectNearEnumeration(cases, Driver::Ais, kSamples, kTolerance);
     EXPECT_LT(enumerate(rareFault(), allSensorsAlarm()).probabilityOfEvidence, 1e-4);
 }
 

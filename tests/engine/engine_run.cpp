@@ -1,6 +1,9 @@
 #include "tests/engine/engine_run.h"
 
 #include "lib/benchmark/accuracy_benchmark.h"
+#include "tests/support/brute_force.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
@@ -14,6 +17,16 @@ long long seedForNextDraw(int x) {
     for (int i = 0; i < 5; ++i) inverse *= 2u - 214013u * inverse;
     const unsigned target = static_cast<unsigned>(x) << 16;
     return static_cast<long long>((target - 2531011u) * inverse);
+}
+
+void expectNearEnumeration(const std::vector<EvidenceCase>& cases, Driver driver, int samples, double tolerance) {
+    for (const EvidenceCase& c : cases) {
+        const ExactAnswer exact = enumerate(c.net, c.evidence);
+        TestHost host(c.net, c.evidence);
+        host.sampleCount = samples;
+        ASSERT_EQ(runDriver(host, driver), 0) << c.name;
+        EXPECT_LT(worstError(host, exact.posteriors), tolerance) << c.name;
+    }
 }
 
 double worstHellinger(const TestHost& host, const std::vector<std::vector<double>>& exact) {

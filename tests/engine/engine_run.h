@@ -26,6 +26,17 @@ inline int runDriver(TestHost& host, Driver driver, long seed = 1234) {
     return result;
 }
 
+// Evidence on one of the shared networks, with a name for failure messages.
+struct EvidenceCase {
+    const char* name;
+    TinyNet net;
+    std::vector<int> evidence;
+};
+
+// Runs `driver` with `samples` samples on every case and checks that no
+// belief is further than `tolerance` from the enumerated posterior.
+void expectNearEnumeration(const std::vector<EvidenceCase>& cases, Driver driver, int samples, double tolerance);
+
 // A seed from which the next RandLcg draw takes the 15-bit value `x`.
 long long seedForNextDraw(int x);
 

@@ -21,24 +21,13 @@ std::vector<std::vector<double>> allBeliefs(const TestHost& host, int count) {
 }
 
 TEST(EpisAccuracy, MatchesEnumerationWithLikelyAndVeryUnlikelyEvidence) {
-    struct Case {
-        const char* name;
-        TinyNet net;
-        std::vector<int> evidence;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<EvidenceCase> cases = {
         {"sprinkler, wet grass", sprinkler(), {-1, -1, -1, 1}},
         {"loopy, two observed", threeLayerLoopy(), {-1, -1, 1, -1, -1, -1, 2}},
         {"polytree, leaves observed", polytree(), {-1, -1, -1, -1, 1, 0}},
         {"rare fault, all sensors alarm", rareFault(), allSensorsAlarm()},
     };
-    for (const Case& c : cases) {
-        const ExactAnswer exact = enumerate(c.net, c.evidence);
-        TestHost host(c.net, c.evidence);
-        host.sampleCount = 20000;
-        ASSERT_EQ(runDriver(host, Driver::Epis), 0) << c.name;
-        EXPECT_LT(worstError(host, exact.posteriors), kTolerance) << c.name;
-    }
+    expectNearEnumeration(cases, Driver::Epis, 20000, kTolerance);
 }
 
 TEST(EpisAccuracy, PropagationBeatsSamplingFromTheNetworkItself) {
