@@ -1,0 +1,130 @@
+#include "lib/plot/posterior_picture.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "lib/plot/html_text.h"
+
+namespace samplenet {
+
+namespace {
+
+// Bars are this many points long at probability one, so that one point is
+// one hundredth.
+constexpr int kBarLength = 100;
+constexpr int kBarHeight = 9;
+
+struct NodeStyle {
+    const char* cssClass;
+    const char* fill;
+    const char* border;
+    const char* bar;
+};
+
+constexpr NodeStyle kPlain{"", "white", "#555555", "#4f81bd"};
+constexpr NodeStyle kObserved{"observed", "#fde2c4", "#c0504d", "#c0504d"};
+constexpr NodeStyle kLikelihood{"likelihood", "#fff5cc", "#b8860b", "#d4a017"};
+constexpr const char* kBarBackground = "#e6e6e6";
+constexpr const char* kContextBorder = "#999999";
+
+// A double-quoted DOT identifier or string.
+std::string quoted(const std::string& text) {
+    std::string result = "\"";
+    for (char c : text) {
+        if (c == '"' || c == '\\') result += '\\';
+        result += c;
+    }
+    return result + "\"";
+}
+
+std::string barCell(double probability, const char* colour) {
+    const int filled = static_cast<int>(std::lround(std::clamp(probability, 0.0, 1.0) * kBarLength));
+    std::string cells;
+    // Graphviz has no zero-width cell, so an empty part is left out.
+    if (filled > 0)
+        cells += fmt::format(R"(<TD WIDTH="{}" HEIGHT="{}" FIXEDSIZE="TRUE" BGCOLOR="{}"></TD>)", filled,
+                             kBarHeight, colour);
+    if (filled < kBarLength)
+        cells += fmt::format(R"(<TD WIDTH="{}" HEIGHT="{}" FIXEDSIZE="TRUE" BGCOLOR="{}"></TD>)",
+                             kBarLength - filled, kBarHeight, kBarBackground);
+    return fmt::format(R"(<TD><TABLE BORDER="0" CELLSPACING="0" CELLPADDING="0"><TR>{}</TR></TABLE></TD>)", cells);
+}
+
+std::string likelihoodText(const std::vector<double>& likelihood) {
+    return fmt::format("likelihood [{}]", fmt::join(likelihood, ", "));
+}
+
+std::string detailedLabel(const PosteriorPicture& picture, int v, const NodeStyle& style) {
+    const Variable& variable = picture.network.variables[v];
+    std::string header = "<B>" + htmlEscaped(variable.name) + "</B>";
+    if (const auto hard = picture.evidence.hard.find(v); hard != picture.evidence.hard.end())
+        header += " = " + htmlEscaped(variable.states[hard->second]);
+    std::string rows = fmt::format(R"(<TR><TD COLSPAN="3">{}</TD></TR>)", header);
+    if (const auto soft = picture.evidence.likelihood.find(v); soft != picture.evidence.likelihood.end())
+        rows += fmt::format(R"(<TR><TD COLSPAN="3"><I>{}</I></TD></TR>)", htmlEscaped(likelihoodText(soft->second)));
+    const std::vector<double>& posterior = picture.result.posteriors[v];
+    for (int s = 0; s < variable.stateCount(); ++s)
+        rows += fmt::format(R"(<TR><TD ALIGN="LEFT">{}</TD>{}<TD ALIGN="RIGHT">{}</TD></TR>)",
+                            htmlEscaped(variable.states[s]), barCell(posterior[s], style.bar),
+                            htmlEscaped(pictureProbabilityText(posterior[s])));
+    return fmt::format(
+        R"(<<TABLE BORDER="1" CELLBORDER="0" CELLSPACING="0" CELLPADDING="2" BGCOLOR="{}" COLOR="{}">{}</TABLE>>)",
+        style.fill, style.border, rows);
+}
+
+// The node's name, so that the drawing's titles and tooltips name it.
+std::string nodeId(const PosteriorPicture& picture, int v) { return quoted(picture.network.variables[v].name); }
+
+const NodeStyle& styleOf(const PosteriorPicture& picture, int v) {
+    if (picture.evidence.hard.count(v)) return kObserved;
+    if (picture.evidence.likelihood.count(v)) return kLikelihood;
+    return kPlain;
+}
+
+// A neighbour of the detailed nodes: its name (and observed state) only.
+std::string contextNode(const PosteriorPicture& picture, int v) {
+    const NodeStyle& style = styleOf(picture, v);
+    const bool plain = &style == &kPlain;
+    const Variable& variable = picture.network.variables[v];
+    std::string label = variable.name;
+    if (const auto hard = picture.evidence.hard.find(v); hard != picture.evidence.hard.end())
+        label += " = " + variable.states[hard->second];
+    return fmt::format(
+        "  {} [class={} shape=box style=\"rounded,dashed,filled\" fillcolor=\"{}\" color=\"{}\" "
+        "fontcolor=\"#555555\" margin=\"0.08,0.02\" label={}];\n",
+        nodeId(picture, v), quoted(plain ? "context" : std::string("context ") + style.cssClass), style.fill,
+        plain ? kContextBorder : style.border, quoted(label));
+}
+
+}  // namespace
+
+std::string pictureProbabilityText(double probability) {
+    if (probability > 0.0 && probability < 0.0005) return "<0.001";
+    return fmt::format("{:.3f}", probability);
+}
+
+std::string posteriorDot(const PosteriorPicture& picture) {
+    std::string dot = "digraph posteriors {\n";
+    dot += "  graph [rankdir=TB nodesep=0.3 ranksep=0.45 fontname=\"Helvetica\" fontsize=12";
+    if (!picture.caption.empty()) dot += " labelloc=t label=" + quoted(picture.caption);
+    dot += "];\n";
+    dot += "  node [shape=plain fontname=\"Helvetica\" fontsize=10];\n";
+    dot += "  edge [color=\"#777777\" arrowsize=0.7];\n";
+    for (int v : picture.nodes.detailed) {
+        const NodeStyle& style = styleOf(picture, v);
+        const std::string cssClass = *style.cssClass ? fmt::format("class={}", quoted(style.cssClass)) : "";
+        dot += fmt::format("  {} [{} label={}];\n", nodeId(picture, v), cssClass, detailedLabel(picture, v, style));
+    }
+    for (int v : picture.nodes.context) dot += contextNode(picture, v);
+    std::set<int> drawn(picture.nodes.detailed.begin(), picture.nodes.detailed.end());
+    drawn.insert(picture.nodes.context.begin(), picture.nodes.context.end());
+    for (int child : drawn)
+        for (int parent : picture.network.variables[child].parents)
+            if (drawn.count(parent)) dot += fmt::format("  {} -> {};\n", nodeId(picture, parent), nodeId(picture, child));
+    return dot + "}\n";
+}
+
+}  // namespace samplenet

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "lib/inference/inference.h"
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+#include "lib/plot/picture_selection.h"
+
+namespace samplenet {
+
+// What a picture of a network's posteriors shows.
+struct PosteriorPicture {
+    const Network& network;
+    const Evidence& evidence;
+    const InferenceResult& result;
+    PictureSelection nodes;
+    std::string caption;  // one line above the graph; may be empty
+};
+
+// Probability as the picture prints it: three decimals, "<0.001" for a
+// possible state that would otherwise read as zero.
+std::string pictureProbabilityText(double probability);
+
+// Graphviz DOT text, laid out top-down: each detailed node is a box with its
+// name and one row per state (name, bar, number); observed nodes are
+// coloured and carry their state ("observed" class), likelihood evidence is
+// marked ("likelihood" class); context nodes show their name only.
+std::string posteriorDot(const PosteriorPicture& picture);
+
+}  // namespace samplenet

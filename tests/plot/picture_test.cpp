@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "lib/inference/inference.h"
+#include "lib/plot/graphviz_render.h"
+#include "lib/plot/picture_selection.h"
+#include "lib/plot/posterior_picture.h"
+#include "tests/plot/svg_picture.h"
+#include "tests/support/test_networks.h"
+#include "tests/support/tiny_network.h"
+
+namespace {
+
+using plot_testing::DrawnNode;
+using plot_testing::hasClass;
+using plot_testing::readSvgPicture;
+
+const std::vector<std::string> kBarColours{"#4f81bd", "#c0504d", "#d4a017"};
+
+samplenet::Variable variable(std::string name, std::vector<std::string> states, std::vector<int> parents,
+                             std::vector<double> table) {
+    return {std::move(name), std::move(states), std::move(parents), std::move(table), {}};
+}
+
+// Names with characters that DOT, HTML labels and SVG must all escape, and a
+// state ("Rare" yes) whose posterior is below what three decimals show.
+samplenet::Network smokerNetwork() {
+    samplenet::Network network;
+    network.variables = {
+        variable("Smoker & co", {"yes", "no <sure>"}, {}, {0.3, 0.7}),
+        variable("Cough", {"yes", "no"}, {0}, {0.8, 0.2, 0.1, 0.9}),
+        variable("Lungs \"L\"", {"damaged", "healthy"}, {0}, {0.4, 0.6, 0.0, 1.0}),
+        variable("X-ray", {"shadow", "clear"}, {2}, {0.9, 0.1, 0.2, 0.8}),
+        variable("Rare", {"yes", "no"}, {0}, {0.0001, 0.9999, 0.0002, 0.9998}),
+    };
+    network.reindex();
+    return network;
+}
+
+struct Drawing {
+    samplenet::Network network = smokerNetwork();
+    samplenet::Evidence evidence;
+    samplenet::InferenceResult result;
+
+    Drawing() {
+        evidence.hard[1] = 0;                       // Cough = yes
+        evidence.likelihood[3] = {0.9, 0.2};        // X-ray
+        samplenet::InferenceOptions options;
+        options.algorithm = samplenet::Algorithm::Exact;
+        result = samplenet::infer(network, evidence, options);
+    }
+
+    std::map<std::string, DrawnNode> draw(const samplenet::PictureSelection& nodes) const {
+        const samplenet::PosteriorPicture picture{network, evidence, result, nodes, "caption & more"};
+        return readSvgPicture(samplenet::renderDot(samplenet::posteriorDot(picture), samplenet::PictureFormat::Svg),
+                              kBarColours);
+    }
+};
+
+bool hasText(const DrawnNode& node, const std::string& text) {
+    return std::find(node.texts.begin(), node.texts.end(), text) != node.texts.end();
+}
+
+TEST(PosteriorPicture, EveryStateIsDrawnWithABarAndNumberThatMatchItsPosterior) {
+    const Drawing drawing;
+    const auto drawn = drawing.draw(samplenet::selectPictureNodes(drawing.network, {}));
+    ASSERT_EQ(drawn.size(), 5u);
+    for (int v = 0; v < drawing.network.size(); ++v) {
+        const auto& variable = drawing.network.variables[v];
+        ASSERT_TRUE(drawn.count(variable.name)) << variable.name;
+        const DrawnNode& node = drawn.at(variable.name);
+        ASSERT_EQ(node.states.size(), variable.states.size()) << variable.name;
+        for (int s = 0; s < variable.stateCount(); ++s) {
+            const double p = drawing.result.posteriors[v][s];
+            const auto& row = node.states.at(variable.states[s]);
+            EXPECT_DOUBLE_EQ(row.length, 100.0) << variable.name;
+            EXPECT_NEAR(row.filled, std::round(100.0 * p), 1e-9) << variable.name << " " << variable.states[s];
+            EXPECT_EQ(row.number, samplenet::pictureProbabilityText(p));
+        }
+    }
+    EXPECT_EQ(drawn.at("Rare").states.at("yes").number, "<0.001");
+    EXPECT_EQ(drawn.at("Rare").states.at("yes").filled, 0.0);
+}
+
+TEST(PosteriorPicture, EvidenceIsMarked) {
+    const Drawing drawing;
+    const auto drawn = drawing.draw(samplenet::selectPictureNodes(drawing.network, {}));
+    EXPECT_TRUE(hasClass(drawn.at("Cough"), "observed"));
+    EXPECT_TRUE(hasText(drawn.at("Cough"), " = yes"));
+    EXPECT_EQ(drawn.at("Cough").states.at("yes").filled, 100.0);
+    EXPECT_TRUE(hasClass(drawn.at("X-ray"), "likelihood"));
+    EXPECT_TRUE(hasText(drawn.at("X-ray"), "likelihood [0.9, 0.2]"));
+    for (const char* unobserved : {"Smoker & co", "Lungs \"L\"", "Rare"}) {
+        EXPECT_FALSE(hasClass(drawn.at(unobserved), "observed")) << unobserved;
+        EXPECT_FALSE(hasClass(drawn.at(unobserved), "likelihood")) << unobserved;
+    }
+}
+
+TEST(PosteriorPicture, QueriedNodesAreDrawnWithTheirNeighboursByName) {
+    const Drawing drawing;
+    const auto drawn = drawing.draw(samplenet::selectPictureNodes(drawing.network, {2}));  // Lungs
+    ASSERT_EQ(drawn.size(), 3u);
+    EXPECT_EQ(drawn.at("Lungs \"L\"").states.size(), 2u);
+    for (const char* neighbour : {"Smoker & co", "X-ray"}) {
+        EXPECT_TRUE(hasClass(drawn.at(neighbour), "context")) << neighbour;
+        EXPECT_TRUE(drawn.at(neighbour).states.empty()) << neighbour;
+    }
+    EXPECT_TRUE(hasClass(drawn.at("X-ray"), "likelihood"));
+
+    const auto aroundSmoker = drawing.draw(samplenet::selectPictureNodes(drawing.network, {0}));
+    EXPECT_TRUE(hasClass(aroundSmoker.at("Cough"), "observed"));
+    EXPECT_TRUE(hasText(aroundSmoker.at("Cough"), "Cough = yes"));
+}
+
+TEST(PictureSelection, LargeNetworksNeedAQueryAndQueriesBringTheirNeighbours) {
+    const samplenet::Network small = testing_support::toNetwork(testing_support::chain(samplenet::kMaxPictureNodes));
+    const auto whole = samplenet::selectPictureNodes(small, {});
+    EXPECT_EQ(whole.detailed.size(), static_cast<std::size_t>(samplenet::kMaxPictureNodes));
+    EXPECT_TRUE(whole.context.empty());
+
+    const samplenet::Network large =
+        testing_support::toNetwork(testing_support::chain(samplenet::kMaxPictureNodes + 1));
+    try {
+        samplenet::selectPictureNodes(large, {});
+        FAIL() << "a network above the limit was drawn whole";
+    } catch (const std::invalid_argument& error) {
+        EXPECT_NE(std::string(error.what()).find("-q"), std::string::npos) << error.what();
+    }
+    const auto queried = samplenet::selectPictureNodes(large, {30, 5, 6});
+    EXPECT_EQ(queried.detailed, (std::vector<int>{5, 6, 30}));
+    EXPECT_EQ(queried.context, (std::vector<int>{4, 7, 29, 31}));
+}
+
+TEST(GraphvizRender, WritesEachFormatAndSaysWhenDotIsMissing) {
+    const std::string dot = "digraph { a -> b }";
+    EXPECT_EQ(samplenet::renderDot(dot, samplenet::PictureFormat::Png).substr(0, 4), "\x89PNG");
+    EXPECT_EQ(samplenet::renderDot(dot, samplenet::PictureFormat::Pdf).substr(0, 4), "%PDF");
+    EXPECT_THROW(samplenet::renderDot("digraph { a -> }", samplenet::PictureFormat::Svg), std::runtime_error);
+
+    setenv("PATH", "/nonexistent", 1);
+    try {
+        samplenet::renderDot(dot, samplenet::PictureFormat::Svg);
+        FAIL() << "drew without a dot program";
+    } catch (const std::runtime_error& error) {
+        EXPECT_NE(std::string(error.what()).find("Graphviz"), std::string::npos) << error.what();
+    }
+}
+
+}  // namespace
