@@ -2,21 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
-#include <vector>
 
-#include "lib/inference/inference.h"
+#include "cli/inference_arguments.h"
 
 namespace samplenet_cli {
 
 struct InferArguments {
-    std::string networkPath;  // empty: the built-in example
-    std::vector<std::string> evidence;
-    std::string evidenceFile;
-    std::string algorithm = "epis";
-    samplenet::InferenceOptions options;
-    long seed = 0;  // used only when given
-    double exactMemoryLimitGiB = 4.0;
-    std::vector<std::string> queries;
+    InferenceArguments inference;
     std::string format = "table";
 };
 

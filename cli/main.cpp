@@ -5,6 +5,7 @@
 #include "cli/convert_command.h"
 #include "cli/info_command.h"
 #include "cli/infer_command.h"
+#include "cli/plot_command.h"
 #include "lib/inference/inference.h"
 
 namespace {
@@ -38,7 +39,9 @@ int main(int argc, char** argv) {
     CLI::App* convert = samplenet_cli::addConvertCommand(app, convertArguments);
     samplenet_cli::BenchArguments benchArguments;
     CLI::App* bench = samplenet_cli::addBenchCommand(app, benchArguments);
-    for (CLI::App* command : {infer, info, convert, bench}) command->footer(kExitCodes);
+    samplenet_cli::PlotArguments plotArguments;
+    CLI::App* plot = samplenet_cli::addPlotCommand(app, plotArguments);
+    for (CLI::App* command : {infer, info, convert, bench, plot}) command->footer(kExitCodes);
 
     try {
         app.parse(argc, argv);
@@ -52,6 +55,7 @@ int main(int argc, char** argv) {
         if (info->parsed()) samplenet_cli::runInfo(infoPath);
         if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
+        if (plot->parsed()) samplenet_cli::runPlot(plotArguments, *plot);
     } catch (const samplenet::InferenceError& error) {
         return fail(error.what(), kInferenceFailed);
     } catch (const std::exception& error) {

@@ -6,18 +6,25 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "cli/html_report.h"
+
 namespace samplenet_cli {
 
 namespace {
 
 using samplenet::Algorithm;
 
-std::string runDescription(const PosteriorReport& report) {
-    const auto& options = report.options;
+std::string likelihoodText(const std::vector<double>& likelihood) {
+    return fmt::format("[{}]", fmt::join(likelihood, ","));
+}
+
+}  // namespace
+
+std::string runDescription(const samplenet::InferenceOptions& options, const samplenet::InferenceResult& result) {
     if (options.algorithm == Algorithm::Lbp)
         return fmt::format("lbp, {} iterations", options.lbpIterations);
     if (options.algorithm == Algorithm::Exact) {
-        const double log10P = *report.result.logProbabilityOfEvidence / std::log(10.0);
+        const double log10P = *result.logProbabilityOfEvidence / std::log(10.0);
         return fmt::format("exact, P(evidence) = {:.6g} (log10 {:.4f})", std::pow(10.0, log10P), log10P);
     }
     std::string text = fmt::format("{}, {} samples", samplenet::algorithmName(options.algorithm), options.samples);
@@ -25,20 +32,18 @@ std::string runDescription(const PosteriorReport& report) {
     return text;
 }
 
-std::string likelihoodText(const std::vector<double>& likelihood) {
-    return fmt::format("[{}]", fmt::join(likelihood, ","));
-}
-
-std::string evidenceText(const PosteriorReport& report) {
+std::string evidenceDescription(const samplenet::Network& network, const samplenet::Evidence& evidence) {
     std::vector<std::string> items;
-    for (const auto& [v, state] : report.evidence.hard) {
-        const auto& variable = report.network.variables[v];
+    for (const auto& [v, state] : evidence.hard) {
+        const auto& variable = network.variables[v];
         items.push_back(variable.name + "=" + variable.states[state]);
     }
-    for (const auto& [v, likelihood] : report.evidence.likelihood)
-        items.push_back(report.network.variables[v].name + "=" + likelihoodText(likelihood));
+    for (const auto& [v, likelihood] : evidence.likelihood)
+        items.push_back(network.variables[v].name + "=" + likelihoodText(likelihood));
     return items.empty() ? "none" : fmt::format("{}", fmt::join(items, ", "));
 }
+
+namespace {
 
 std::string tableReport(const PosteriorReport& report) {
     std::size_t nameWidth = 4;
@@ -48,8 +53,9 @@ std::string tableReport(const PosteriorReport& report) {
         nameWidth = std::max(nameWidth, variable.name.size());
         for (const auto& state : variable.states) stateWidth = std::max(stateWidth, state.size());
     }
-    std::string text = fmt::format("# {}: {}, {:.3f} s\n# evidence: {}\n", report.source, runDescription(report),
-                                   report.result.seconds, evidenceText(report));
+    std::string text = fmt::format("# {}: {}, {:.3f} s\n# evidence: {}\n", report.source,
+                                   runDescription(report.options, report.result), report.result.seconds,
+                                   evidenceDescription(report.network, report.evidence));
     text += fmt::format("{:<{}}  {:<{}}  {}\n", "node", nameWidth, "state", stateWidth, "probability");
     for (int v : report.variables) {
         const auto& variable = report.network.variables[v];
@@ -113,6 +119,7 @@ std::optional<OutputFormat> outputFormatNamed(std::string_view name) {
     if (name == "table") return OutputFormat::Table;
     if (name == "json") return OutputFormat::Json;
     if (name == "csv") return OutputFormat::Csv;
+    if (name == "html") return OutputFormat::Html;
     return std::nullopt;
 }
 
@@ -121,6 +128,7 @@ std::string formatReport(const PosteriorReport& report, OutputFormat format) {
         case OutputFormat::Table: return tableReport(report);
         case OutputFormat::Json: return jsonReport(report);
         case OutputFormat::Csv: return csvReport(report);
+        case OutputFormat::Html: return htmlReport(report);
     }
     return {};
 }

@@ -11,7 +11,7 @@
 
 namespace samplenet_cli {
 
-enum class OutputFormat { Table, Json, Csv };
+enum class OutputFormat { Table, Json, Csv, Html };
 
 std::optional<OutputFormat> outputFormatNamed(std::string_view name);
 
@@ -24,6 +24,11 @@ struct PosteriorReport {
     const samplenet::InferenceResult& result;
     std::vector<int> variables;  // the ones to show, in order
 };
+
+// "epis, 1000 samples, seed 3" and the like: how the posteriors were made.
+std::string runDescription(const samplenet::InferenceOptions& options, const samplenet::InferenceResult& result);
+// "A=yes, B=[0.9,0.2]", or "none".
+std::string evidenceDescription(const samplenet::Network& network, const samplenet::Evidence& evidence);
 
 // The whole report as text, so that nothing is printed when it fails.
 std::string formatReport(const PosteriorReport& report, OutputFormat format);

@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
-# Installs the build tools and libraries samplenet needs (Debian/Ubuntu).
+# Installs the build tools and libraries samplenet needs (Debian/Ubuntu),
+# and Graphviz, which draws its pictures.
+#   scripts/setup.sh --tests   also what only the tests use (a headless browser)
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev libfmt-dev libpugixml-dev zlib1g-dev
+  graphviz
 )
+[[ ${1:-} == --tests ]] && packages+=(chromium)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -4,7 +4,7 @@
 #   scripts/test.sh --sanitize   AddressSanitizer + UndefinedBehaviorSanitizer in build-sanitize/
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh
+scripts/setup.sh --tests
 if [[ ${1:-} == --sanitize ]]; then
   dir=build-sanitize
   flags=(-DSAMPLENET_SANITIZE=ON -DSAMPLENET_BENCHMARKS=OFF -DCMAKE_BUILD_TYPE=Debug)

@@ -18,27 +18,28 @@ std::string shellQuoted(const std::string& text) {
     return quoted + "'";
 }
 
-std::string contents(const std::string& path) {
+}  // namespace
+
+std::string fileContents(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
 }
 
-}  // namespace
-
-Run runSamplenet(const std::vector<std::string>& arguments, const std::string& directory) {
+Run runSamplenet(const std::vector<std::string>& arguments, const std::string& directory,
+                 const std::string& environment) {
     const std::string out = temporaryPath("stdout");
     const std::string err = temporaryPath("stderr");
     std::string command = directory.empty() ? "" : "cd " + shellQuoted(directory) + " && ";
-    command += shellQuoted(SAMPLENET_BINARY);
+    command += environment + " " + shellQuoted(SAMPLENET_BINARY);
     for (const std::string& argument : arguments) command += " " + shellQuoted(argument);
     command += " >" + shellQuoted(out) + " 2>" + shellQuoted(err) + " </dev/null";
     const int status = std::system(command.c_str());
     Run run;
     run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.out = contents(out);
-    run.err = contents(err);
+    run.out = fileContents(out);
+    run.err = fileContents(err);
     std::filesystem::remove(out);
     std::filesystem::remove(err);
     return run;

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "lib/inference/inference.h"
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+
+namespace samplenet_cli {
+
+// What the commands that run inference (infer, plot) take alike.
+struct InferenceArguments {
+    std::string networkPath;  // empty: the built-in example
+    std::vector<std::string> evidence;
+    std::string evidenceFile;
+    std::string algorithm = "epis";
+    samplenet::InferenceOptions options;
+    long seed = 0;  // used only when given
+    double exactMemoryLimitGiB = 4.0;
+    std::vector<std::string> queries;
+};
+
+void addInferenceOptions(CLI::App& command, InferenceArguments& arguments);
+
+// The indices of the nodes named by -q, in order; throws on an unknown name.
+std::vector<int> queriedVariables(const samplenet::Network& network, const std::vector<std::string>& queries);
+
+// A finished run and what it was asked.
+struct InferenceRun {
+    std::string source;  // file name, or a description of the built-in network
+    samplenet::Network network;
+    samplenet::Evidence evidence;
+    samplenet::InferenceOptions options;
+    samplenet::InferenceResult result;  // filled by runInference
+};
+
+// Reads the network and the evidence and settles the options; throws on any
+// failure. The command checks the rest of its arguments, then calls runInference.
+InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& command);
+void runInference(InferenceRun& run);
+
+}  // namespace samplenet_cli

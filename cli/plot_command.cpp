@@ -1,0 +1,49 @@
+#include "cli/plot_command.h"
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "cli/posterior_output.h"
+#include "lib/plot/graphviz_render.h"
+#include "lib/plot/posterior_picture.h"
+
+namespace samplenet_cli {
+
+namespace {
+
+std::string checkPictureFile(const std::string& path) {
+    return samplenet::pictureFormatOfPath(path) ? "" : "\"" + path + "\" should end in .svg, .png or .pdf";
+}
+
+}  // namespace
+
+CLI::App* addPlotCommand(CLI::App& app, PlotArguments& arguments) {
+    CLI::App* command = app.add_subcommand("plot", "Picture of the network with every node's posterior");
+    addInferenceOptions(*command, arguments.inference);
+    command
+        ->add_option("-q,--query", arguments.inference.queries,
+                     "Draw this node, with its parents and children by name; repeatable")
+        ->allow_extra_args(false);
+    command->add_option("-o,--output", arguments.outputPath, "Picture file: .svg, .png or .pdf")
+        ->required()
+        ->check(checkPictureFile);
+    return command;
+}
+
+void runPlot(PlotArguments arguments, const CLI::App& command) {
+    InferenceRun run = prepareInference(arguments.inference, command);
+    const samplenet::PictureSelection nodes =
+        samplenet::selectPictureNodes(run.network, queriedVariables(run.network, arguments.inference.queries));
+    runInference(run);
+    // The file name alone: a long path would widen the picture.
+    const std::string caption = std::filesystem::path(run.source).filename().string() + ": " + runDescription(run.options, run.result) +
+                                "; evidence: " + evidenceDescription(run.network, run.evidence);
+    const samplenet::PosteriorPicture picture{run.network, run.evidence, run.result, nodes, caption};
+    const std::string bytes =
+        samplenet::renderDot(samplenet::posteriorDot(picture), *samplenet::pictureFormatOfPath(arguments.outputPath));
+    std::ofstream out(arguments.outputPath, std::ios::binary);
+    if (!(out << bytes) || !out.flush()) throw std::runtime_error("cannot write \"" + arguments.outputPath + "\"");
+}
+
+}  // namespace samplenet_cli

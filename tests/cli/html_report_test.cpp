@@ -1,0 +1,61 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::dataFile;
+using cli_testing::fileContents;
+using cli_testing::runSamplenet;
+using cli_testing::temporaryPath;
+
+// The page as a headless browser has it after loading and running its script.
+std::string renderedPage(const std::string& page) {
+    const std::string profile = temporaryPath("browser-profile");
+    const std::string dom = temporaryPath("dom.html");
+    const std::string command = std::string(CHROMIUM_BINARY) +
+                                " --headless --no-sandbox --disable-gpu --disable-quic --no-first-run"
+                                " --disable-background-networking --disable-component-update --disable-sync"
+                                " --user-data-dir=" + profile + " --dump-dom file://" + page + " >" + dom +
+                                " 2>/dev/null";
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+    std::filesystem::remove_all(profile);
+    const std::string rendered = fileContents(dom);
+    std::filesystem::remove(dom);
+    return rendered;
+}
+
+TEST(HtmlReport, OpensInABrowserWithThePictureAndARowPerState) {
+    const auto run = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "exact", "--format", "html"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out.find("http"), run.out.find("http://www.w3.org"))
+        << "the page must not load anything from the network";
+
+    const std::string page = temporaryPath("report.html");
+    std::ofstream(page) << run.out;
+    if (std::string(CHROMIUM_BINARY).empty()) GTEST_SKIP() << "no Chromium to open the page with";
+    const std::string rendered = renderedPage(page);
+    std::filesystem::remove(page);
+    EXPECT_NE(rendered.find("data-sortable=\"ready\""), std::string::npos) << "the sorting script did not run";
+    EXPECT_NE(rendered.find("<svg"), std::string::npos);
+    for (const char* row : {"<td>Smoker</td><td>yes</td>", "<td>Smoker</td><td>no</td>", "<td>Cough</td><td>yes</td>",
+                            "<td>Cough</td><td>no</td>", "<td>Lungs</td><td>damaged</td>",
+                            "<td>Lungs</td><td>healthy</td>"})
+        EXPECT_NE(rendered.find(row), std::string::npos) << row;
+    EXPECT_NE(rendered.find("<tr class=\"observed\"><td>Cough</td>"), std::string::npos);
+}
+
+TEST(HtmlReport, LeavesOutAPictureTooLargeToReadButKeepsTheTable) {
+    const auto run = runSamplenet({"infer", std::string(SAMPLENET_TEST_DATA) + "/networks/hepar2.bif.gz", "-a",
+                                   "lbp", "--format", "html"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out.find("<svg"), std::string::npos);
+    EXPECT_NE(run.out.find("The picture is left out"), std::string::npos);
+    EXPECT_NE(run.out.find("<td>Cirrhosis</td>"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::dataFile;
+using cli_testing::fileContents;
+using cli_testing::runSamplenet;
+using cli_testing::temporaryPath;
+
+int count(const std::string& text, const std::string& pattern) {
+    const std::regex expression(pattern);
+    return static_cast<int>(std::distance(std::sregex_iterator(text.begin(), text.end(), expression),
+                                          std::sregex_iterator()));
+}
+
+TEST(PlotCommand, DrawsEveryNodeInTheFormatTheFileNameAsks) {
+    const std::string svg = temporaryPath("smoker.svg");
+    const auto run = runSamplenet({"plot", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "exact", "-o", svg});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const std::string picture = fileContents(svg);
+    for (const char* node : {"<title>Smoker</title>", "<title>Cough</title>", "<title>Lungs</title>"})
+        EXPECT_NE(picture.find(node), std::string::npos) << node;
+    // P(Smoker = yes | Cough = yes) = 24/31.
+    EXPECT_NE(picture.find(">0.774<"), std::string::npos);
+    EXPECT_EQ(count(picture, "class=\"node observed\""), 1);
+    std::filesystem::remove(svg);
+
+    const std::string png = temporaryPath("smoker.png");
+    ASSERT_EQ(runSamplenet({"plot", dataFile("smoker.bif"), "-a", "lbp", "-o", png}).exitCode, 0);
+    EXPECT_EQ(fileContents(png).substr(0, 4), "\x89PNG");
+    std::filesystem::remove(png);
+}
+
+TEST(PlotCommand, RefusesWhatItCannotDrawWithAMessage) {
+    const std::string svg = temporaryPath("refused.svg");
+    struct Case {
+        std::vector<std::string> arguments;
+        std::string environment;
+        std::string message;
+    };
+    const std::vector<Case> cases{
+        {{"plot", dataFile("smoker.bif"), "-o", temporaryPath("smoker.gif")}, "", ".svg, .png or .pdf"},
+        {{"plot", dataFile("smoker.bif"), "-q", "Liver", "-o", svg}, "", "unknown node \"Liver\""},
+        {{"plot", std::string(SAMPLENET_TEST_DATA) + "/networks/hepar2.bif.gz", "-o", svg}, "",
+         "70 nodes, too many for a readable picture"},
+        {{"plot", dataFile("smoker.bif"), "-o", svg}, "PATH=/nonexistent", "Graphviz's dot program"},
+    };
+    for (const Case& refused : cases) {
+        const auto run = runSamplenet(refused.arguments, "", refused.environment);
+        EXPECT_EQ(run.exitCode, 1) << refused.message;
+        EXPECT_NE(run.err.find(refused.message), std::string::npos) << run.err;
+        EXPECT_FALSE(std::filesystem::exists(svg)) << refused.message;
+    }
+}
+
+TEST(PlotCommand, LargeNetworksAreDrawnAroundTheQueriedNodes) {
+    const std::string svg = temporaryPath("hepar2.svg");
+    const auto run = runSamplenet({"plot", std::string(SAMPLENET_TEST_DATA) + "/networks/hepar2.bif.gz", "-q",
+                                   "Cirrhosis", "-n", "2000", "--seed", "1", "-o", svg});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const std::string picture = fileContents(svg);
+    EXPECT_EQ(count(picture, "class=\"node\""), 1);
+    EXPECT_GE(count(picture, "class=\"node context\""), 2);
+    std::filesystem::remove(svg);
+}
+
+}  // namespace
