@@ -25,7 +25,8 @@ th { cursor: pointer; user-select: none; background: #f3f3f3; }
 th[data-order=ascending]::after { content: " \25B2"; }
 th[data-order=descending]::after { content: " \25BC"; }
 td.number { text-align: right; font-variant-numeric: tabular-nums; }
-span.bar { display: inline-block; height: 0.7em; background: #4f81bd; margin-right: 0.5em; }
+span.track { display: inline-block; width: 100px; height: 0.7em; background: #e6e6e6; margin-right: 0.6em; }
+span.bar { display: block; height: 100%; background: #4f81bd; }
 tr.observed td { background: #fde2c4; }
 tr.likelihood td { background: #fff5cc; }
 )";
@@ -79,7 +80,8 @@ std::string tableSection(const PosteriorReport& report) {
             const double p = report.result.posteriors[v][s];
             rows += fmt::format(
                 "<tr class=\"{}\"><td>{}</td><td>{}</td><td class=\"number\" data-value=\"{}\">"
-                "<span class=\"bar\" style=\"width:{:.1f}px\"></span>{:.6f}</td><td>{}</td></tr>\n",
+                "<span class=\"track\"><span class=\"bar\" style=\"width:{:.1f}%\"></span></span>{:.6f}</td>"
+                "<td>{}</td></tr>\n",
                 mark, htmlEscaped(variable.name), htmlEscaped(variable.states[s]), p, 100.0 * p, p, mark);
         }
     }
