@@ -1,0 +1,88 @@
+import numpy as np
+import pandas as pd
+import pytest
+
+import samplenet
+from samplenet.batch import CaseError
+
+CASES = pd.DataFrame({
+    "BP": ["LOW", None, "HIGH", "", "NORMAL", "LOW"],
+    "HRSAT": ["HIGH", "LOW", None, "NORMAL", "HIGH", None],
+    "CVP": [None, "LOW", "NORMAL", None, "[0.2,0.5,0.3]", "HIGH"],
+}, index=[10, 11, 12, 13, 14, 15])
+
+
+def single_runs(network, cases, seed, **kwargs):
+    """What infer() gives for each case on its own, with the case's seed."""
+    rows = []
+    for i, (_, row) in enumerate(cases.iterrows()):
+        hard = {n: v for n, v in row.items() if isinstance(v, str) and v and not v.startswith("[")}
+        soft = {n: [float(x) for x in v[1:-1].split(",")] for n, v in row.items()
+                if isinstance(v, str) and v.startswith("[")}
+        result = network.infer(evidence=hard, likelihood=soft, seed=samplenet._core.case_seed(seed, i), **kwargs)
+        rows.append(np.concatenate([result[n] for n in network.nodes]))
+    return np.array(rows)
+
+
+def test_each_case_equals_its_single_run_whatever_the_number_of_jobs(alarm):
+    kwargs = dict(algorithm="epis", samples=2000)
+    expected = single_runs(alarm, CASES, 99, **kwargs)
+    for jobs in (1, 2, 3):
+        table = alarm.infer_many(CASES, seed=99, jobs=jobs, **kwargs)
+        assert list(table.index) == list(CASES.index)
+        assert table.columns[0] == f"{alarm.nodes[0]}={alarm.states(alarm.nodes[0])[0]}"
+        assert np.array_equal(table.to_numpy(), expected), f"jobs={jobs}"
+
+
+def test_case_seeds_differ_between_cases_and_runs():
+    seeds = {samplenet._core.case_seed(run, i) for run in (1, 2) for i in range(50)}
+    assert len(seeds) > 90
+    assert all(0 <= s < 1 << 15 for s in seeds)
+
+
+def test_exact_batch_gives_probability_of_evidence_and_queried_columns(alarm):
+    table = alarm.infer_many(CASES, algorithm="exact", query=["HYPOVOLEMIA"], jobs=1)
+    assert list(table.columns) == ["HYPOVOLEMIA=TRUE", "HYPOVOLEMIA=FALSE", "log_probability_of_evidence"]
+    first = alarm.infer(evidence={"BP": "LOW", "HRSAT": "HIGH"}, algorithm="exact")
+    assert table.loc[10, "HYPOVOLEMIA=TRUE"] == first["HYPOVOLEMIA"][0]
+    assert table.loc[10, "log_probability_of_evidence"] == first.log_probability_of_evidence
+
+
+def test_bad_rows_are_skipped_with_their_row_number_or_fail_the_run(asia):
+    cases = pd.DataFrame({"asia": ["yes", "perhaps", None, "no"],
+                          "either": ["yes", None, "yes", None],
+                          "tub": [None, None, "no", None],
+                          "lung": [None, None, "no", None]})
+    with pytest.warns(UserWarning) as caught:
+        table = asia.infer_many(cases, algorithm="exact", jobs=2)
+    messages = [str(w.message) for w in caught]
+    assert any("row 2 skipped" in m and 'unknown state "perhaps" of "asia"' in m for m in messages)
+    assert any("row 3 skipped" in m for m in messages)  # impossible evidence
+    assert list(table.index) == [0, 3]
+    assert set(table.attrs["skipped"]) == {2, 3}
+    with pytest.raises(CaseError, match="row 2: unknown state"):
+        asia.infer_many(cases, algorithm="exact", on_error="raise")
+
+
+def test_bad_header_or_arguments_fail_before_any_case(asia):
+    with pytest.raises(samplenet.EvidenceError, match='unknown node "Asia" in the header'):
+        asia.infer_many(pd.DataFrame({"Asia": ["yes"]}))
+    with pytest.raises(ValueError, match="on_error"):
+        asia.infer_many(pd.DataFrame({"asia": ["yes"]}), on_error="ignore")
+    with pytest.raises(KeyError):
+        asia.infer_many(pd.DataFrame({"asia": ["yes"]}), query=["nope"])
+
+
+def test_numeric_state_names_survive_pandas_reading_them_as_floats(tmp_path):
+    network = samplenet.Network.from_tables([("A", ["0", "1"], [], [0.3, 0.7]),
+                                             ("B", ["0", "1"], ["A"], [[0.9, 0.1], [0.2, 0.8]])])
+    cases = pd.DataFrame({"A": [1.0, np.nan]})
+    table = network.infer_many(cases, algorithm="exact", jobs=1)
+    assert table.loc[0, "A=1"] == 1.0 and table.loc[1, "A=1"] == pytest.approx(0.7)
+
+
+def test_parquet_output_keeps_every_bit(asia, tmp_path):
+    pytest.importorskip("pyarrow")
+    table = asia.infer_many(pd.DataFrame({"xray": ["yes", "no"]}), samples=1000, seed=5, jobs=1)
+    table.to_parquet(tmp_path / "out.parquet")
+    assert pd.read_parquet(tmp_path / "out.parquet").equals(table)
