@@ -5,6 +5,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev libfmt-dev libpugixml-dev zlib1g-dev
+  python3-dev python3-venv
 )
 missing=()
 for p in "${packages[@]}"; do
