@@ -2,7 +2,6 @@
 
 #include <iostream>
 
-#include "cli/option_checks.h"
 #include <stdexcept>
 
 #include "cli/example_network.h"
@@ -27,23 +26,10 @@ samplenet::Evidence readEvidence(const samplenet::Network& network, const InferA
     return evidence;
 }
 
-std::vector<int> shownVariables(const samplenet::Network& network, const std::vector<std::string>& queries) {
-    std::vector<int> variables;
-    for (const std::string& name : queries) {
-        const auto v = network.indexOf(name);
-        if (!v) throw std::invalid_argument("unknown node \"" + name + "\" in --query");
-        variables.push_back(*v);
-    }
-    if (queries.empty())
-        for (int v = 0; v < network.size(); ++v) variables.push_back(v);
-    return variables;
-}
-
 }  // namespace
 
 CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
     CLI::App* command = app.add_subcommand("infer", "Posterior probabilities of the nodes given evidence");
-    auto& options = arguments.options;
     command->add_option("network", arguments.networkPath,
                         "Network file (.bif, .xmlbif/.xml, .net, .uai, optionally .gz); "
                         "without one, a built-in example network");
@@ -54,26 +40,7 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
     command->add_option("--evidence-file", arguments.evidenceFile,
                         "File of evidence, one NODE=STATE or NODE=[...] per line, # comments; "
                         "or a UAI .evid file");
-    command->add_option("-a,--algorithm", arguments.algorithm, "epis, ais, lbp or exact")
-        ->check(checkAlgorithmName)
-        ->capture_default_str();
-    command->add_option("-n,--samples", options.samples, "Samples drawn by epis and ais")
-        ->check(wholeNumberAtLeast(1))
-        ->capture_default_str();
-    command->add_option("--propagation-length", options.epis.propagationLength,
-                        "Rounds of evidence propagation that shape epis's importance tables "
-                        "(capped by the network's depth)")
-        ->check(wholeNumberAtLeast(0))
-        ->capture_default_str();
-    command->add_option("--memory-limit", arguments.exactMemoryLimitGiB,
-                        "GiB of clique tables above which exact refuses a network")
-        ->check(numberAbove(0.0))
-        ->capture_default_str();
-    command->add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
-        ->check(wholeNumberAtLeast(1))
-        ->capture_default_str();
-    command->add_option("--seed", arguments.seed,
-                        "Fixed seed for repeatable sampling; only its low 15 bits are used");
+    addRunOptions(*command, arguments.run);
     command->add_option("-q,--query", arguments.queries, "Show only this node; repeatable")->allow_extra_args(false);
     command->add_option("--format", arguments.format, "table, json or csv")
         ->check(checkFormat)
@@ -82,17 +49,14 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
 }
 
 void runInfer(InferArguments arguments, const CLI::App& command) {
-    auto& options = arguments.options;
-    if (command.count("--seed") > 0) options.seed = arguments.seed;
-    options.exactMemoryLimitBytes = static_cast<std::size_t>(arguments.exactMemoryLimitGiB * (1 << 30));
-    options.algorithm = *samplenet::algorithmNamed(arguments.algorithm);
+    samplenet::InferenceOptions options = inferenceOptions(arguments.run, command);
     options.progress = samplenet::terminalProgressBar();
 
     const bool builtIn = arguments.networkPath.empty();
     const samplenet::Network network =
         builtIn ? readExampleNetwork() : samplenet::readNetwork(arguments.networkPath);
     const samplenet::Evidence evidence = readEvidence(network, arguments);
-    const std::vector<int> shown = shownVariables(network, arguments.queries);
+    const std::vector<int> shown = queriedVariables(network, arguments.queries);
     const samplenet::InferenceResult result = samplenet::infer(network, evidence, options);
 
     const PosteriorReport report{builtIn ? kExampleNetworkDescription : arguments.networkPath,

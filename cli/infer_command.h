@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "lib/inference/inference.h"
+#include "cli/run_options.h"
 
 namespace samplenet_cli {
 
@@ -12,10 +12,7 @@ struct InferArguments {
     std::string networkPath;  // empty: the built-in example
     std::vector<std::string> evidence;
     std::string evidenceFile;
-    std::string algorithm = "epis";
-    samplenet::InferenceOptions options;
-    long seed = 0;  // used only when given
-    double exactMemoryLimitGiB = 4.0;
+    RunOptions run;
     std::vector<std::string> queries;
     std::string format = "table";
 };

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "cli/batch_command.h"
 #include "cli/bench_command.h"
 #include "cli/convert_command.h"
 #include "cli/info_command.h"
@@ -38,7 +39,9 @@ int main(int argc, char** argv) {
     CLI::App* convert = samplenet_cli::addConvertCommand(app, convertArguments);
     samplenet_cli::BenchArguments benchArguments;
     CLI::App* bench = samplenet_cli::addBenchCommand(app, benchArguments);
-    for (CLI::App* command : {infer, info, convert, bench}) command->footer(kExitCodes);
+    samplenet_cli::BatchArguments batchArguments;
+    CLI::App* batch = samplenet_cli::addBatchCommand(app, batchArguments);
+    for (CLI::App* command : {infer, info, convert, bench, batch}) command->footer(kExitCodes);
 
     try {
         app.parse(argc, argv);
@@ -52,6 +55,7 @@ int main(int argc, char** argv) {
         if (info->parsed()) samplenet_cli::runInfo(infoPath);
         if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
+        if (batch->parsed()) samplenet_cli::runBatch(batchArguments, *batch);
     } catch (const samplenet::InferenceError& error) {
         return fail(error.what(), kInferenceFailed);
     } catch (const std::exception& error) {

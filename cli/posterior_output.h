@@ -25,6 +25,10 @@ struct PosteriorReport {
     std::vector<int> variables;  // the ones to show, in order
 };
 
+// A CSV field (RFC 4180): quoted when it holds separators, quotes or line
+// breaks.
+std::string csvField(const std::string& field);
+
 // The whole report as text, so that nothing is printed when it fails.
 std::string formatReport(const PosteriorReport& report, OutputFormat format);
 

@@ -45,9 +45,11 @@ CaseOutcome runCase(const Network& network, const std::vector<int>& columns, con
                     InferenceOptions options, long runSeed, std::size_t caseIndex) {
     options.seed = caseSeed(runSeed, caseIndex);
     try {
-        return {infer(network, caseEvidence(network, columns, cells), options), ""};
+        return {infer(network, caseEvidence(network, columns, cells), options), "", false};
+    } catch (const InferenceError& error) {
+        return {std::nullopt, error.what(), true};
     } catch (const std::exception& error) {
-        return {std::nullopt, error.what()};
+        return {std::nullopt, error.what(), false};
     }
 }
 

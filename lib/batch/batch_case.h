@@ -33,6 +33,7 @@ long caseSeed(long runSeed, std::size_t caseIndex);
 struct CaseOutcome {
     std::optional<InferenceResult> result;
     std::string error;
+    bool inferenceFailed = false;  // the evidence was fine, the run was not
 };
 
 // Runs case `caseIndex` with `options` and the case's own seed. Bad cells,

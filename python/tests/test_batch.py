@@ -1,8 +1,12 @@
+import subprocess
+from io import StringIO
+
 import numpy as np
 import pandas as pd
 import pytest
 
 import samplenet
+from conftest import NETWORKS
 from samplenet.batch import CaseError
 
 CASES = pd.DataFrame({
@@ -86,3 +90,16 @@ def test_parquet_output_keeps_every_bit(asia, tmp_path):
     table = asia.infer_many(pd.DataFrame({"xray": ["yes", "no"]}), samples=1000, seed=5, jobs=1)
     table.to_parquet(tmp_path / "out.parquet")
     assert pd.read_parquet(tmp_path / "out.parquet").equals(table)
+
+
+def test_infer_many_equals_the_command_line_batch_bit_for_bit(alarm, cli, tmp_path):
+    cases_path = tmp_path / "cases.csv"
+    CASES.to_csv(cases_path, index=False)
+    printed = subprocess.run([cli, "batch", str(NETWORKS / "alarm.bif.gz"), str(cases_path), "-n", "2000",
+                              "--seed", "31", "-j", "2"], check=True, capture_output=True, text=True).stdout
+    theirs = pd.read_csv(StringIO(printed), float_precision="round_trip").set_index("row")
+    cases = pd.read_csv(cases_path, dtype=str)
+    ours = alarm.infer_many(cases, samples=2000, seed=31, jobs=2)
+    assert list(theirs.index) == [i + 1 for i in ours.index]
+    assert list(theirs.columns) == list(ours.columns)
+    assert np.array_equal(theirs.to_numpy(), ours.to_numpy())
