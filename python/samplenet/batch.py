@@ -117,7 +117,11 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=100_000, 
         values, errors = run_chunk(network._core, columns, rows, queried, option_values, run_seed, 0)
     else:
         # Processes, not threads: the samplers' random state is process-wide.
+        # forkserver, not fork: forking a process that runs threads (a
+        # notebook, a Dask worker) can deadlock. Its server imports samplenet
+        # once, so that workers start without importing numpy and pandas again.
         context = multiprocessing.get_context("forkserver")
+        context.set_forkserver_preload(["samplenet"])
         with ProcessPoolExecutor(jobs, mp_context=context, initializer=_init_worker, initargs=(network,)) as pool:
             futures = [pool.submit(_run_in_worker, columns, rows[a:b], queried, option_values, run_seed, a)
                        for a, b in chunks(len(rows), jobs)]
