@@ -65,6 +65,8 @@ def main():
     parser.add_argument("--no-dask", action="store_true")
     arguments = parser.parse_args()
     cores = os.cpu_count()
+    # Other work on the machine takes cores away from the parallel runs.
+    print("load average at start: {:.1f} {:.1f} {:.1f}".format(*os.getloadavg()))
     rows = []
     cluster = client = None
     if not arguments.no_dask:
@@ -106,6 +108,7 @@ def main():
     if client is not None:
         client.close()
         cluster.close()
+    print("load average at end: {:.1f} {:.1f} {:.1f}".format(*os.getloadavg()))
     print("\n| network | algorithm | runner | processes | cases | cases/s |")
     print("|---|---|---|---:|---:|---:|")
     for name, algorithm, runner, jobs, count, done, seconds, rate in rows:

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <random>
@@ -47,7 +48,8 @@ std::string checkOnError(const std::string& value) {
 
 CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments) {
     CLI::App* command = app.add_subcommand("batch", "Posteriors for every row of a CSV file of evidence cases");
-    command->add_option("network", arguments.networkPath, "Network file (.bif, .xmlbif/.xml, .net, .uai, optionally .gz)")
+    command
+        ->add_option("network", arguments.networkPath, "Network file (.bif, .xmlbif/.xml, .net, .uai, optionally .gz)")
         ->required();
     command->add_option("cases", arguments.casesPath,
                         "CSV file: a header of node names, one case per row; an empty cell is unobserved, "
@@ -79,7 +81,8 @@ void runBatch(BatchArguments arguments, const CLI::App& command) {
         throw samplenet::EvidenceError(arguments.casesPath + ":1: " + error.what());
     }
     const bool exact = options.algorithm == samplenet::Algorithm::Exact;
-    const int jobs = arguments.jobs > 0 ? arguments.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    const int jobs =
+        arguments.jobs > 0 ? arguments.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
 
     const std::vector<std::string> results = runInProcesses(cases.rows.size(), jobs, [&](std::size_t i) {
         return encodedCase(samplenet::runCase(network, columns, cases.rows[i], options, runSeed, i), i + 1, queried,

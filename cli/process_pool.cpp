@@ -30,7 +30,8 @@ std::string readResult(std::FILE* in) {
     std::size_t length = 0;
     if (std::fread(&length, sizeof length, 1, in) != 1) throw std::runtime_error("a worker process left no result");
     std::string result(length, '\0');
-    if (std::fread(result.data(), 1, length, in) != length) throw std::runtime_error("a worker process left a cut result");
+    if (std::fread(result.data(), 1, length, in) != length)
+        throw std::runtime_error("a worker process left a cut result");
     return result;
 }
 

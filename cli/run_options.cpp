@@ -19,7 +19,9 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
                        "(capped by the network's depth)")
         ->check(wholeNumberAtLeast(0))
         ->capture_default_str();
-    command.add_option("--memory-limit", run.exactMemoryLimitGiB, "GiB of clique tables above which exact refuses a network")
+    command
+        .add_option("--memory-limit", run.exactMemoryLimitGiB,
+                    "GiB of clique tables above which exact refuses a network")
         ->check(numberAbove(0.0))
         ->capture_default_str();
     command.add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")

@@ -4,8 +4,8 @@
 #include <nanobind/stl/tuple.h>
 #include <nanobind/stl/vector.h>
 
+#include <cmath>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -50,10 +50,14 @@ CaseRows runCases(const samplenet::Network& network, const std::vector<std::stri
     std::vector<std::vector<double>> values;
     std::vector<std::string> errors;
     for (std::size_t r = 0; r < rows.size(); ++r) {
-        const samplenet::CaseOutcome outcome = samplenet::runCase(network, columns, rows[r], options, runSeed, first + r);
+        const samplenet::CaseOutcome outcome =
+            samplenet::runCase(network, columns, rows[r], options, runSeed, first + r);
         std::vector<double> row;
         if (outcome.result) {
-            for (int v : queried) row.insert(row.end(), outcome.result->posteriors[v].begin(), outcome.result->posteriors[v].end());
+            for (int v : queried) {
+                const std::vector<double>& posterior = outcome.result->posteriors[v];
+                row.insert(row.end(), posterior.begin(), posterior.end());
+            }
             row.push_back(outcome.result->logProbabilityOfEvidence.value_or(std::nan("")));
         }
         values.push_back(std::move(row));
@@ -68,10 +72,12 @@ void bindInference(nb::module_& module) {
     nb::class_<InferenceOptions>(module, "Options")
         .def(nb::init<>())
         .def_prop_rw(
-            "algorithm", [](const InferenceOptions& options) { return std::string(samplenet::algorithmName(options.algorithm)); },
+            "algorithm",
+            [](const InferenceOptions& options) { return std::string(samplenet::algorithmName(options.algorithm)); },
             [](InferenceOptions& options, const std::string& name) {
                 const auto algorithm = samplenet::algorithmNamed(name);
-                if (!algorithm) throw nb::value_error(("unknown algorithm \"" + name + "\"; use epis, ais, lbp or exact").c_str());
+                if (!algorithm)
+                    throw nb::value_error(("unknown algorithm \"" + name + "\"; use epis, ais, lbp or exact").c_str());
                 options.algorithm = *algorithm;
             })
         .def_rw("samples", &InferenceOptions::samples)
