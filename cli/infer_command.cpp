@@ -12,13 +12,6 @@ std::string checkFormat(const std::string& name) {
     return outputFormatNamed(name) ? "" : "unknown format \"" + name + "\"; use table, json, csv or html";
 }
 
-std::vector<int> shownVariables(const samplenet::Network& network, const std::vector<std::string>& queries) {
-    std::vector<int> variables = queriedVariables(network, queries);
-    if (queries.empty())
-        for (int v = 0; v < network.size(); ++v) variables.push_back(v);
-    return variables;
-}
-
 }  // namespace
 
 CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
@@ -36,7 +29,7 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
 
 void runInfer(InferArguments arguments, const CLI::App& command) {
     InferenceRun run = prepareInference(arguments.inference, command);
-    const std::vector<int> shown = shownVariables(run.network, arguments.inference.queries);
+    const std::vector<int> shown = queriedVariables(run.network, arguments.inference.queries);
     runInference(run);
     const PosteriorReport report{run.source, run.network, run.evidence, run.options, run.result, shown};
     std::cout << formatReport(report, *outputFormatNamed(arguments.format));

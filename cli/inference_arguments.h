@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/run_options.h"
 #include "lib/inference/inference.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
@@ -15,17 +16,12 @@ struct InferenceArguments {
     std::string networkPath;  // empty: the built-in example
     std::vector<std::string> evidence;
     std::string evidenceFile;
-    std::string algorithm = "epis";
-    samplenet::InferenceOptions options;
-    long seed = 0;  // used only when given
-    double exactMemoryLimitGiB = 4.0;
+    RunOptions run;
     std::vector<std::string> queries;
 };
 
+// The network, the evidence and the run options; each command adds its -q.
 void addInferenceOptions(CLI::App& command, InferenceArguments& arguments);
-
-// The indices of the nodes named by -q, in order; throws on an unknown name.
-std::vector<int> queriedVariables(const samplenet::Network& network, const std::vector<std::string>& queries);
 
 // A finished run and what it was asked.
 struct InferenceRun {

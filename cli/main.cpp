@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "cli/batch_command.h"
 #include "cli/bench_command.h"
 #include "cli/convert_command.h"
 #include "cli/info_command.h"
@@ -41,7 +42,9 @@ int main(int argc, char** argv) {
     CLI::App* bench = samplenet_cli::addBenchCommand(app, benchArguments);
     samplenet_cli::PlotArguments plotArguments;
     CLI::App* plot = samplenet_cli::addPlotCommand(app, plotArguments);
-    for (CLI::App* command : {infer, info, convert, bench, plot}) command->footer(kExitCodes);
+    samplenet_cli::BatchArguments batchArguments;
+    CLI::App* batch = samplenet_cli::addBatchCommand(app, batchArguments);
+    for (CLI::App* command : {infer, info, convert, bench, plot, batch}) command->footer(kExitCodes);
 
     try {
         app.parse(argc, argv);
@@ -56,6 +59,7 @@ int main(int argc, char** argv) {
         if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
         if (plot->parsed()) samplenet_cli::runPlot(plotArguments, *plot);
+        if (batch->parsed()) samplenet_cli::runBatch(batchArguments, *batch);
     } catch (const samplenet::InferenceError& error) {
         return fail(error.what(), kInferenceFailed);
     } catch (const std::exception& error) {

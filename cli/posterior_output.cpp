@@ -94,14 +94,6 @@ std::string jsonReport(const PosteriorReport& report) {
     return json.dump(2) + "\n";
 }
 
-// RFC 4180: fields with separators, quotes or line breaks are quoted.
-std::string csvField(const std::string& field) {
-    if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
-    std::string quoted = "\"";
-    for (char c : field) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    return quoted + "\"";
-}
-
 std::string csvReport(const PosteriorReport& report) {
     std::string text = "node,state,probability\n";
     for (int v : report.variables) {
@@ -114,6 +106,13 @@ std::string csvReport(const PosteriorReport& report) {
 }
 
 }  // namespace
+
+std::string csvField(const std::string& field) {
+    if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
+    std::string quoted = "\"";
+    for (char c : field) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return quoted + "\"";
+}
 
 std::optional<OutputFormat> outputFormatNamed(std::string_view name) {
     if (name == "table") return OutputFormat::Table;

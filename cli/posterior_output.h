@@ -29,6 +29,9 @@ struct PosteriorReport {
 std::string runDescription(const samplenet::InferenceOptions& options, const samplenet::InferenceResult& result);
 // "A=yes, B=[0.9,0.2]", or "none".
 std::string evidenceDescription(const samplenet::Network& network, const samplenet::Evidence& evidence);
+// A CSV field (RFC 4180): quoted when it holds separators, quotes or line
+// breaks.
+std::string csvField(const std::string& field);
 
 // The whole report as text, so that nothing is printed when it fails.
 std::string formatReport(const PosteriorReport& report, OutputFormat format);

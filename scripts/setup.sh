@@ -6,8 +6,9 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev nlohmann-json3-dev libfmt-dev libpugixml-dev zlib1g-dev
+  libcli11-dev nlohmann-json3-dev libfmt-dev libpugixml-dev zlib1g-dev libcsv-dev
   graphviz
+  python3-dev python3-venv
 )
 [[ ${1:-} == --tests ]] && packages+=(chromium)
 missing=()

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds everything and runs the whole test suite.
-#   scripts/test.sh              normal build in build/
+#   scripts/test.sh              normal build in build/, then the Python package
 #   scripts/test.sh --sanitize   AddressSanitizer + UndefinedBehaviorSanitizer in build-sanitize/
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -17,3 +17,4 @@ fi
 cmake -S . -B "$dir" -G Ninja "${flags[@]}"
 cmake --build "$dir" -j "$(nproc)"
 ctest --test-dir "$dir" --output-on-failure -j "$(nproc)"
+[[ ${1:-} == --sanitize ]] || scripts/test_python.sh

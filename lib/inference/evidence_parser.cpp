@@ -46,11 +46,35 @@ std::vector<double> parseLikelihood(const Variable& variable, std::string_view l
         if (comma == std::string_view::npos) break;
         rest.remove_prefix(comma + 1);
     }
-    checkLikelihood(variable, likelihood);
     return likelihood;
 }
 
+int variableForEvidence(const Network& network, std::string_view name, const Evidence& evidence) {
+    const auto v = network.indexOf(std::string(name));
+    if (!v) throw EvidenceError("unknown node " + quoted(name));
+    if (evidence.hard.count(*v) || evidence.likelihood.count(*v))
+        throw EvidenceError("evidence on " + quoted(name) + " is given twice");
+    return *v;
+}
+
 }  // namespace
+
+void addHardEvidence(const Network& network, std::string_view name, std::string_view state, Evidence& evidence) {
+    const int v = variableForEvidence(network, name, evidence);
+    const Variable& variable = network.variables[v];
+    const auto index = variable.stateIndex(std::string(state));
+    if (!index)
+        throw EvidenceError("unknown state " + quoted(state) + " of " + quoted(name) +
+                            "; valid states: " + listOfStates(variable));
+    evidence.hard.emplace(v, *index);
+}
+
+void addLikelihoodEvidence(const Network& network, std::string_view name, std::vector<double> likelihood,
+                           Evidence& evidence) {
+    const int v = variableForEvidence(network, name, evidence);
+    checkLikelihood(network.variables[v], likelihood);
+    evidence.likelihood.emplace(v, std::move(likelihood));
+}
 
 void addEvidenceAssignment(const Network& network, std::string_view text, Evidence& evidence) {
     const auto equals = text.find('=');
@@ -58,22 +82,11 @@ void addEvidenceAssignment(const Network& network, std::string_view text, Eviden
         throw EvidenceError("evidence " + quoted(trimmed(text)) + " is not of the form NODE=STATE or NODE=[l1,l2,...]");
     const std::string_view name = trimmed(text.substr(0, equals));
     const std::string_view value = trimmed(text.substr(equals + 1));
-    const auto v = network.indexOf(std::string(name));
-    if (!v) throw EvidenceError("unknown node " + quoted(name));
-    const Variable& variable = network.variables[*v];
-    if (evidence.hard.count(*v) || evidence.likelihood.count(*v))
-        throw EvidenceError("evidence on " + quoted(name) + " is given twice");
+    if (value.empty() || value.front() != '[') return addHardEvidence(network, name, value, evidence);
 
-    if (!value.empty() && value.front() == '[') {
-        if (value.back() != ']') throw EvidenceError("likelihood of " + quoted(name) + " lacks its closing ']'");
-        evidence.likelihood.emplace(*v, parseLikelihood(variable, value));
-        return;
-    }
-    const auto state = variable.stateIndex(std::string(value));
-    if (!state)
-        throw EvidenceError("unknown state " + quoted(value) + " of " + quoted(name) +
-                            "; valid states: " + listOfStates(variable));
-    evidence.hard.emplace(*v, *state);
+    const int v = variableForEvidence(network, name, evidence);
+    if (value.back() != ']') throw EvidenceError("likelihood of " + quoted(name) + " lacks its closing ']'");
+    addLikelihoodEvidence(network, name, parseLikelihood(network.variables[v], value), evidence);
 }
 
 Evidence readEvidenceFile(const Network& network, const std::string& path) {

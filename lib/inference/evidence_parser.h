@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
@@ -13,6 +14,12 @@ namespace samplenet {
 // the unknown variable, or the unknown state with the valid ones, or the
 // malformed part, and when the variable already has evidence.
 void addEvidenceAssignment(const Network& network, std::string_view text, Evidence& evidence);
+
+// The same two kinds of observation, already split: a state by name, or one
+// likelihood per state; with the same checks and messages.
+void addHardEvidence(const Network& network, std::string_view name, std::string_view state, Evidence& evidence);
+void addLikelihoodEvidence(const Network& network, std::string_view name, std::vector<double> likelihood,
+                           Evidence& evidence);
 
 // Evidence files hold one assignment per line; '#' starts a comment. Errors
 // are prefixed with "file:line: ". Files ending in .evid are read as UAI

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "lib/inference/inference.h"
+
+namespace samplenet_cli {
+
+// The options that choose and tune an inference run, shared by the commands
+// that run inference.
+struct RunOptions {
+    std::string algorithm = "epis";
+    samplenet::InferenceOptions options;
+    long seed = 0;  // used only when given
+    double exactMemoryLimitGiB = 4.0;
+};
+
+void addRunOptions(CLI::App& command, RunOptions& run);
+
+// The library's options from what was parsed; the seed only when given.
+samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::App& command);
+
+// The variables named by -q/--query, in order; all of them when none is named.
+std::vector<int> queriedVariables(const samplenet::Network& network, const std::vector<std::string>& queries);
+
+}  // namespace samplenet_cli

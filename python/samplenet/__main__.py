@@ -1,0 +1,71 @@
+"""python -m samplenet batch NET CASES.csv [--format csv|parquet] [-o OUT]
+
+The command line's batch, with Parquet output (through pandas and pyarrow)."""
+
+from __future__ import annotations
+
+import argparse
+import sys
+import warnings
+
+import pandas as pd
+
+import samplenet
+
+
+def read_cases(path) -> pd.DataFrame:
+    # Only an empty cell is unobserved: states named "NA" or "None" stay states.
+    return pd.read_csv(path, dtype=str, keep_default_na=False, na_values=[""])
+
+
+def batch(arguments) -> int:
+    network = samplenet.load(arguments.network)
+    table = network.infer_many(
+        read_cases(arguments.cases), algorithm=arguments.algorithm, samples=arguments.samples,
+        iterations=arguments.iterations, propagation_length=arguments.propagation_length, seed=arguments.seed,
+        query=arguments.query, jobs=arguments.jobs, on_error="raise" if arguments.on_error == "fail" else "skip")
+    table.index = table.index + 1
+    table.index.name = "row"
+    if arguments.format == "parquet":
+        table.to_parquet(arguments.output)
+    else:
+        table.to_csv(arguments.output or sys.stdout)
+    return 0
+
+
+def parser() -> argparse.ArgumentParser:
+    top = argparse.ArgumentParser(prog="python -m samplenet")
+    commands = top.add_subparsers(dest="command", required=True)
+    command = commands.add_parser("batch", help="posteriors for every row of a CSV file of evidence cases")
+    command.add_argument("network")
+    command.add_argument("cases", help="CSV: a header of node names, one case per row, empty cells unobserved")
+    command.add_argument("-a", "--algorithm", default="epis", choices=["epis", "ais", "lbp", "exact"])
+    command.add_argument("-n", "--samples", type=int, default=100_000)
+    command.add_argument("--iterations", type=int, default=50)
+    command.add_argument("--propagation-length", type=int, default=4)
+    command.add_argument("--seed", type=int)
+    command.add_argument("-q", "--query", action="append")
+    command.add_argument("-j", "--jobs", type=int)
+    command.add_argument("--on-error", choices=["skip", "fail"], default="skip")
+    command.add_argument("--format", choices=["csv", "parquet"], default="csv")
+    command.add_argument("-o", "--output")
+    return top
+
+
+def main(argv=None) -> int:
+    arguments = parser().parse_args(argv)
+    if arguments.format == "parquet" and not arguments.output:
+        parser().error("--format parquet needs -o FILE")
+    warnings.formatwarning = lambda message, *_: f"samplenet: warning: {message}\n"
+    try:
+        return batch(arguments)
+    except samplenet.InferenceError as error:
+        print(f"samplenet: error: {error}", file=sys.stderr)
+        return 2
+    except (ValueError, KeyError, OSError) as error:
+        print(f"samplenet: error: {error}", file=sys.stderr)
+        return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,132 @@
+"""Inference over a table of evidence cases, on several processes.
+
+Each row is one case; columns are node names and an empty cell (NaN, None or
+"") leaves its node unobserved. Case i runs with a seed derived from the run's
+seed and i, so its result does not depend on how many processes run."""
+
+from __future__ import annotations
+
+import math
+import multiprocessing
+import os
+import secrets
+import warnings
+from concurrent.futures import ProcessPoolExecutor
+
+import numpy as np
+import pandas as pd
+
+from samplenet import _core
+from samplenet.options import make_options
+
+
+class CaseError(ValueError):
+    """A case that gave no posteriors, with its row number."""
+
+
+def cell_text(value) -> str:
+    """A cell as the evidence text of the command line's case files."""
+    if value is None or (isinstance(value, float) and math.isnan(value)) or value is pd.NA:
+        return ""
+    if isinstance(value, (float, np.floating)) and float(value).is_integer():
+        return str(int(value))  # a numeric state column read with NaN in it
+    if isinstance(value, (list, tuple, np.ndarray)):
+        return "[" + ",".join(repr(float(x)) for x in value) + "]"
+    return str(value)
+
+
+def case_rows(cases: pd.DataFrame) -> list[list[str]]:
+    return [[cell_text(v) for v in row] for row in cases.itertuples(index=False, name=None)]
+
+
+def output_columns(network, query) -> tuple[list[int], list[str]]:
+    """Indices of the queried nodes (all by default) and the NODE=STATE names
+    of their columns."""
+    nodes = list(query) if query is not None else network.nodes
+    indices = [network.index(n) for n in nodes]
+    return indices, [f"{n}={s}" for n in nodes for s in network.states(n)]
+
+
+def run_chunk(core, columns, rows, queried, option_values, run_seed, first):
+    """Cases first, first+1, ...: a row of values per case ([] when it failed)
+    and its error. option_values: make_options' arguments, which pickle."""
+    return _core.run_cases(core, columns, rows, queried, make_options(**option_values), run_seed, first)
+
+
+_worker_network = None
+
+
+def _init_worker(network):
+    global _worker_network
+    _worker_network = network
+
+
+def _run_in_worker(*arguments):
+    return run_chunk(_worker_network._core, *arguments)
+
+
+def chunks(count: int, jobs: int):
+    """(first, end) ranges: a few per process, so that slow cases even out."""
+    size = max(1, math.ceil(count / (jobs * 4)))
+    return [(first, min(first + size, count)) for first in range(0, count, size)]
+
+
+def collect(index, values, errors, names, on_error, exact, first=0):
+    """The output table from the values and errors of cases first, first+1, ...
+    in order; rows are numbered from 1 over the whole table."""
+    kept, failures = [], {}
+    for position, error in enumerate(errors):
+        if error:
+            failures[first + position + 1] = error
+        else:
+            kept.append(position)
+    if failures and on_error == "raise":
+        row, error = next(iter(failures.items()))
+        raise CaseError(f"row {row}: {error}")
+    for row, error in failures.items():
+        warnings.warn(f"row {row} skipped: {error}", stacklevel=3)
+    table = np.array([values[p] for p in kept], dtype=float).reshape(len(kept), len(names) + 1)
+    frame = pd.DataFrame(table[:, :-1], index=index[kept], columns=names)
+    if exact:
+        frame["log_probability_of_evidence"] = table[:, -1]
+    frame.attrs["skipped"] = failures
+    return frame
+
+
+def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=100_000, iterations=50,
+               propagation_length=4, seed=None, memory_limit_gib=4.0, query=None, jobs=None,
+               on_error="skip") -> pd.DataFrame:
+    """One output row per case (the input's index) and one column per
+    NODE=STATE of the queried nodes; exact inference adds the natural log of
+    P(evidence). A case that fails is skipped with a warning naming its row
+    (1-based), or raises CaseError with on_error="raise". jobs: processes,
+    all cores by default."""
+    if on_error not in ("skip", "raise"):
+        raise ValueError(f'on_error must be "skip" or "raise", got {on_error!r}')
+    option_values = dict(algorithm=algorithm, samples=samples, iterations=iterations,
+                         propagation_length=propagation_length, memory_limit_gib=memory_limit_gib)
+    make_options(**option_values)  # refuses bad options here
+    run_seed = secrets.randbelow(1 << 31) if seed is None else int(seed)
+    columns = [str(c) for c in cases.columns]
+    rows = case_rows(cases)
+    queried, names = output_columns(network, query)
+    jobs = jobs or os.cpu_count() or 1
+    run_chunk(network._core, columns, [], queried, option_values, run_seed, 0)  # refuses a bad header here
+    values, errors = [], []
+    if jobs == 1 or len(rows) <= 1:
+        values, errors = run_chunk(network._core, columns, rows, queried, option_values, run_seed, 0)
+    else:
+        # Processes, not threads: the samplers' random state is process-wide.
+        # forkserver, not fork: forking a process that runs threads (a
+        # notebook, a Dask worker) can deadlock. Its server imports samplenet
+        # once, so that workers start without importing numpy and pandas again.
+        context = multiprocessing.get_context("forkserver")
+        context.set_forkserver_preload(["samplenet"])
+        with ProcessPoolExecutor(jobs, mp_context=context, initializer=_init_worker, initargs=(network,)) as pool:
+            futures = [pool.submit(_run_in_worker, columns, rows[a:b], queried, option_values, run_seed, a)
+                       for a, b in chunks(len(rows), jobs)]
+            for future in futures:
+                chunk_values, chunk_errors = future.result()
+                values += chunk_values
+                errors += chunk_errors
+    return collect(cases.index, values, errors, names, on_error, algorithm == "exact")

@@ -1,0 +1,62 @@
+"""Batch inference on a Dask cluster: partitions go to the workers, and each
+worker process loads the network once.
+
+    from distributed import Client
+    client = Client("tcp://scheduler:8786")
+    table = samplenet.dask.infer_many("alarm.bif.gz", cases, seed=1).compute()
+
+Case i (counted over the whole table) runs with the same seed as in
+Network.infer_many, so the results equal a single process's row for row."""
+
+from __future__ import annotations
+
+import functools
+import secrets
+
+import numpy as np
+import pandas as pd
+
+from samplenet.batch import case_rows, collect, output_columns, run_chunk
+from samplenet.network import load
+from samplenet.options import make_options
+
+
+@functools.lru_cache(maxsize=8)
+def _network(path):
+    return load(path)
+
+
+def _run_partition(part, path, offsets, query, option_values, run_seed, on_error, partition_info=None):
+    network = _network(path)
+    queried, names = output_columns(network, query)
+    first = offsets[partition_info["number"]] if partition_info else 0
+    values, errors = run_chunk(network._core, [str(c) for c in part.columns], case_rows(part), queried,
+                               option_values, run_seed, first)
+    return collect(part.index, values, errors, names, on_error, option_values["algorithm"] == "exact", first)
+
+
+def infer_many(network_path, cases, algorithm="epis", samples=100_000, iterations=50, propagation_length=4,
+               seed=None, memory_limit_gib=4.0, query=None, on_error="skip"):
+    """A lazy Dask DataFrame of posteriors, one row per case of the Dask
+    DataFrame `cases` and one column per NODE=STATE, as Network.infer_many
+    gives. The network file must be readable at the same path on every
+    worker. Skipped cases are logged as warnings on the workers."""
+    if on_error not in ("skip", "raise"):
+        raise ValueError(f'on_error must be "skip" or "raise", got {on_error!r}')
+    path = str(network_path)
+    option_values = dict(algorithm=algorithm, samples=samples, iterations=iterations,
+                         propagation_length=propagation_length, memory_limit_gib=memory_limit_gib)
+    make_options(**option_values)
+    run_seed = secrets.randbelow(1 << 31) if seed is None else int(seed)
+    network = load(path)  # here too, so that a bad file or query fails at once
+    queried, names = output_columns(network, query)
+    run_chunk(network._core, [str(c) for c in cases.columns], [], queried, option_values, run_seed, 0)
+    # Where each partition starts, so that a case's seed and row number do not
+    # depend on how the table is split.
+    lengths = cases.map_partitions(len).compute()
+    offsets = [0, *np.cumsum(lengths)[:-1].tolist()]
+    meta = pd.DataFrame({name: pd.Series(dtype=float) for name in names},
+                        index=cases._meta.index)
+    if algorithm == "exact":
+        meta["log_probability_of_evidence"] = pd.Series(dtype=float)
+    return cases.map_partitions(_run_partition, path, offsets, query, option_values, run_seed, on_error, meta=meta)

@@ -1,0 +1,28 @@
+"""Checked inference options, shared by single runs and batches."""
+
+from __future__ import annotations
+
+from samplenet import _core
+
+
+def _whole_at_least(name, value, minimum):
+    if isinstance(value, bool) or int(value) != value or value < minimum:
+        raise ValueError(f"{name} must be a whole number of at least {minimum}, got {value!r}")
+    return int(value)
+
+
+def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_length=4, seed=None,
+                 memory_limit_gib=4.0) -> _core.Options:
+    """The library's options; a fixed seed makes sampling repeatable (only
+    its low 15 bits are used)."""
+    options = _core.Options()
+    options.algorithm = algorithm
+    options.samples = _whole_at_least("samples", samples, 1)
+    options.lbp_iterations = _whole_at_least("iterations", iterations, 1)
+    options.propagation_length = _whole_at_least("propagation_length", propagation_length, 0)
+    if seed is not None:
+        options.seed = _whole_at_least("seed", seed, 0)
+    if not memory_limit_gib > 0:
+        raise ValueError(f"memory_limit_gib must be above 0, got {memory_limit_gib!r}")
+    options.exact_memory_limit_bytes = int(memory_limit_gib * (1 << 30))
+    return options

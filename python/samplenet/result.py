@@ -1,0 +1,48 @@
+"""What one inference run gives."""
+
+from __future__ import annotations
+
+import math
+from collections.abc import Mapping
+
+import numpy as np
+import pandas as pd
+
+
+class Result(Mapping):
+    """Posteriors by node name (numpy arrays over the node's states), with
+    the run's seconds and, where the algorithm yields it (exact), the
+    probability of the evidence."""
+
+    def __init__(self, posteriors, states, log_probability_of_evidence, seconds):
+        self._posteriors = posteriors
+        self._states = states
+        self.log_probability_of_evidence = log_probability_of_evidence
+        self.seconds = seconds
+
+    @property
+    def probability_of_evidence(self):
+        if self.log_probability_of_evidence is None:
+            return None
+        return math.exp(self.log_probability_of_evidence)
+
+    def __getitem__(self, node) -> np.ndarray:
+        return self._posteriors[node]
+
+    def __iter__(self):
+        return iter(self._posteriors)
+
+    def __len__(self):
+        return len(self._posteriors)
+
+    def to_pandas(self) -> pd.DataFrame:
+        """One row per (node, state): columns node, state, probability."""
+        rows = [
+            (node, state, float(p))
+            for node, values in self._posteriors.items()
+            for state, p in zip(self._states[node], values)
+        ]
+        return pd.DataFrame(rows, columns=["node", "state", "probability"])
+
+    def __repr__(self):
+        return f"Result({len(self)} nodes, {self.seconds:.4f} s)"

@@ -1,0 +1,96 @@
+#include <nanobind/stl/map.h>
+#include <nanobind/stl/optional.h>
+#include <nanobind/stl/string.h>
+#include <nanobind/stl/tuple.h>
+#include <nanobind/stl/vector.h>
+
+#include <cmath>
+#include <map>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "lib/batch/batch_case.h"
+#include "lib/inference/evidence_parser.h"
+#include "lib/inference/inference.h"
+#include "python/src/bindings.h"
+
+namespace nb = nanobind;
+
+namespace samplenet_python {
+
+namespace {
+
+using samplenet::InferenceOptions;
+
+// Posteriors by variable index, the natural log of P(evidence) where the
+// algorithm yields it, and the run's seconds.
+using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double>;
+
+// Every run holds the GIL throughout: the samplers' random state is
+// process-wide, so two runs in one process must never overlap.
+RunResult inferOne(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
+                   const std::map<std::string, std::vector<double>>& likelihood, const InferenceOptions& options) {
+    samplenet::Evidence evidence;
+    for (const auto& [name, state] : hard) samplenet::addHardEvidence(network, name, state, evidence);
+    for (const auto& [name, values] : likelihood) samplenet::addLikelihoodEvidence(network, name, values, evidence);
+    samplenet::InferenceResult result = samplenet::infer(network, evidence, options);
+    return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds};
+}
+
+// Cases first, first + 1, ...: for each, the posteriors of the queried
+// variables one after the other and the log P(evidence) (NaN where the
+// algorithm has none), or the reason the case failed.
+using CaseRows = std::tuple<std::vector<std::vector<double>>, std::vector<std::string>>;
+
+CaseRows runCases(const samplenet::Network& network, const std::vector<std::string>& columnNames,
+                  const std::vector<std::vector<std::string>>& rows, const std::vector<int>& queried,
+                  const InferenceOptions& options, long runSeed, std::size_t first) {
+    const std::vector<int> columns = samplenet::caseColumns(network, columnNames);
+    std::vector<std::vector<double>> values;
+    std::vector<std::string> errors;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        const samplenet::CaseOutcome outcome =
+            samplenet::runCase(network, columns, rows[r], options, runSeed, first + r);
+        std::vector<double> row;
+        if (outcome.result) {
+            for (int v : queried) {
+                const std::vector<double>& posterior = outcome.result->posteriors[v];
+                row.insert(row.end(), posterior.begin(), posterior.end());
+            }
+            row.push_back(outcome.result->logProbabilityOfEvidence.value_or(std::nan("")));
+        }
+        values.push_back(std::move(row));
+        errors.push_back(outcome.error);
+    }
+    return {std::move(values), std::move(errors)};
+}
+
+}  // namespace
+
+void bindInference(nb::module_& module) {
+    nb::class_<InferenceOptions>(module, "Options")
+        .def(nb::init<>())
+        .def_prop_rw(
+            "algorithm",
+            [](const InferenceOptions& options) { return std::string(samplenet::algorithmName(options.algorithm)); },
+            [](InferenceOptions& options, const std::string& name) {
+                const auto algorithm = samplenet::algorithmNamed(name);
+                if (!algorithm)
+                    throw nb::value_error(("unknown algorithm \"" + name + "\"; use epis, ais, lbp or exact").c_str());
+                options.algorithm = *algorithm;
+            })
+        .def_rw("samples", &InferenceOptions::samples)
+        .def_rw("seed", &InferenceOptions::seed)
+        .def_rw("lbp_iterations", &InferenceOptions::lbpIterations)
+        .def_prop_rw(
+            "propagation_length", [](const InferenceOptions& options) { return options.epis.propagationLength; },
+            [](InferenceOptions& options, int rounds) { options.epis.propagationLength = rounds; })
+        .def_rw("exact_memory_limit_bytes", &InferenceOptions::exactMemoryLimitBytes);
+    module.def("infer", &inferOne, nb::arg("network"), nb::arg("hard"), nb::arg("likelihood"), nb::arg("options"));
+    module.def("run_cases", &runCases, nb::arg("network"), nb::arg("columns"), nb::arg("rows"), nb::arg("queried"),
+               nb::arg("options"), nb::arg("run_seed"), nb::arg("first_case"));
+    module.def("case_seed", &samplenet::caseSeed, nb::arg("run_seed"), nb::arg("case_index"));
+}
+
+}  // namespace samplenet_python

@@ -1,0 +1,69 @@
+#include <nanobind/stl/optional.h>
+#include <nanobind/stl/string.h>
+#include <nanobind/stl/tuple.h>
+#include <nanobind/stl/vector.h>
+
+#include <tuple>
+
+#include "lib/formats/formats.h"
+#include "lib/model/errors.h"
+#include "lib/model/network.h"
+#include "python/src/bindings.h"
+
+namespace nb = nanobind;
+
+namespace samplenet_python {
+
+namespace {
+
+// name, states, parent names, table in the library's layout (parents in
+// order, own state fastest).
+using NodeSpec = std::tuple<std::string, std::vector<std::string>, std::vector<std::string>, std::vector<double>>;
+
+samplenet::Network buildNetwork(const std::string& name, const std::vector<NodeSpec>& nodes) {
+    samplenet::Network network;
+    network.name = name;
+    for (const auto& [nodeName, states, parents, table] : nodes)
+        network.variables.push_back(samplenet::Variable{nodeName, states, {}, table, {}});
+    network.reindex();
+    for (std::size_t v = 0; v < nodes.size(); ++v)
+        for (const std::string& parent : std::get<2>(nodes[v])) {
+            const auto p = network.indexOf(parent);
+            if (!p)
+                throw samplenet::ModelError("node \"" + std::get<0>(nodes[v]) + "\": unknown parent \"" + parent +
+                                            "\"");
+            network.variables[v].parents.push_back(*p);
+        }
+    samplenet::validate(network);
+    return network;
+}
+
+const samplenet::Variable& variableAt(const samplenet::Network& network, int v) {
+    if (v < 0 || v >= network.size()) throw nb::index_error("node index out of range");
+    return network.variables[v];
+}
+
+}  // namespace
+
+void bindNetwork(nb::module_& module) {
+    nb::class_<samplenet::Network>(module, "Network")
+        .def_ro("name", &samplenet::Network::name)
+        .def_prop_ro("size", &samplenet::Network::size)
+        .def_prop_ro("nodes",
+                     [](const samplenet::Network& network) {
+                         std::vector<std::string> names;
+                         for (const auto& variable : network.variables) names.push_back(variable.name);
+                         return names;
+                     })
+        .def("index_of", &samplenet::Network::indexOf, nb::arg("name"))
+        .def("states", [](const samplenet::Network& network, int v) { return variableAt(network, v).states; })
+        .def("parents", [](const samplenet::Network& network, int v) { return variableAt(network, v).parents; })
+        .def("table", [](const samplenet::Network& network, int v) { return variableAt(network, v).table; })
+        .def("save", [](const samplenet::Network& network, const std::string& path) {
+            samplenet::writeNetwork(network, path);
+        });
+    module.def("read_network", &samplenet::readNetwork, nb::arg("path"));
+    module.def("build_network", &buildNetwork, nb::arg("name"), nb::arg("nodes"));
+}
+
+}  // namespace samplenet_python

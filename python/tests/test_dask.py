@@ -1,0 +1,49 @@
+import numpy as np
+import pandas as pd
+import pytest
+
+from conftest import NETWORKS
+
+dd = pytest.importorskip("dask.dataframe")
+distributed = pytest.importorskip("distributed")
+import samplenet  # noqa: E402
+import samplenet.dask  # noqa: E402
+
+CASES = pd.DataFrame({
+    "BP": ["LOW", None, "HIGH", "", "NORMAL", "LOW", "HIGH"],
+    "HRSAT": ["HIGH", "LOW", None, "NORMAL", "HIGH", None, "bogus"],
+})
+
+
+@pytest.fixture(scope="module")
+def client():
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
+                                  dashboard_address=None) as cluster, distributed.Client(cluster) as client:
+        yield client
+
+
+def test_cluster_results_equal_the_single_process_ones_row_for_row(client, alarm):
+    path = NETWORKS / "alarm.bif.gz"
+    with pytest.warns(UserWarning, match="row 7 skipped"):
+        expected = alarm.infer_many(CASES, samples=2000, seed=8, jobs=1)
+    lazy = samplenet.dask.infer_many(path, dd.from_pandas(CASES, npartitions=3), samples=2000, seed=8)
+    table = lazy.compute()
+    assert list(table.index) == list(expected.index) == [0, 1, 2, 3, 4, 5]
+    assert list(table.columns) == list(expected.columns)
+    assert np.array_equal(table.to_numpy(), expected.to_numpy())
+    # Both worker processes took part.
+    assert len(client.scheduler_info()["workers"]) == 2
+
+
+def test_a_bad_case_fails_the_run_with_its_row_over_the_whole_table(client):
+    lazy = samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", dd.from_pandas(CASES, npartitions=3),
+                                     algorithm="exact", on_error="raise")
+    with pytest.raises(ValueError, match='row 7: unknown state "bogus" of "HRSAT"'):
+        lazy.compute()
+
+
+def test_bad_file_or_header_fails_before_the_cluster_runs(client, tmp_path):
+    with pytest.raises(samplenet.ParseError):
+        samplenet.dask.infer_many(tmp_path / "none.bif", dd.from_pandas(CASES, npartitions=2))
+    with pytest.raises(samplenet.EvidenceError, match="in the header"):
+        samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", dd.from_pandas(CASES.rename(columns={"BP": "X"}), npartitions=2))

@@ -1,0 +1,87 @@
+import json
+import math
+import re
+import subprocess
+
+import numpy as np
+import pytest
+
+import samplenet
+from conftest import NETWORKS
+
+
+def test_samplers_agree_with_exact_inference(asia):
+    evidence = {"xray": "yes", "dysp": "yes"}
+    exact = asia.infer(evidence=evidence, algorithm="exact")
+    for algorithm in ["epis", "ais", "lbp"]:
+        result = asia.infer(evidence=evidence, algorithm=algorithm, samples=50_000, seed=3)
+        assert result.log_probability_of_evidence is None
+        for node in asia.nodes:
+            np.testing.assert_allclose(result[node], exact[node], atol=0.03, err_msg=f"{algorithm} {node}")
+
+
+def test_exact_gives_the_probability_of_the_evidence(asia):
+    result = asia.infer(evidence={"asia": "yes"}, algorithm="exact")
+    assert result.probability_of_evidence == pytest.approx(0.01, rel=1e-12)
+    assert list(result["asia"]) == [1.0, 0.0]
+    assert result.seconds >= 0
+
+
+def test_likelihood_evidence_and_state_indices(asia):
+    hard = asia.infer(evidence={"smoke": "no"}, algorithm="exact")
+    by_index = asia.infer(evidence={"smoke": 1}, algorithm="exact")
+    by_likelihood = asia.infer(likelihood={"smoke": [0.0, 2.0]}, algorithm="exact")
+    for node in asia.nodes:
+        np.testing.assert_allclose(by_index[node], hard[node], rtol=0, atol=0)
+        np.testing.assert_allclose(by_likelihood[node], hard[node], rtol=0, atol=1e-15)
+    soft = asia.infer(likelihood={"smoke": [0.9, 0.1]}, algorithm="exact")
+    # P(smoke) = 0.5: the posterior is the likelihood, normalised.
+    np.testing.assert_allclose(soft["smoke"], [0.9, 0.1], atol=1e-12)
+
+
+def test_a_fixed_seed_repeats_a_run_and_another_seed_does_not(alarm):
+    runs = [alarm.infer(evidence={"BP": "LOW"}, samples=5000, seed=s) for s in (11, 11, 12)]
+    assert all(np.array_equal(runs[0][n], runs[1][n]) for n in alarm.nodes)
+    assert not all(np.array_equal(runs[0][n], runs[2][n]) for n in alarm.nodes)
+
+
+def test_to_pandas_is_one_row_per_node_and_state(asia):
+    table = asia.infer(algorithm="exact").to_pandas()
+    assert list(table.columns) == ["node", "state", "probability"]
+    assert len(table) == sum(len(asia.states(n)) for n in asia.nodes)
+    np.testing.assert_allclose(table.groupby("node")["probability"].sum(), 1.0)
+    assert table.query("node == 'asia' and state == 'yes'")["probability"].item() == pytest.approx(0.01)
+
+
+def test_bad_evidence_and_options_raise_with_clear_messages(asia):
+    cases = [
+        (dict(evidence={"nope": "yes"}), samplenet.EvidenceError, 'unknown node "nope"'),
+        (dict(evidence={"asia": "maybe"}), samplenet.EvidenceError, 'unknown state "maybe" of "asia"; valid states: yes, no'),
+        (dict(evidence={"asia": 2}), samplenet.EvidenceError, "out of range"),
+        (dict(likelihood={"asia": [1.0]}), samplenet.EvidenceError, '"asia"'),
+        (dict(likelihood={"asia": [0.0, 0.0]}), samplenet.EvidenceError, '"asia"'),
+        (dict(algorithm="gibbs"), ValueError, 'unknown algorithm "gibbs"'),
+        (dict(samples=0), ValueError, "samples must be a whole number of at least 1"),
+        (dict(evidence={"tub": "no", "either": "yes", "lung": "no"}, algorithm="exact"),
+         samplenet.InferenceError, None),
+        (dict(evidence={"tub": "no", "either": "yes", "lung": "no"}, samples=1000, seed=1),
+         samplenet.InferenceError, None),
+    ]
+    for kwargs, error, message in cases:
+        with pytest.raises(error, match=message and re.escape(message)):
+            asia.infer(**kwargs)
+
+
+@pytest.mark.parametrize("algorithm", ["epis", "ais", "lbp", "exact"])
+def test_results_equal_the_command_line_bit_for_bit(alarm, cli, algorithm):
+    evidence = {"BP": "LOW", "HRSAT": "HIGH"}
+    command = [cli, "infer", str(NETWORKS / "alarm.bif.gz"), "-a", algorithm, "-n", "3000", "--seed", "4242",
+               "--format", "json"] + [f"-e{n}={s}" for n, s in evidence.items()] + ["-eCVP=[0.2,0.7,0.4]"]
+    printed = json.loads(subprocess.run(command, check=True, capture_output=True, text=True).stdout)
+    result = alarm.infer(evidence=evidence, likelihood={"CVP": [0.2, 0.7, 0.4]}, algorithm=algorithm,
+                         samples=3000, seed=4242)
+    for entry in printed["posteriors"]:
+        assert entry["probabilities"] == result[entry["node"]].tolist(), entry["node"]
+    if algorithm == "exact":
+        assert printed["log_probability_of_evidence"] == result.log_probability_of_evidence
+        assert math.isfinite(result.log_probability_of_evidence)

@@ -1,0 +1,65 @@
+import gzip
+
+import numpy as np
+import pytest
+
+import samplenet
+from conftest import NETWORKS
+
+
+def test_model_is_readable_as_names_and_arrays(asia):
+    assert len(asia) == 8
+    assert "either" in asia
+    assert asia.states("either") == ["yes", "no"]
+    assert asia.parents("either") == ["lung", "tub"]
+    table = asia.table("either")
+    assert table.shape == (2, 2, 2)
+    np.testing.assert_allclose(table.sum(axis=-1), 1.0)
+    # either is the logical or of its parents.
+    assert table[1, 1, 1] == 1.0 and table[0, 1, 0] == 1.0
+    with pytest.raises(KeyError, match="nope"):
+        asia.states("nope")
+
+
+@pytest.mark.parametrize("suffix", [".bif", ".xml", ".net", ".uai", ".bif.gz"])
+def test_every_format_keeps_every_table(alarm, tmp_path, suffix):
+    path = tmp_path / f"alarm{suffix}"
+    alarm.save(path)
+    back = samplenet.load(path)
+    # UAI files carry no names: nodes and states come back numbered, in order.
+    names = dict(zip(alarm.nodes, back.nodes))
+    assert len(back) == len(alarm)
+    for node in alarm.nodes:
+        assert back.parents(names[node]) == [names[p] for p in alarm.parents(node)]
+        np.testing.assert_allclose(back.table(names[node]), alarm.table(node), rtol=0, atol=1e-12)
+        if suffix != ".uai":
+            assert names[node] == node
+            assert back.states(node) == alarm.states(node)
+
+
+def test_built_network_equals_the_one_it_came_from(alarm):
+    rebuilt = samplenet.Network.from_tables(alarm.families(), "copy")
+    assert rebuilt.name == "copy"
+    for node in alarm.nodes:
+        assert np.array_equal(rebuilt.table(node), alarm.table(node))
+
+
+def test_unreadable_files_say_where_and_what(tmp_path):
+    with pytest.raises(samplenet.ParseError, match="cannot open file"):
+        samplenet.load(tmp_path / "missing.bif")
+    bad = tmp_path / "bad.bif"
+    bad.write_text("network x {\n}\nvariable A {\n  type discrete [ 2 ] { a, b }\n  oops\n}\n")
+    with pytest.raises(samplenet.ParseError, match=r"bad\.bif:5:"):
+        samplenet.load(bad)
+    with pytest.raises(samplenet.ParseError):
+        samplenet.load(tmp_path / "net.unknownformat")
+
+
+def test_bad_tables_are_refused_with_the_node_named():
+    with pytest.raises(samplenet.ModelError, match='"B"'):
+        samplenet.Network.from_tables([("A", ["a", "b"], [], [0.5, 0.5]),
+                                       ("B", ["x", "y"], ["A"], [[0.5, 0.5], [0.5, 0.7]])])
+    with pytest.raises(samplenet.ModelError, match="unknown parent"):
+        samplenet.Network.from_tables([("B", ["x"], ["A"], [1.0])])
+    with pytest.raises(samplenet.ModelError, match="cycle"):
+        samplenet.Network.from_tables([("A", ["a"], ["B"], [1.0]), ("B", ["b"], ["A"], [1.0])])

@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
+
+#include "lib/batch/batch_case.h"
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::dataFile;
+using cli_testing::runSamplenet;
+
+std::string writeCases(const std::string& name, const std::string& text) {
+    const std::string path = cli_testing::temporaryPath(name);
+    std::ofstream(path) << text;
+    return path;
+}
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> result;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) result.push_back(line);
+    return result;
+}
+
+const std::string kAlarm = std::string(SAMPLENET_TEST_DATA) + "/networks/alarm.bif.gz";
+
+TEST(BatchCommand, EachRowEqualsInferWithTheCaseSeedWhateverTheJobs) {
+    const std::string cases = writeCases("alarm_cases.csv",
+                                         "BP,HRSAT,CVP\nLOW,HIGH,\n,LOW,\"[0.2,0.5,0.3]\"\nHIGH,,\n,,\nNORMAL,HIGH,LOW\n");
+    std::string first;
+    for (const char* jobs : {"1", "2", "3"}) {
+        const auto run = runSamplenet({"batch", kAlarm, cases, "-n", "1000", "--seed", "17", "-q", "HYPOVOLEMIA",
+                                       "-q", "CO", "-j", jobs});
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        if (first.empty()) first = run.out;
+        EXPECT_EQ(run.out, first) << "with " << jobs << " jobs";
+    }
+    const auto rows = lines(first);
+    ASSERT_EQ(rows.size(), 6u);
+    EXPECT_EQ(rows[0], "row,HYPOVOLEMIA=TRUE,HYPOVOLEMIA=FALSE,CO=LOW,CO=NORMAL,CO=HIGH");
+
+    // Row 2 is case 1: infer with that case's seed prints the same numbers.
+    const auto single = runSamplenet({"infer", kAlarm, "-e", "HRSAT=LOW", "-e", "CVP=[0.2,0.5,0.3]", "-n", "1000",
+                                      "--seed", std::to_string(samplenet::caseSeed(17, 1)), "-q", "HYPOVOLEMIA", "-q",
+                                      "CO", "--format", "csv"});
+    ASSERT_EQ(single.exitCode, 0) << single.err;
+    std::string expected = "2";
+    for (const std::string& line : lines(single.out))
+        if (line.rfind("node,", 0) != 0) expected += "," + line.substr(line.rfind(',') + 1);
+    EXPECT_EQ(rows[2], expected);
+}
+
+TEST(BatchCommand, ExactRowsCarryTheProbabilityOfTheEvidence) {
+    const std::string cases = writeCases("smoker_cases.csv", "Cough,Lungs\nyes,\n\"[0.8,0.1]\",healthy\n");
+    const auto run = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-q", "Smoker", "-j", "2"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto rows = lines(run.out);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0], "row,Smoker=yes,Smoker=no,log_probability_of_evidence");
+    double smoker = 0, logP = 0;
+    ASSERT_EQ(std::sscanf(rows[1].c_str(), "1,%lf,%*f,%lf", &smoker, &logP), 2);
+    EXPECT_NEAR(smoker, 24.0 / 31.0, 1e-12);
+    EXPECT_NEAR(logP, std::log(0.31), 1e-12);
+    EXPECT_EQ(rows[2].substr(0, 2), "2,");
+}
+
+TEST(BatchCommand, BadRowsAreReportedByNumberAndSkippedOrFailTheRun) {
+    const std::string cases = writeCases("bad_rows.csv",
+                                         "Smoker,Lungs\nyes,\nmaybe,\nno,damaged\nno,healthy,extra\n,healthy\n");
+    const auto skipped = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-j", "2"});
+    EXPECT_EQ(skipped.exitCode, 0) << skipped.err;
+    const auto rows = lines(skipped.out);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[1].substr(0, 2), "1,");
+    EXPECT_EQ(rows[2].substr(0, 2), "5,");
+    EXPECT_NE(skipped.err.find("bad_rows.csv: row 2: unknown state \"maybe\" of \"Smoker\""), std::string::npos);
+    EXPECT_NE(skipped.err.find("row 3: "), std::string::npos);  // impossible evidence
+    EXPECT_NE(skipped.err.find("row 4: 3 cells where the header has 2"), std::string::npos);
+
+    const auto failed = runSamplenet({"batch", dataFile("smoker.bif"), cases, "--on-error", "fail"});
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_EQ(failed.out, "");
+    EXPECT_NE(failed.err.find("row 2: unknown state"), std::string::npos) << failed.err;
+
+    const std::string impossible = writeCases("impossible.csv", "Smoker,Lungs\nno,damaged\n");
+    const auto inferenceFailed =
+        runSamplenet({"batch", dataFile("smoker.bif"), impossible, "-a", "exact", "--on-error", "fail"});
+    EXPECT_EQ(inferenceFailed.exitCode, 2);
+    EXPECT_NE(inferenceFailed.err.find("impossible.csv: row 1: "), std::string::npos) << inferenceFailed.err;
+}
+
+TEST(BatchCommand, BadCaseFilesAndOptionsSayWhatWasExpected) {
+    const struct {
+        std::string text;
+        std::vector<std::string> extra;
+        std::string message;
+    } cases[] = {
+        {"Smoker,Nose\nyes,\n", {}, "bad_file.csv:1: unknown node \"Nose\" in the header"},
+        {"Smoker,Smoker\nyes,no\n", {}, "column \"Smoker\" appears twice"},
+        {"", {}, "expected a header line of node names"},
+        {"Smoker\n\"yes\n", {}, "not valid CSV"},
+        {"Smoker\nyes\n", {"--on-error", "ignore"}, "use skip or fail"},
+        {"Smoker\nyes\n", {"-j", "0"}, "--jobs"},
+        {"Smoker\nyes\n", {"-q", "Nose"}, "unknown node \"Nose\" in --query"},
+    };
+    for (const auto& bad : cases) {
+        std::vector<std::string> arguments{"batch", dataFile("smoker.bif"), writeCases("bad_file.csv", bad.text)};
+        arguments.insert(arguments.end(), bad.extra.begin(), bad.extra.end());
+        const auto run = runSamplenet(arguments);
+        EXPECT_EQ(run.exitCode, 1) << bad.message;
+        EXPECT_NE(run.err.find(bad.message), std::string::npos) << run.err;
+        EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
+    }
+    const auto missing = runSamplenet({"batch", dataFile("smoker.bif"), "no_such_cases.csv"});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_NE(missing.err.find("no_such_cases.csv: cannot open the case file"), std::string::npos) << missing.err;
+}
+
+}  // namespace
