@@ -95,6 +95,7 @@ class Network:
             {name: self._core.states(v) for v, name in enumerate(names)},
             log_p,
             seconds,
+            picture=lambda queried: _core.picture_svg(self._core, hard, soft, posteriors, queried),
         )
 
     def infer_many(self, cases, **kwargs):

@@ -14,8 +14,9 @@ class Result(Mapping):
     the run's seconds and, where the algorithm yields it (exact), the
     probability of the evidence."""
 
-    def __init__(self, posteriors, states, log_probability_of_evidence, seconds):
+    def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None):
         self._posteriors = posteriors
+        self._picture = picture
         self._states = states
         self.log_probability_of_evidence = log_probability_of_evidence
         self.seconds = seconds
@@ -43,6 +44,27 @@ class Result(Mapping):
             for state, p in zip(self._states[node], values)
         ]
         return pd.DataFrame(rows, columns=["node", "state", "probability"])
+
+    def picture(self, nodes=None) -> str:
+        """SVG of the network with these posteriors, observed nodes marked:
+        every node, or the given ones with their parents and children by
+        name (needed above 60 nodes). Drawn by Graphviz's dot program."""
+        if self._picture is None:
+            raise ValueError("this result has no network to draw")
+        index = {name: v for v, name in enumerate(self._posteriors)}
+        try:
+            queried = [index[node] for node in nodes or []]
+        except KeyError as unknown:
+            raise KeyError(f"unknown node {unknown.args[0]!r}") from None
+        return self._picture(queried)
+
+    def _repr_svg_(self):
+        # Notebooks show the picture; a network too large to draw whole
+        # falls back to the text form.
+        try:
+            return self.picture()
+        except ValueError:
+            return None
 
     def __repr__(self):
         return f"Result({len(self)} nodes, {self.seconds:.4f} s)"

@@ -8,5 +8,6 @@ namespace samplenet_python {
 void bindErrors(nanobind::module_& module);
 void bindNetwork(nanobind::module_& module);
 void bindInference(nanobind::module_& module);
+void bindPicture(nanobind::module_& module);
 
 }  // namespace samplenet_python

@@ -5,4 +5,5 @@ NB_MODULE(_core, module) {
     samplenet_python::bindErrors(module);
     samplenet_python::bindNetwork(module);
     samplenet_python::bindInference(module);
+    samplenet_python::bindPicture(module);
 }

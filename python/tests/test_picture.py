@@ -1,0 +1,44 @@
+import xml.etree.ElementTree as ElementTree
+
+import pytest
+
+import samplenet
+from conftest import NETWORKS
+
+SVG = "{http://www.w3.org/2000/svg}"
+
+
+def drawn_nodes(svg):
+    """Classes and texts of every drawn node, by node name."""
+    nodes = {}
+    for group in ElementTree.fromstring(svg).iter(SVG + "g"):
+        classes = group.get("class", "").split()
+        if "node" in classes:
+            texts = [text.text for text in group.iter(SVG + "text")]
+            nodes[group.find(SVG + "title").text] = (classes, texts)
+    return nodes
+
+
+def test_notebooks_show_the_network_with_its_posteriors(asia):
+    result = asia.infer(evidence={"smoke": "yes"}, likelihood={"xray": [0.9, 0.2]}, algorithm="exact")
+    nodes = drawn_nodes(result._repr_svg_())
+    assert set(nodes) == set(asia.nodes)
+    for node in asia.nodes:
+        classes, texts = nodes[node]
+        for state, p in zip(asia.states(node), result[node]):
+            assert state in texts
+            assert f"{p:.3f}" in texts or (p < 0.0005 and "<0.001" in texts)
+    assert "observed" in nodes["smoke"][0]
+    assert "likelihood" in nodes["xray"][0]
+    assert "observed" not in nodes["lung"][0]
+
+
+def test_large_networks_are_drawn_around_chosen_nodes():
+    hepar2 = samplenet.load(NETWORKS / "hepar2.bif.gz")
+    result = hepar2.infer(algorithm="lbp")
+    assert result._repr_svg_() is None
+    nodes = drawn_nodes(result.picture(nodes=["Cirrhosis"]))
+    assert [name for name, (classes, _) in nodes.items() if "context" not in classes] == ["Cirrhosis"]
+    assert {"fibrosis", "Steatosis"} <= set(nodes)
+    with pytest.raises(KeyError, match="Liver"):
+        result.picture(nodes=["Liver"])
