@@ -12,6 +12,7 @@ from __future__ import annotations
 
 import argparse
 import os
+import resource
 import subprocess
 import tempfile
 import time
@@ -57,6 +58,16 @@ def timed(run):
     return time.perf_counter() - start, result
 
 
+def cpu_of_children(run):
+    """Seconds of CPU that `run`'s child processes and theirs used: with
+    wall time and process count, it shows whether the processes got their
+    cores or shared them with other work."""
+    before = resource.getrusage(resource.RUSAGE_CHILDREN)
+    run()
+    after = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--cli", default=str(NETWORKS.parents[1] / "build" / "cli" / "samplenet"))
@@ -87,20 +98,23 @@ def main():
                 cases.to_csv(cases_path, index=False)
                 common = dict(algorithm=algorithm, samples=samples, seed=1)
 
-                def record(runner, jobs, seconds, done):
-                    rows.append((name, algorithm, runner, jobs, count, done, seconds, done / seconds))
+                def record(runner, jobs, seconds, done, cpu=None):
+                    rows.append((name, algorithm, runner, jobs, done, seconds, cpu))
                     print(f"{name:10} {algorithm:5} {runner:24} jobs={jobs}: {done} cases in {seconds:.2f} s,"
-                          f" {done / seconds:,.0f} cases/s", flush=True)
+                          f" {done / seconds:,.0f} cases/s" + (f", {cpu:.2f} CPU s" if cpu else ""), flush=True)
 
                 for jobs in sorted({1, 2, cores}):
+                    cpu_start = time.process_time()
                     seconds, table = timed(lambda: network.infer_many(cases, jobs=jobs, **common))
-                    record("infer_many", jobs, seconds, len(table))
+                    own_cpu = time.process_time() - cpu_start if jobs == 1 else None  # workers' is not ours to see
+                    record("infer_many", jobs, seconds, len(table), own_cpu)
                 if Path(arguments.cli).is_file():
                     for jobs in sorted({1, 2, cores}):
                         command = [arguments.cli, "batch", str(path), str(cases_path), "-a", algorithm,
                                    "-n", str(samples), "--seed", "1", "-j", str(jobs), "-o", os.devnull]
-                        seconds, _ = timed(lambda: subprocess.run(command, check=True, stderr=subprocess.DEVNULL))
-                        record("samplenet batch (C++)", jobs, seconds, count)
+                        run = lambda: subprocess.run(command, check=True, stderr=subprocess.DEVNULL)  # noqa: E731
+                        seconds, cpu = timed(lambda: cpu_of_children(run))
+                        record("samplenet batch (C++)", jobs, seconds, count, cpu)
                 if client is not None:
                     partitions = dd.from_pandas(cases, npartitions=4 * cores)
                     seconds, table = timed(lambda: samplenet.dask.infer_many(path, partitions, **common).compute())
@@ -109,10 +123,12 @@ def main():
         client.close()
         cluster.close()
     print("load average at end: {:.1f} {:.1f} {:.1f}".format(*os.getloadavg()))
-    print("\n| network | algorithm | runner | processes | cases | cases/s |")
-    print("|---|---|---|---:|---:|---:|")
-    for name, algorithm, runner, jobs, count, done, seconds, rate in rows:
-        print(f"| {name} | {algorithm} | {runner} | {jobs} | {done} | {rate:,.0f} |")
+    print("\n| network | algorithm | runner | processes | cases | wall s | cases/s | CPU s | CPU ms/case |")
+    print("|---|---|---|---:|---:|---:|---:|---:|---:|")
+    for name, algorithm, runner, jobs, done, seconds, cpu in rows:
+        cpu_text = f"{cpu:.2f} | {1000 * cpu / done:.2f}" if cpu else "- | -"
+        print(f"| {name} | {algorithm} | {runner} | {jobs} | {done} | {seconds:.2f} | {done / seconds:,.0f} "
+              f"| {cpu_text} |")
 
 
 if __name__ == "__main__":
