@@ -11,7 +11,8 @@ constexpr Lexer::Syntax kBifSyntax{"{}()[],;|", true, false};
 
 class BifReader {
 public:
-    BifReader(std::string_view text, const std::string& path) : builder_(path), lexer_(text, builder_.errors(), kBifSyntax) {}
+    BifReader(std::string_view text, const std::string& path, const ReadLimits& limits)
+        : builder_(path, limits), lexer_(text, builder_.errors(), kBifSyntax) {}
 
     Network read() {
         while (lexer_.peek().kind != Token::Kind::End) {
@@ -60,6 +61,7 @@ private:
             const auto declared = parseNumber(count.text);
             if (count.kind != Token::Kind::Word || !declared || *declared < 1 || *declared != static_cast<int>(*declared))
                 lexer_.failAt(count, "state count");
+            builder_.checkStateCount(variable.name, static_cast<std::size_t>(*declared), count.line);
             lexer_.expect(']');
             lexer_.expect('{');
             variable.states.clear();
@@ -178,7 +180,9 @@ void appendValues(std::string& out, const double* values, std::size_t count) {
 
 }  // namespace
 
-Network readBif(std::string_view text, const std::string& path) { return BifReader(text, path).read(); }
+Network readBif(std::string_view text, const std::string& path, const ReadLimits& limits) {
+    return BifReader(text, path, limits).read();
+}
 
 std::string writeBif(const Network& network) {
     std::string out = "network ";
