@@ -1,5 +1,7 @@
 #include "lib/formats/bif.h"
 
+#include <cmath>
+
 #include "lib/formats/lexer.h"
 #include "lib/formats/network_builder.h"
 #include "lib/formats/number_text.h"
@@ -59,7 +61,10 @@ private:
             lexer_.expect('[');
             const Token count = lexer_.next();
             const auto declared = parseNumber(count.text);
-            if (count.kind != Token::Kind::Word || !declared || *declared < 1 || *declared != static_cast<int>(*declared))
+            // Whole numbers up to 2^53, which a double holds exactly; the
+            // state limit then decides.
+            if (count.kind != Token::Kind::Word || !declared || !(*declared >= 1 && *declared <= 0x1p53) ||
+                *declared != std::floor(*declared))
                 lexer_.failAt(count, "state count");
             builder_.checkStateCount(variable.name, static_cast<std::size_t>(*declared), count.line);
             lexer_.expect(']');

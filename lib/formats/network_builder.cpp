@@ -39,6 +39,8 @@ void NetworkBuilder::checkStateCount(std::string_view variable, std::size_t coun
 std::size_t NetworkBuilder::checkParents(int variable, const std::vector<int>& parents, int line) const {
     const std::string& name = network_.variables[variable].name;
     std::size_t size = network_.variables[variable].states.size();
+    // Readers divide table sizes by the state count.
+    if (size == 0) fail(line, "states declared for " + quoted(name), "none");
     bool tooLarge = false;
     for (auto parent = parents.begin(); parent != parents.end(); ++parent) {
         if (std::find(parents.begin(), parent, *parent) != parent)

@@ -30,8 +30,9 @@ public:
     // Reports a state count above the limit; readers call it before they
     // store the states of a variable.
     void checkStateCount(std::string_view variable, std::size_t count, int line) const;
-    // Reports parents listed twice and tables above the limits; returns the
-    // number of entries of the variable's table for these parents.
+    // Reports a variable without states, parents listed twice and tables
+    // above the limits; returns the number of entries of the variable's
+    // table for these parents.
     std::size_t checkParents(int variable, const std::vector<int>& parents, int line) const;
     // Sets parents and table of a variable whose distribution is not yet known.
     void define(int variable, std::vector<int> parents, std::vector<double> table, int line);
