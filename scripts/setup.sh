@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
 # Installs the build tools and libraries samplenet needs (Debian/Ubuntu).
+#   scripts/setup.sh          the main build's
+#   scripts/setup.sh --fuzz   also clang and its libFuzzer, for scripts/fuzz.sh
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev libfmt-dev libpugixml-dev zlib1g-dev
 )
+[[ ${1:-} == --fuzz ]] && packages+=(clang libclang-rt-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
