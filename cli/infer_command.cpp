@@ -7,6 +7,7 @@
 
 #include "cli/example_network.h"
 #include "cli/posterior_output.h"
+#include "cli/read_limit_options.h"
 #include "lib/formats/formats.h"
 #include "lib/inference/evidence_parser.h"
 #include "lib/inference/progress_bar.h"
@@ -65,10 +66,15 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
                         "(capped by the network's depth)")
         ->check(wholeNumberAtLeast(0))
         ->capture_default_str();
-    command->add_option("--memory-limit", arguments.exactMemoryLimitGiB,
-                        "GiB of clique tables above which exact refuses a network")
+    command->add_option("--memory-limit", arguments.memoryLimitGiB,
+                        "GiB of tables above which inference refuses a network: exact's clique tables, "
+                        "the other algorithms' copies of the network's tables")
         ->check(numberAbove(0.0))
         ->capture_default_str();
+    command->add_option("--max-seconds", arguments.maxSeconds,
+                        "Time budget of epis and ais: sampling stops when it is spent, and the report says "
+                        "how many samples were drawn")
+        ->check(numberAbove(0.0));
     command->add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
@@ -78,19 +84,23 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
     command->add_option("--format", arguments.format, "table, json or csv")
         ->check(checkFormat)
         ->capture_default_str();
+    addReadLimitOptions(command, arguments.readLimits);
     return command;
 }
 
 void runInfer(InferArguments arguments, const CLI::App& command) {
     auto& options = arguments.options;
     if (command.count("--seed") > 0) options.seed = arguments.seed;
-    options.exactMemoryLimitBytes = static_cast<std::size_t>(arguments.exactMemoryLimitGiB * (1 << 30));
+    if (command.count("--max-seconds") > 0) options.maxSeconds = arguments.maxSeconds;
+    // Limits beyond what a size can count mean no limit.
+    const double limitBytes = arguments.memoryLimitGiB * (1 << 30);
+    options.memoryLimitBytes = limitBytes < 0x1p64 ? static_cast<std::size_t>(limitBytes) : SIZE_MAX;
     options.algorithm = *samplenet::algorithmNamed(arguments.algorithm);
     options.progress = samplenet::terminalProgressBar();
 
     const bool builtIn = arguments.networkPath.empty();
     const samplenet::Network network =
-        builtIn ? readExampleNetwork() : samplenet::readNetwork(arguments.networkPath);
+        builtIn ? readExampleNetwork() : samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
     const samplenet::Evidence evidence = readEvidence(network, arguments);
     const std::vector<int> shown = shownVariables(network, arguments.queries);
     const samplenet::InferenceResult result = samplenet::infer(network, evidence, options);
@@ -98,6 +108,10 @@ void runInfer(InferArguments arguments, const CLI::App& command) {
     const PosteriorReport report{builtIn ? kExampleNetworkDescription : arguments.networkPath,
                                  network, evidence, options, result, shown};
     std::cout << formatReport(report, *outputFormatNamed(arguments.format));
+    // Said on stderr too, where it reaches the user whatever the format.
+    if (result.samplesDrawn && *result.samplesDrawn < options.samples)
+        std::cerr << "samplenet: note: the time limit of " << *options.maxSeconds << " s stopped sampling after "
+                  << *result.samplesDrawn << " of " << options.samples << " samples\n";
 }
 
 }  // namespace samplenet_cli

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "lib/formats/read_limits.h"
 #include "lib/inference/inference.h"
 
 namespace samplenet_cli {
@@ -15,9 +16,11 @@ struct InferArguments {
     std::string algorithm = "epis";
     samplenet::InferenceOptions options;
     long seed = 0;  // used only when given
-    double exactMemoryLimitGiB = 4.0;
+    double maxSeconds = 0.0;  // used only when given
+    double memoryLimitGiB = 4.0;
     std::vector<std::string> queries;
     std::string format = "table";
+    samplenet::ReadLimits readLimits;
 };
 
 CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments);

@@ -31,10 +31,10 @@ int main(int argc, char** argv) {
     app.footer(kExitCodes);
     app.require_subcommand(1);
     samplenet_cli::InferArguments inferArguments;
-    std::string infoPath;
+    samplenet_cli::InfoArguments infoArguments;
     samplenet_cli::ConvertArguments convertArguments;
     CLI::App* infer = samplenet_cli::addInferCommand(app, inferArguments);
-    CLI::App* info = samplenet_cli::addInfoCommand(app, infoPath);
+    CLI::App* info = samplenet_cli::addInfoCommand(app, infoArguments);
     CLI::App* convert = samplenet_cli::addConvertCommand(app, convertArguments);
     samplenet_cli::BenchArguments benchArguments;
     CLI::App* bench = samplenet_cli::addBenchCommand(app, benchArguments);
@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
 
     try {
         if (infer->parsed()) samplenet_cli::runInfer(inferArguments, *infer);
-        if (info->parsed()) samplenet_cli::runInfo(infoPath);
+        if (info->parsed()) samplenet_cli::runInfo(infoArguments);
         if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
     } catch (const samplenet::InferenceError& error) {

@@ -67,6 +67,17 @@ CliqueStatistics measure(const CliqueTree& tree, const std::vector<int>& stateCo
     return stats;
 }
 
+// Scales the values to sum to 1 and returns the log of their former sum; a
+// zero sum means the evidence cannot happen.
+double normalise(double* values, std::size_t count) {
+    const double sum = std::accumulate(values, values + count, 0.0);
+    if (!(sum > 0.0)) throw EvidenceError(impossibleEvidence);
+    for (std::size_t i = 0; i < count; ++i) values[i] /= sum;
+    return std::log(sum);
+}
+
+}  // namespace
+
 std::string describeBytes(std::size_t bytes) {
     static const char* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
     double value = static_cast<double>(bytes);
@@ -79,17 +90,6 @@ std::string describeBytes(std::size_t bytes) {
     if (number.ends_with(".0")) number.resize(number.size() - 2);
     return number + " " + units[unit];
 }
-
-// Scales the values to sum to 1 and returns the log of their former sum; a
-// zero sum means the evidence cannot happen.
-double normalise(double* values, std::size_t count) {
-    const double sum = std::accumulate(values, values + count, 0.0);
-    if (!(sum > 0.0)) throw EvidenceError(impossibleEvidence);
-    for (std::size_t i = 0; i < count; ++i) values[i] /= sum;
-    return std::log(sum);
-}
-
-}  // namespace
 
 CliqueStatistics estimateCliques(const Network& network) {
     return measure(buildStructure(network), stateCountsOf(network));

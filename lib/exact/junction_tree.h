@@ -41,6 +41,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// "1.5 GiB": a size as memory messages show it.
+std::string describeBytes(std::size_t bytes);
+
 // Triangulates the network and measures its cliques without allocating them.
 CliqueStatistics estimateCliques(const Network& network);
 
