@@ -55,14 +55,19 @@ std::size_t entriesOf(const std::vector<int>& variables, const std::vector<int>&
 CliqueStatistics measure(const CliqueTree& tree, const std::vector<int>& stateCounts) {
     CliqueStatistics stats{static_cast<int>(tree.cliques.size()), 0, 0, 0, 0};
     std::size_t separatorTotal = 0;
+    std::size_t largestSeparator = 0;
     for (std::size_t c = 0; c < tree.cliques.size(); ++c) {
         const std::size_t entries = entriesOf(tree.cliques[c], stateCounts);
         stats.largestCliqueVariables = std::max(stats.largestCliqueVariables, static_cast<int>(tree.cliques[c].size()));
         stats.largestCliqueEntries = std::max(stats.largestCliqueEntries, entries);
         stats.totalEntries = saturatingAdd(stats.totalEntries, entries);
-        if (tree.parent[c] >= 0) separatorTotal = saturatingAdd(separatorTotal, entriesOf(tree.separators[c], stateCounts));
+        if (tree.parent[c] < 0) continue;
+        const std::size_t separator = entriesOf(tree.separators[c], stateCounts);
+        separatorTotal = saturatingAdd(separatorTotal, separator);
+        largestSeparator = std::max(largestSeparator, separator);
     }
-    const std::size_t doubles = saturatingAdd(saturatingMultiply(2, stats.totalEntries), separatorTotal);
+    const std::size_t doubles =
+        saturatingAdd(saturatingAdd(saturatingMultiply(2, stats.totalEntries), separatorTotal), largestSeparator);
     stats.estimatedBytes = saturatingMultiply(sizeof(double), doubles);
     return stats;
 }

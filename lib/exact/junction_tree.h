@@ -29,7 +29,9 @@ struct CliqueStatistics {
     std::size_t largestCliqueEntries;
     std::size_t totalEntries;  // over all cliques
     // Clique tables twice (the initial ones and each inference's working
-    // copy) plus separator messages; saturates rather than overflows.
+    // copy), separator messages and the buffer of the largest separator;
+    // saturates rather than overflows. The tree's structure (index lists,
+    // names) comes on top, a few hundred bytes to 2 KiB per variable.
     std::size_t estimatedBytes;
 
     bool operator==(const CliqueStatistics&) const = default;
