@@ -34,7 +34,7 @@ run_target() {
   # New inputs go to the first directory only, so the seeds stay as they are.
   local code=0
   ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-    "build-fuzz/fuzz/${target}_fuzzer" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+    "build-fuzz/fuzz/${target}_fuzzer" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$dir/findings/" "${dict[@]}" "${inputs[@]}" >"$dir/log" 2>&1 || code=$?
   echo "$code" >"$dir/status"
 }
