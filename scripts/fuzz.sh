@@ -21,7 +21,10 @@ jobs=${FUZZ_JOBS:-1}
 work=${FUZZ_DIR:-build-fuzz/runs}
 
 scripts/setup.sh --fuzz
-cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ -DSAMPLENET_FUZZ=ON >/dev/null
+# The compiler is chosen once: changing it later would wipe the cache.
+if [[ ! -f build-fuzz/CMakeCache.txt ]]; then
+  cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ -DSAMPLENET_FUZZ=ON >/dev/null
+fi
 cmake --build build-fuzz -j "$(nproc)"
 
 run_target() {
