@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <new>
 
 #include "cli/bench_command.h"
 #include "cli/convert_command.h"
@@ -54,6 +55,10 @@ int main(int argc, char** argv) {
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
     } catch (const samplenet::InferenceError& error) {
         return fail(error.what(), kInferenceFailed);
+    } catch (const std::bad_alloc&) {
+        return fail("out of memory; keep --max-table-entries, --max-total-entries and --memory-limit within what "
+                    "this machine holds",
+                    kInputError);
     } catch (const std::exception& error) {
         return fail(error.what(), kInputError);
     }
