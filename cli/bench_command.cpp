@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "cli/option_checks.h"
+#include "cli/read_limit_options.h"
 
 #include "lib/benchmark/report_format.h"
 #include "lib/exact/junction_tree.h"
@@ -46,11 +47,12 @@ CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments) {
     command->add_option("--format", arguments.format, "table, json or csv")
         ->check(CLI::IsMember({"table", "json", "csv"}))
         ->capture_default_str();
+    addReadLimitOptions(command, arguments.readLimits);
     return command;
 }
 
 void runBench(BenchArguments arguments) {
-    const samplenet::Network network = samplenet::readNetwork(arguments.networkPath);
+    const samplenet::Network network = samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
     const samplenet::JunctionTree exact(network);
     samplenet::BenchmarkOptions& benchmark = arguments.benchmark;
     benchmark.algorithms.clear();

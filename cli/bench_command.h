@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "lib/benchmark/accuracy_benchmark.h"
+#include "lib/formats/read_limits.h"
 
 namespace samplenet_cli {
 
@@ -14,6 +15,7 @@ struct BenchArguments {
     samplenet::BenchmarkOptions benchmark;
     samplenet::CaseOptions cases;
     std::string format = "table";
+    samplenet::ReadLimits readLimits;
 };
 
 CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments);

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "cli/read_limit_options.h"
 #include "lib/formats/formats.h"
 
 namespace samplenet_cli {
@@ -15,6 +16,7 @@ CLI::App* addConvertCommand(CLI::App& app, ConvertArguments& arguments) {
     command->add_option("input", arguments.input, "Network file to read")->required();
     command->add_option("output", arguments.output, "File to write (.bif, .xmlbif/.xml, .net, .uai, optionally .gz)")
         ->required();
+    addReadLimitOptions(command, arguments.readLimits);
     return command;
 }
 
@@ -27,7 +29,7 @@ void runConvert(const ConvertArguments& arguments) {
     const std::filesystem::path directory = target.parent_path().empty() ? "." : target.parent_path();
     if (!std::filesystem::is_directory(directory))
         throw std::invalid_argument("cannot write \"" + arguments.output + "\": no directory " + directory.string());
-    const samplenet::Network network = samplenet::readNetwork(arguments.input);
+    const samplenet::Network network = samplenet::readNetwork(arguments.input, arguments.readLimits);
 
     // Written beside the target under a name with the same extension, then
     // renamed, so that a failed write leaves no partial file behind.

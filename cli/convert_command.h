@@ -3,11 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
+#include "lib/formats/read_limits.h"
+
 namespace samplenet_cli {
 
 struct ConvertArguments {
     std::string input;
     std::string output;
+    samplenet::ReadLimits readLimits;
 };
 
 CLI::App* addConvertCommand(CLI::App& app, ConvertArguments& arguments);

@@ -1,6 +1,9 @@
 #include "cli/inference_arguments.h"
 
+#include <iostream>
+
 #include "cli/example_network.h"
+#include "cli/read_limit_options.h"
 #include "lib/formats/formats.h"
 #include "lib/inference/evidence_parser.h"
 #include "lib/inference/progress_bar.h"
@@ -31,6 +34,7 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
                        "File of evidence, one NODE=STATE or NODE=[...] per line, # comments; "
                        "or a UAI .evid file");
     addRunOptions(command, arguments.run);
+    addReadLimitOptions(&command, arguments.readLimits);
 }
 
 InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& command) {
@@ -39,12 +43,17 @@ InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& comm
 
     const bool builtIn = arguments.networkPath.empty();
     InferenceRun run{builtIn ? kExampleNetworkDescription : arguments.networkPath,
-                     builtIn ? readExampleNetwork() : samplenet::readNetwork(arguments.networkPath),
+                     builtIn ? readExampleNetwork() : samplenet::readNetwork(arguments.networkPath, arguments.readLimits),
                      {}, options, {}};
     run.evidence = readEvidence(run.network, arguments);
     return run;
 }
 
-void runInference(InferenceRun& run) { run.result = samplenet::infer(run.network, run.evidence, run.options); }
+void runInference(InferenceRun& run) {
+    run.result = samplenet::infer(run.network, run.evidence, run.options);
+    if (run.result.samplesDrawn && *run.result.samplesDrawn < run.options.samples)
+        std::cerr << "samplenet: note: the time limit of " << *run.options.maxSeconds << " s stopped sampling after "
+                  << *run.result.samplesDrawn << " of " << run.options.samples << " samples\n";
+}
 
 }  // namespace samplenet_cli

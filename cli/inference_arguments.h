@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/run_options.h"
+#include "lib/formats/read_limits.h"
 #include "lib/inference/inference.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
@@ -18,9 +19,11 @@ struct InferenceArguments {
     std::string evidenceFile;
     RunOptions run;
     std::vector<std::string> queries;
+    samplenet::ReadLimits readLimits;
 };
 
-// The network, the evidence and the run options; each command adds its -q.
+// The network, the evidence, the run options and the reading limits; each
+// command adds its -q.
 void addInferenceOptions(CLI::App& command, InferenceArguments& arguments);
 
 // A finished run and what it was asked.
@@ -35,6 +38,8 @@ struct InferenceRun {
 // Reads the network and the evidence and settles the options; throws on any
 // failure. The command checks the rest of its arguments, then calls runInference.
 InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& command);
+// Runs it, and says on stderr, where it reaches the user whatever the
+// output, when the time budget cut sampling short.
 void runInference(InferenceRun& run);
 
 }  // namespace samplenet_cli

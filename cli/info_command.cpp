@@ -4,20 +4,22 @@
 
 #include <iostream>
 
+#include "cli/read_limit_options.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/formats/formats.h"
 #include "lib/inference/network_shape.h"
 
 namespace samplenet_cli {
 
-CLI::App* addInfoCommand(CLI::App& app, std::string& networkPath) {
+CLI::App* addInfoCommand(CLI::App& app, InfoArguments& arguments) {
     CLI::App* command = app.add_subcommand("info", "Size and shape of a network");
-    command->add_option("network", networkPath, "Network file")->required();
+    command->add_option("network", arguments.networkPath, "Network file")->required();
+    addReadLimitOptions(command, arguments.readLimits);
     return command;
 }
 
-void runInfo(const std::string& networkPath) {
-    const samplenet::Network network = samplenet::readNetwork(networkPath);
+void runInfo(const InfoArguments& arguments) {
+    const samplenet::Network network = samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
     const samplenet::NetworkShape shape = samplenet::describeShape(network);
     std::string text = fmt::format("network: {}\n", network.name);
     text += fmt::format("nodes: {}\narcs: {}\n", shape.variables, shape.arcs);

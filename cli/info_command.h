@@ -3,11 +3,18 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
+#include "lib/formats/read_limits.h"
+
 namespace samplenet_cli {
 
-CLI::App* addInfoCommand(CLI::App& app, std::string& networkPath);
+struct InfoArguments {
+    std::string networkPath;
+    samplenet::ReadLimits readLimits;
+};
+
+CLI::App* addInfoCommand(CLI::App& app, InfoArguments& arguments);
 
 // Prints the network's structural figures on stdout.
-void runInfo(const std::string& networkPath);
+void runInfo(const InfoArguments& arguments);
 
 }  // namespace samplenet_cli

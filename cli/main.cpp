@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <new>
 
 #include "cli/batch_command.h"
 #include "cli/bench_command.h"
@@ -33,10 +34,10 @@ int main(int argc, char** argv) {
     app.footer(kExitCodes);
     app.require_subcommand(1);
     samplenet_cli::InferArguments inferArguments;
-    std::string infoPath;
+    samplenet_cli::InfoArguments infoArguments;
     samplenet_cli::ConvertArguments convertArguments;
     CLI::App* infer = samplenet_cli::addInferCommand(app, inferArguments);
-    CLI::App* info = samplenet_cli::addInfoCommand(app, infoPath);
+    CLI::App* info = samplenet_cli::addInfoCommand(app, infoArguments);
     CLI::App* convert = samplenet_cli::addConvertCommand(app, convertArguments);
     samplenet_cli::BenchArguments benchArguments;
     CLI::App* bench = samplenet_cli::addBenchCommand(app, benchArguments);
@@ -55,13 +56,17 @@ int main(int argc, char** argv) {
 
     try {
         if (infer->parsed()) samplenet_cli::runInfer(inferArguments, *infer);
-        if (info->parsed()) samplenet_cli::runInfo(infoPath);
+        if (info->parsed()) samplenet_cli::runInfo(infoArguments);
         if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
         if (plot->parsed()) samplenet_cli::runPlot(plotArguments, *plot);
         if (batch->parsed()) samplenet_cli::runBatch(batchArguments, *batch);
     } catch (const samplenet::InferenceError& error) {
         return fail(error.what(), kInferenceFailed);
+    } catch (const std::bad_alloc&) {
+        return fail("out of memory; keep --max-table-entries, --max-total-entries and --memory-limit within what "
+                    "this machine holds",
+                    kInputError);
     } catch (const std::exception& error) {
         return fail(error.what(), kInputError);
     }

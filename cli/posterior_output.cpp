@@ -27,7 +27,11 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
         const double log10P = *result.logProbabilityOfEvidence / std::log(10.0);
         return fmt::format("exact, P(evidence) = {:.6g} (log10 {:.4f})", std::pow(10.0, log10P), log10P);
     }
-    std::string text = fmt::format("{}, {} samples", samplenet::algorithmName(options.algorithm), options.samples);
+    const long drawn = report.result.samplesDrawn.value_or(options.samples);
+    std::string text = drawn < options.samples
+                           ? fmt::format("{}, {} of {} samples (time limit {} s)", samplenet::algorithmName(options.algorithm),
+                                         drawn, options.samples, options.maxSeconds.value_or(0.0))
+                           : fmt::format("{}, {} samples", samplenet::algorithmName(options.algorithm), options.samples);
     if (options.seed) text += fmt::format(", seed {}", *options.seed);
     return text;
 }
@@ -77,6 +81,7 @@ std::string jsonReport(const PosteriorReport& report) {
         json["log_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
     } else {
         json["samples"] = options.samples;
+        json["samples_drawn"] = report.result.samplesDrawn.value_or(options.samples);
         json["seed"] = options.seed ? nlohmann::ordered_json(*options.seed) : nlohmann::ordered_json(nullptr);
     }
     json["seconds"] = report.result.seconds;

@@ -1,5 +1,6 @@
 #include "cli/run_options.h"
 
+#include <cstdint>
 #include <stdexcept>
 
 #include "cli/option_checks.h"
@@ -20,10 +21,16 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
         ->check(wholeNumberAtLeast(0))
         ->capture_default_str();
     command
-        .add_option("--memory-limit", run.exactMemoryLimitGiB,
-                    "GiB of clique tables above which exact refuses a network")
+        .add_option("--memory-limit", run.memoryLimitGiB,
+                    "GiB of tables above which inference refuses a network: exact's clique tables, "
+                    "the other algorithms' copies of the network's tables")
         ->check(numberAbove(0.0))
         ->capture_default_str();
+    command
+        .add_option("--max-seconds", run.maxSeconds,
+                    "Time budget of epis and ais: sampling stops when it is spent, and the report says "
+                    "how many samples were drawn")
+        ->check(numberAbove(0.0));
     command.add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
@@ -33,7 +40,10 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
 samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::App& command) {
     samplenet::InferenceOptions options = run.options;
     if (command.count("--seed") > 0) options.seed = run.seed;
-    options.exactMemoryLimitBytes = static_cast<std::size_t>(run.exactMemoryLimitGiB * (1 << 30));
+    if (command.count("--max-seconds") > 0) options.maxSeconds = run.maxSeconds;
+    // Limits beyond what a size can count mean no limit.
+    const double limitBytes = run.memoryLimitGiB * (1 << 30);
+    options.memoryLimitBytes = limitBytes < 0x1p64 ? static_cast<std::size_t>(limitBytes) : SIZE_MAX;
     options.algorithm = *samplenet::algorithmNamed(run.algorithm);
     return options;
 }

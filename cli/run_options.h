@@ -13,8 +13,9 @@ namespace samplenet_cli {
 struct RunOptions {
     std::string algorithm = "epis";
     samplenet::InferenceOptions options;
-    long seed = 0;  // used only when given
-    double exactMemoryLimitGiB = 4.0;
+    long seed = 0;            // used only when given
+    double maxSeconds = 0.0;  // used only when given
+    double memoryLimitGiB = 4.0;
 };
 
 void addRunOptions(CLI::App& command, RunOptions& run);

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs the build tools and libraries samplenet needs (Debian/Ubuntu),
 # and Graphviz, which draws its pictures.
+#   scripts/setup.sh           the main build's and the Python package's
 #   scripts/setup.sh --tests   also what only the tests use (a headless browser)
+#   scripts/setup.sh --fuzz    also clang and its libFuzzer, for scripts/fuzz.sh
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
@@ -11,6 +13,7 @@ packages=(
   python3-dev python3-venv
 )
 [[ ${1:-} == --tests ]] && packages+=(chromium)
+[[ ${1:-} == --fuzz ]] && packages+=(clang libclang-rt-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

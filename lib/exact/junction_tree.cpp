@@ -55,17 +55,33 @@ std::size_t entriesOf(const std::vector<int>& variables, const std::vector<int>&
 CliqueStatistics measure(const CliqueTree& tree, const std::vector<int>& stateCounts) {
     CliqueStatistics stats{static_cast<int>(tree.cliques.size()), 0, 0, 0, 0};
     std::size_t separatorTotal = 0;
+    std::size_t largestSeparator = 0;
     for (std::size_t c = 0; c < tree.cliques.size(); ++c) {
         const std::size_t entries = entriesOf(tree.cliques[c], stateCounts);
         stats.largestCliqueVariables = std::max(stats.largestCliqueVariables, static_cast<int>(tree.cliques[c].size()));
         stats.largestCliqueEntries = std::max(stats.largestCliqueEntries, entries);
         stats.totalEntries = saturatingAdd(stats.totalEntries, entries);
-        if (tree.parent[c] >= 0) separatorTotal = saturatingAdd(separatorTotal, entriesOf(tree.separators[c], stateCounts));
+        if (tree.parent[c] < 0) continue;
+        const std::size_t separator = entriesOf(tree.separators[c], stateCounts);
+        separatorTotal = saturatingAdd(separatorTotal, separator);
+        largestSeparator = std::max(largestSeparator, separator);
     }
-    const std::size_t doubles = saturatingAdd(saturatingMultiply(2, stats.totalEntries), separatorTotal);
+    const std::size_t doubles =
+        saturatingAdd(saturatingAdd(saturatingMultiply(2, stats.totalEntries), separatorTotal), largestSeparator);
     stats.estimatedBytes = saturatingMultiply(sizeof(double), doubles);
     return stats;
 }
+
+// Scales the values to sum to 1 and returns the log of their former sum; a
+// zero sum means the evidence cannot happen.
+double normalise(double* values, std::size_t count) {
+    const double sum = std::accumulate(values, values + count, 0.0);
+    if (!(sum > 0.0)) throw EvidenceError(impossibleEvidence);
+    for (std::size_t i = 0; i < count; ++i) values[i] /= sum;
+    return std::log(sum);
+}
+
+}  // namespace
 
 std::string describeBytes(std::size_t bytes) {
     static const char* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
@@ -79,17 +95,6 @@ std::string describeBytes(std::size_t bytes) {
     if (number.ends_with(".0")) number.resize(number.size() - 2);
     return number + " " + units[unit];
 }
-
-// Scales the values to sum to 1 and returns the log of their former sum; a
-// zero sum means the evidence cannot happen.
-double normalise(double* values, std::size_t count) {
-    const double sum = std::accumulate(values, values + count, 0.0);
-    if (!(sum > 0.0)) throw EvidenceError(impossibleEvidence);
-    for (std::size_t i = 0; i < count; ++i) values[i] /= sum;
-    return std::log(sum);
-}
-
-}  // namespace
 
 CliqueStatistics estimateCliques(const Network& network) {
     return measure(buildStructure(network), stateCountsOf(network));

@@ -29,7 +29,9 @@ struct CliqueStatistics {
     std::size_t largestCliqueEntries;
     std::size_t totalEntries;  // over all cliques
     // Clique tables twice (the initial ones and each inference's working
-    // copy) plus separator messages; saturates rather than overflows.
+    // copy), separator messages and the buffer of the largest separator;
+    // saturates rather than overflows. The tree's structure (index lists,
+    // names) comes on top, a few hundred bytes to 2 KiB per variable.
     std::size_t estimatedBytes;
 
     bool operator==(const CliqueStatistics&) const = default;
@@ -40,6 +42,9 @@ class ExactMemoryError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// "1.5 GiB": a size as memory messages show it.
+std::string describeBytes(std::size_t bytes);
 
 // Triangulates the network and measures its cliques without allocating them.
 CliqueStatistics estimateCliques(const Network& network);

@@ -1,5 +1,7 @@
 #include "lib/formats/bif.h"
 
+#include <cmath>
+
 #include "lib/formats/lexer.h"
 #include "lib/formats/network_builder.h"
 #include "lib/formats/number_text.h"
@@ -11,7 +13,8 @@ constexpr Lexer::Syntax kBifSyntax{"{}()[],;|", true, false};
 
 class BifReader {
 public:
-    BifReader(std::string_view text, const std::string& path) : builder_(path), lexer_(text, builder_.errors(), kBifSyntax) {}
+    BifReader(std::string_view text, const std::string& path, const ReadLimits& limits)
+        : builder_(path, limits), lexer_(text, builder_.errors(), kBifSyntax) {}
 
     Network read() {
         while (lexer_.peek().kind != Token::Kind::End) {
@@ -58,8 +61,12 @@ private:
             lexer_.expect('[');
             const Token count = lexer_.next();
             const auto declared = parseNumber(count.text);
-            if (count.kind != Token::Kind::Word || !declared || *declared < 1 || *declared != static_cast<int>(*declared))
+            // Whole numbers up to 2^53, which a double holds exactly; the
+            // state limit then decides.
+            if (count.kind != Token::Kind::Word || !declared || !(*declared >= 1 && *declared <= 0x1p53) ||
+                *declared != std::floor(*declared))
                 lexer_.failAt(count, "state count");
+            builder_.checkStateCount(variable.name, static_cast<std::size_t>(*declared), count.line);
             lexer_.expect(']');
             lexer_.expect('{');
             variable.states.clear();
@@ -178,7 +185,9 @@ void appendValues(std::string& out, const double* values, std::size_t count) {
 
 }  // namespace
 
-Network readBif(std::string_view text, const std::string& path) { return BifReader(text, path).read(); }
+Network readBif(std::string_view text, const std::string& path, const ReadLimits& limits) {
+    return BifReader(text, path, limits).read();
+}
 
 std::string writeBif(const Network& network) {
     std::string out = "network ";

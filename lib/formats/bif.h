@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "lib/formats/read_limits.h"
 #include "lib/model/network.h"
 
 namespace samplenet {
@@ -11,7 +12,7 @@ namespace samplenet {
 // are given as rows `(parent states) p1, p2;`, a `default` row, or a flat
 // `table` in which the variable's own state varies slowest and the last
 // parent fastest. `path` only labels error messages.
-Network readBif(std::string_view text, const std::string& path);
+Network readBif(std::string_view text, const std::string& path, const ReadLimits& limits = {});
 
 // Parentless variables get a `table`, the others one row per parent
 // configuration; properties are written back as `property` lines.

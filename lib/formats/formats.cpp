@@ -49,14 +49,14 @@ std::optional<FileFormat> formatOfPath(const std::string& path) {
     return std::nullopt;
 }
 
-Network readNetwork(const std::string& path) {
+Network readNetwork(const std::string& path, const ReadLimits& limits) {
     const FileFormat format = requireFormat(path);
     const std::string text = readTextFile(path);
     switch (format) {
-        case FileFormat::Bif: return readBif(text, path);
-        case FileFormat::XmlBif: return readXmlBif(text, path);
-        case FileFormat::Net: return readNet(text, path);
-        case FileFormat::Uai: return readUai(text, path);
+        case FileFormat::Bif: return readBif(text, path, limits);
+        case FileFormat::XmlBif: return readXmlBif(text, path, limits);
+        case FileFormat::Net: return readNet(text, path, limits);
+        case FileFormat::Uai: return readUai(text, path, limits);
     }
     throw ParseError(path + ": unsupported format");
 }

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "lib/formats/read_limits.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
 
@@ -16,7 +17,7 @@ std::optional<FileFormat> formatOfPath(const std::string& path);
 
 // Reads and validates a network; gzip-compressed files are read directly.
 // Throws ParseError ("file:line: expected ...") or ModelError.
-Network readNetwork(const std::string& path);
+Network readNetwork(const std::string& path, const ReadLimits& limits = {});
 
 // Writes in the format of the path's extension (gzip-compressed for .gz).
 void writeNetwork(const Network& network, const std::string& path);

@@ -12,7 +12,8 @@ constexpr Lexer::Syntax kNetSyntax{"{}()=;|", false, true};
 
 class NetReader {
 public:
-    NetReader(std::string_view text, const std::string& path) : builder_(path), lexer_(text, builder_.errors(), kNetSyntax) {}
+    NetReader(std::string_view text, const std::string& path, const ReadLimits& limits)
+        : builder_(path, limits), lexer_(text, builder_.errors(), kNetSyntax) {}
 
     Network read() {
         if (!lexer_.peek().isWord("net")) lexer_.fail("'net'");
@@ -65,6 +66,7 @@ private:
                     if (lexer_.peek().kind != Token::Kind::String) lexer_.fail("quoted state name or ')'");
                     variable.states.emplace_back(lexer_.next().text);
                 }
+                builder_.checkStateCount(variable.name, variable.states.size(), name.line);
                 lexer_.expect(';');
                 hasStates = true;
             } else {
@@ -161,7 +163,9 @@ void appendData(std::string& out, const Network& network, const Variable& variab
 
 }  // namespace
 
-Network readNet(std::string_view text, const std::string& path) { return NetReader(text, path).read(); }
+Network readNet(std::string_view text, const std::string& path, const ReadLimits& limits) {
+    return NetReader(text, path, limits).read();
+}
 
 std::string writeNet(const Network& network) {
     std::string out = "net\n{\n";

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "lib/formats/read_limits.h"
 #include "lib/model/network.h"
 
 namespace samplenet {
@@ -12,7 +13,7 @@ namespace samplenet {
 // listed order with the node's own state innermost. Node and net attributes
 // other than `states` are kept as "key = value" properties; the net's `name`
 // attribute is the network name. `path` only labels error messages.
-Network readNet(std::string_view text, const std::string& path);
+Network readNet(std::string_view text, const std::string& path, const ReadLimits& limits = {});
 
 // Properties that are not of the form "key = value" cannot be expressed in
 // this format and are left out.

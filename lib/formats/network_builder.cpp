@@ -6,7 +6,7 @@
 
 namespace samplenet {
 
-NetworkBuilder::NetworkBuilder(std::string path) : errors_(std::move(path)) {}
+NetworkBuilder::NetworkBuilder(std::string path, const ReadLimits& limits) : errors_(std::move(path)), limits_(limits) {}
 
 Variable& NetworkBuilder::addVariable(std::string name, int line) {
     const int index = network_.size();
@@ -30,18 +30,31 @@ int NetworkBuilder::stateIndex(int variable, std::string_view state, int line) c
     return static_cast<int>(it - states.begin());
 }
 
+void NetworkBuilder::checkStateCount(std::string_view variable, std::size_t count, int line) const {
+    if (count > limits_.maxStates)
+        fail(line, "at most " + std::to_string(limits_.maxStates) + " states per variable (--max-states)",
+             std::to_string(count) + " for " + quoted(variable));
+}
+
 std::size_t NetworkBuilder::checkParents(int variable, const std::vector<int>& parents, int line) const {
-    constexpr std::size_t kMaxEntries = std::size_t{1} << 28;
+    const std::string& name = network_.variables[variable].name;
     std::size_t size = network_.variables[variable].states.size();
+    // Readers divide table sizes by the state count.
+    if (size == 0) fail(line, "states declared for " + quoted(name), "none");
+    bool tooLarge = false;
     for (auto parent = parents.begin(); parent != parents.end(); ++parent) {
         if (std::find(parents.begin(), parent, *parent) != parent)
             fail(line, "distinct parents", quoted(network_.variables[*parent].name) + " twice");
         const std::size_t states = network_.variables[*parent].states.size();
-        if (states != 0 && size > kMaxEntries / states)
-            fail(line, "a table of at most " + std::to_string(kMaxEntries) + " entries",
-                 "one for " + quoted(network_.variables[variable].name) + " that is larger");
-        size *= states;
+        if (states != 0 && size > limits_.maxTableEntries / states) tooLarge = true;
+        else size *= states;
     }
+    if (tooLarge || size > limits_.maxTableEntries)
+        fail(line, "a table of at most " + std::to_string(limits_.maxTableEntries) + " entries (--max-table-entries)",
+             "a larger one for " + quoted(name));
+    if (size > limits_.maxTotalEntries - std::min(totalEntries_, limits_.maxTotalEntries))
+        fail(line, "at most " + std::to_string(limits_.maxTotalEntries) + " table entries in all (--max-total-entries)",
+             "more with the table of " + quoted(name));
     return size;
 }
 
@@ -49,6 +62,7 @@ void NetworkBuilder::define(int variable, std::vector<int> parents, std::vector<
     Variable& target = network_.variables[variable];
     if (defined_[variable]) fail(line, "one table per variable", "a second one for " + quoted(target.name));
     defined_[variable] = true;
+    totalEntries_ += table.size();
     target.parents = std::move(parents);
     target.table = std::move(table);
 }

@@ -1,13 +1,23 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
+
+#include "lib/formats/read_limits.h"
 
 namespace samplenet {
 
 // Whole contents of a file, gunzipped if it is gzip-compressed (plain files
-// are read as they are). Throws ParseError "path: cannot open file: reason".
-std::string readTextFile(const std::string& path);
+// are read as they are). Throws ParseError "path: cannot open file: reason",
+// "path: cannot read file: reason", or "path: expected at most N bytes ..."
+// for a text longer than `maxBytes`.
+std::string readTextFile(const std::string& path, std::size_t maxBytes = ReadLimits{}.maxTextBytes);
+
+// `bytes` gunzipped when they start with the gzip magic (members one after
+// another are joined), otherwise as they are; errors as readTextFile's,
+// labelled with `path`.
+std::string decompressed(std::string_view bytes, const std::string& path, std::size_t maxBytes);
 
 // Replaces the file's contents with `text`, gzip-compressed when `compress`.
 // Throws ParseError "path: cannot write file: reason".

@@ -26,14 +26,11 @@ int readIndex(Lexer& lexer, std::string_view what, long long limit) {
 }
 
 constexpr long long kMaxCount = std::numeric_limits<int>::max();
-// Names are made for every state before the tables are read, so an absurd
-// state count must not get that far.
-constexpr long long kMaxStates = 1 << 16;
 
 }  // namespace
 
-Network readUai(std::string_view text, const std::string& path) {
-    NetworkBuilder builder(path);
+Network readUai(std::string_view text, const std::string& path, const ReadLimits& limits) {
+    NetworkBuilder builder(path, limits);
     Lexer lexer(text, builder.errors(), kUaiSyntax);
     if (!lexer.peek().isWord("BAYES")) lexer.fail("'BAYES'");
     lexer.next();
@@ -41,7 +38,11 @@ Network readUai(std::string_view text, const std::string& path) {
     for (int v = 0; v < count; ++v) {
         const Token at = lexer.peek();
         Variable& variable = builder.addVariable(concat({"v", std::to_string(v)}), at.line);
-        const int states = readIndex(lexer, "state count", kMaxStates);
+        // Names are made for every state before the tables are read, so an
+        // absurd state count must not get that far.
+        const Token statesAt = lexer.peek();
+        const int states = readIndex(lexer, "state count", kMaxCount);
+        builder.checkStateCount(variable.name, static_cast<std::size_t>(states), statesAt.line);
         for (int s = 0; s < states; ++s) variable.states.push_back(concat({"s", std::to_string(s)}));
     }
     const Token functionsAt = lexer.peek();

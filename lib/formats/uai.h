@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "lib/model/evidence.h"
+#include "lib/formats/read_limits.h"
 #include "lib/model/network.h"
 
 namespace samplenet {
@@ -12,7 +13,7 @@ namespace samplenet {
 // lists the parents and then the variable itself, and tables with the last
 // scope variable fastest. The format has no names, so variables are named
 // v0, v1, ... and states s0, s1, ... `path` only labels error messages.
-Network readUai(std::string_view text, const std::string& path);
+Network readUai(std::string_view text, const std::string& path, const ReadLimits& limits = {});
 
 // Variables and parents keep their order, so tables are written unchanged.
 std::string writeUai(const Network& network);

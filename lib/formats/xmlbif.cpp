@@ -3,6 +3,7 @@
 #include <pugixml.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 
 #include "lib/formats/network_builder.h"
@@ -14,7 +15,8 @@ namespace {
 
 class XmlBifReader {
 public:
-    XmlBifReader(std::string_view text, const std::string& path) : text_(text), builder_(path) {
+    XmlBifReader(std::string_view text, const std::string& path, const ReadLimits& limits)
+        : text_(text), builder_(path, limits) {
         for (std::size_t i = 0; i < text.size(); ++i)
             if (text[i] == '\n') lineEnds_.push_back(static_cast<std::ptrdiff_t>(i));
     }
@@ -56,7 +58,10 @@ private:
         const std::string type = element.attribute("TYPE").as_string("nature");
         if (type != "nature") builder_.fail(lineOf(element), "TYPE=\"nature\"", quoted(type));
         Variable& variable = builder_.addVariable(childText(element, "NAME"), lineOf(element));
-        for (const pugi::xml_node outcome : element.children("OUTCOME")) variable.states.emplace_back(trimmed(outcome.text().get()));
+        const auto outcomes = element.children("OUTCOME");
+        builder_.checkStateCount(variable.name, static_cast<std::size_t>(std::distance(outcomes.begin(), outcomes.end())),
+                                 lineOf(element));
+        for (const pugi::xml_node outcome : outcomes) variable.states.emplace_back(trimmed(outcome.text().get()));
         readProperties(element, variable.properties);
     }
 
@@ -97,7 +102,9 @@ void addProperties(pugi::xml_node parent, const std::vector<std::string>& proper
 
 }  // namespace
 
-Network readXmlBif(std::string_view text, const std::string& path) { return XmlBifReader(text, path).read(); }
+Network readXmlBif(std::string_view text, const std::string& path, const ReadLimits& limits) {
+    return XmlBifReader(text, path, limits).read();
+}
 
 std::string writeXmlBif(const Network& network) {
     pugi::xml_document document;

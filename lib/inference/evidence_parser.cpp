@@ -1,10 +1,11 @@
 #include "lib/inference/evidence_parser.h"
 
 #include <charconv>
-#include <fstream>
 #include <vector>
 
 #include "lib/formats/formats.h"
+#include "lib/formats/text_file.h"
+#include "lib/formats/uai.h"
 #include "lib/inference/evidence_check.h"
 #include "lib/model/errors.h"
 
@@ -90,13 +91,23 @@ void addEvidenceAssignment(const Network& network, std::string_view text, Eviden
 }
 
 Evidence readEvidenceFile(const Network& network, const std::string& path) {
-    if (path.ends_with(".evid")) return readUaiEvidence(network, path);
-    std::ifstream in(path);
-    if (!in) throw EvidenceError(path + ": cannot open the evidence file");
+    std::string text;
+    try {
+        text = readTextFile(path);
+    } catch (const ParseError& error) {
+        throw EvidenceError(error.what());
+    }
+    return readEvidenceText(network, text, path);
+}
+
+Evidence readEvidenceText(const Network& network, std::string_view text, const std::string& path) {
+    if (path.ends_with(".evid")) return readUaiEvidence(network, text, path);
     Evidence evidence;
-    std::string line;
-    for (int number = 1; std::getline(in, line); ++number) {
-        const std::string_view content = trimmed(std::string_view(line).substr(0, line.find('#')));
+    for (int number = 1; !text.empty(); ++number) {
+        const auto newline = text.find('\n');
+        const std::string_view line = text.substr(0, newline);
+        text.remove_prefix(newline == std::string_view::npos ? text.size() : newline + 1);
+        const std::string_view content = trimmed(line.substr(0, line.find('#')));
         if (content.empty()) continue;
         try {
             addEvidenceAssignment(network, content, evidence);

@@ -25,5 +25,8 @@ void addLikelihoodEvidence(const Network& network, std::string_view name, std::v
 // are prefixed with "file:line: ". Files ending in .evid are read as UAI
 // evidence, for networks read from UAI files.
 Evidence readEvidenceFile(const Network& network, const std::string& path);
+// The same for an evidence file's text; `path` labels the errors and picks
+// the UAI form when it ends in .evid.
+Evidence readEvidenceText(const Network& network, std::string_view text, const std::string& path);
 
 }  // namespace samplenet

@@ -6,6 +6,7 @@
 
 #include "engine/samplenet.h"
 #include "lib/exact/junction_tree.h"
+#include "lib/exact/saturating_arithmetic.h"
 #include "lib/model/errors.h"
 #include "lib/inference/evidence_check.h"
 #include "lib/inference/likelihood_evidence.h"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int kNoWeight = -5;
 constexpr int kZeroBelief = -26;
+constexpr double kMaxSeconds = 365.0 * 24 * 3600;
 
 constexpr std::array<std::pair<Algorithm, std::string_view>, 4> kAlgorithmNames{{
     {Algorithm::Epis, "epis"},
@@ -28,6 +30,9 @@ constexpr std::array<std::pair<Algorithm, std::string_view>, 4> kAlgorithmNames{
 void checkOptions(const InferenceOptions& options) {
     if (options.samples < 1) throw std::invalid_argument("the number of samples must be at least 1");
     if (options.lbpIterations < 1) throw std::invalid_argument("the number of iterations must be at least 1");
+    // A bound keeps the deadline within the clock's range.
+    if (options.maxSeconds && !(*options.maxSeconds > 0.0 && *options.maxSeconds <= kMaxSeconds))
+        throw std::invalid_argument("the time budget must be above 0 and at most a year of seconds");
     const EpisOptions& epis = options.epis;
     if (epis.propagationLength < 0) throw std::invalid_argument("the propagation length must not be negative");
     if (epis.stateCountLimit1 < 1 || epis.stateCountLimit2 < epis.stateCountLimit1 ||
@@ -69,6 +74,21 @@ std::string failedName(const Network& network, const Network& model, int v) {
     return quotedName(network, v);
 }
 
+// Copies of the network's tables a run makes: the one that is validated,
+// and for the engine three more per variable (its own table, the importance
+// table and what the samplers add up). Exact inference measures its clique
+// tables once the network is known to be valid.
+void checkTableCopies(const Network& network, const InferenceOptions& options) {
+    std::size_t entries = 0;
+    for (const Variable& variable : network.variables) entries = saturatingAdd(entries, variable.table.size());
+    const std::size_t copies = options.algorithm == Algorithm::Exact ? 1 : 4;
+    const std::size_t bytes = saturatingMultiply(copies * sizeof(double), entries);
+    if (bytes > options.memoryLimitBytes)
+        throw NetworkTooLargeError(std::string(algorithmName(options.algorithm)) + " needs about " + describeBytes(bytes) +
+                                   " for its copies of the network's tables, above the memory limit of " +
+                                   describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
+}
+
 InferenceResult engineRun(const Network& network, const Evidence& evidence, const InferenceOptions& options,
                           Driver driver) {
     const Network* model = &network;
@@ -80,7 +100,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
         model = &withLikelihoods;
     }
 
-    RunClock clock(options.seed, options.samples, options.progress);
+    RunClock clock(options.seed, options.samples, options.progress, options.maxSeconds);
     NetworkAdapter adapter(*model, observed, engineParams(options), options.samples, clock);
     const int code = runDriver(adapter, driver);
     clock.finish();
@@ -88,6 +108,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
 
     InferenceResult result;
     result.seconds = clock.seconds();
+    if (driver != &SampleNet::LBP) result.samplesDrawn = adapter.samplesDrawn();
     for (int v = 0; v < network.size(); ++v) {
         result.posteriors.push_back(adapter.beliefs(v));
         // Loopy belief propagation writes every belief at once without
@@ -108,7 +129,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
 
 InferenceResult exactRun(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
     const auto start = std::chrono::steady_clock::now();
-    const JunctionTree tree(network, ExactOptions{options.exactMemoryLimitBytes});
+    const JunctionTree tree(network, ExactOptions{options.memoryLimitBytes});
     ExactResult exact;
     try {
         exact = tree.infer(evidence);
@@ -141,6 +162,7 @@ std::optional<Algorithm> algorithmNamed(std::string_view name) {
 
 InferenceResult infer(const Network& given, const Evidence& evidence, const InferenceOptions& options) {
     checkOptions(options);
+    checkTableCopies(given, options);
     // The engine trusts what it is given, so a network built in code is
     // checked here like one read from a file.
     Network network = given;

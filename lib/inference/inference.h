@@ -50,8 +50,15 @@ struct InferenceOptions {
     // Rounds of message passing of loopy belief propagation; every round
     // updates every variable once.
     int lbpIterations = 50;
-    // Exact inference refuses networks whose clique tables need more.
-    std::size_t exactMemoryLimitBytes = std::size_t{4} << 30;
+    // Inference refuses networks whose tables would need more: exact
+    // inference its clique tables, the other algorithms their working
+    // copies of the network's tables.
+    std::size_t memoryLimitBytes = std::size_t{4} << 30;
+    // Time budget of a sampling run: once it is spent, EPIS and AIS stop
+    // drawing samples and report from those drawn (at least 4095: the clock
+    // is read every 4096 samples). Their set-up stages (EPIS's propagation,
+    // AIS's learning) run to the end.
+    std::optional<double> maxSeconds;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };
@@ -61,9 +68,18 @@ struct InferenceResult {
     std::vector<std::vector<double>> posteriors;
     std::vector<bool> valid;  // valid[v]: posteriors[v] was computed
     double seconds = 0.0;
+    // Samples the sampling stage drew (EPIS, AIS): the requested number, or
+    // fewer when the time budget ran out.
+    std::optional<long> samplesDrawn;
     // Natural log of the probability of the evidence, where the algorithm
     // computes it (exact inference).
     std::optional<double> logProbabilityOfEvidence;
+};
+
+// The network is too large for the chosen algorithm within the memory limit.
+class NetworkTooLargeError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
 };
 
 // Inference that could not produce posteriors: the evidence is impossible,
@@ -76,7 +92,8 @@ public:
 };
 
 // Posterior marginals of every variable. Throws ModelError for a network
-// that fails validate(), std::invalid_argument for bad options,
+// that fails validate(), NetworkTooLargeError (or ExactMemoryError) for one
+// above the memory limit, std::invalid_argument for bad options,
 // EvidenceError for malformed evidence, InferenceError when inference fails. Runs must not
 // overlap: the samplers' random state and clock are process-wide.
 InferenceResult infer(const Network& network, const Evidence& evidence, const InferenceOptions& options);

@@ -1,5 +1,6 @@
 #include "lib/inference/network_adapter.h"
 
+#include <algorithm>
 #include <climits>
 #include <numeric>
 
@@ -70,9 +71,13 @@ void NetworkAdapter::GetChildren(int node, fastarray<int, 24, int>& list) const 
     for (int c : childLists[order[node]]) list.push_back(position[c]);
 }
 
+// The engine asks before the first sample and after each one, so the
+// answer can end its loop early: once the time budget is spent, it is the
+// number drawn so far.
 int NetworkAdapter::GetNumberOfSamples() {
     clock.countSample();
-    return samples;
+    const int drawn = asked++;
+    return clock.outOfTime() ? std::min(drawn, samples) : samples;
 }
 
 // Beliefs are validated in engine order. A driver that fails on node i

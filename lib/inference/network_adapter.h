@@ -24,6 +24,8 @@ public:
     // could not compute (the one it validated last) and returns it, or -1
     // when it failed before validating any.
     int recordFailure();
+    // Samples of the sampling stage drawn so far.
+    int samplesDrawn() const { return asked > 0 ? asked - 1 : 0; }
 
     int GetNodeCount() const override { return network.size(); }
     void PartialOrdering() override;
@@ -46,6 +48,7 @@ private:
     std::vector<int> evidence;  // state, or -1
     EpisParams params;
     int samples;
+    int asked = 0;  // calls of GetNumberOfSamples
     int depth;
     RunClock& clock;
     // The engine writes through const accessors, so its buffers are mutable.

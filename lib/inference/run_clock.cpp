@@ -11,13 +11,15 @@ constexpr std::chrono::milliseconds kQuietStart{1000};
 constexpr std::chrono::milliseconds kReportInterval{100};
 }  // namespace
 
-RunClock::RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress)
+RunClock::RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress,
+                   std::optional<double> maxSeconds)
     : samplesTotal(samplesTotal), progress(std::move(progress)), fixedSeed(seed.has_value()) {
     // The samplers seed from time XOR clock; a fixed time and a zero clock
     // make that the seed itself.
     if (seed) qvr_clock::FixReadings(*seed, 0);
     start = Clock::now();
     lastReport = start;
+    if (maxSeconds) deadline = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*maxSeconds));
 }
 
 RunClock::~RunClock() {
@@ -35,8 +37,10 @@ double RunClock::seconds() const {
 }
 
 void RunClock::checkProgress() {
-    if (!progress) return;
+    if (!progress && !deadline) return;
     const auto now = Clock::now();
+    if (deadline && now >= *deadline) outOfTime_ = true;
+    if (!progress) return;
     if (now - start < kQuietStart || now - lastReport < kReportInterval) return;
     lastReport = now;
     report(false);

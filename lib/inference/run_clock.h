@@ -18,10 +18,12 @@ using ProgressCallback = std::function<void(const Progress&)>;
 // Every engine run goes through one RunClock. It fixes the samplers' clock
 // readings for the run when a seed is given (they seed from the clock, and
 // only the low 15 bits of the seed take effect), measures the run's time, and
-// reports progress of runs that last longer than a second.
+// reports progress of runs that last longer than a second. With a time
+// budget it also tells when the budget is spent.
 class RunClock {
 public:
-    RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress);
+    RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress,
+             std::optional<double> maxSeconds = std::nullopt);
     RunClock(const RunClock&) = delete;
     RunClock& operator=(const RunClock&) = delete;
     ~RunClock();
@@ -30,6 +32,9 @@ public:
     void countSample() {
         if (++samplesDone % kSamplesBetweenChecks == 0) checkProgress();
     }
+    // Whether the time budget was found spent at the last reading, which is
+    // at most a few thousand samples old.
+    bool outOfTime() const { return outOfTime_; }
     // Ends the run: stops the time and closes any progress display.
     void finish();
     double seconds() const;
@@ -46,7 +51,9 @@ private:
     ProgressCallback progress;
     bool fixedSeed;
     bool reported = false;
+    bool outOfTime_ = false;
     Clock::time_point start;
+    std::optional<Clock::time_point> deadline;
     std::optional<Clock::time_point> end;
     Clock::time_point lastReport;
 };

@@ -24,5 +24,5 @@ def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_l
         options.seed = _whole_at_least("seed", seed, 0)
     if not memory_limit_gib > 0:
         raise ValueError(f"memory_limit_gib must be above 0, got {memory_limit_gib!r}")
-    options.exact_memory_limit_bytes = int(memory_limit_gib * (1 << 30))
+    options.memory_limit_bytes = int(memory_limit_gib * (1 << 30))
     return options

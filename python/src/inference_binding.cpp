@@ -86,7 +86,7 @@ void bindInference(nb::module_& module) {
         .def_prop_rw(
             "propagation_length", [](const InferenceOptions& options) { return options.epis.propagationLength; },
             [](InferenceOptions& options, int rounds) { options.epis.propagationLength = rounds; })
-        .def_rw("exact_memory_limit_bytes", &InferenceOptions::exactMemoryLimitBytes);
+        .def_rw("memory_limit_bytes", &InferenceOptions::memoryLimitBytes);
     module.def("infer", &inferOne, nb::arg("network"), nb::arg("hard"), nb::arg("likelihood"), nb::arg("options"));
     module.def("run_cases", &runCases, nb::arg("network"), nb::arg("columns"), nb::arg("rows"), nb::arg("queried"),
                nb::arg("options"), nb::arg("run_seed"), nb::arg("first_case"));

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -107,6 +108,36 @@ TEST(InferCommand, FixedSeedRepeats) {
     const auto first = runSamplenet(arguments);
     ASSERT_EQ(first.exitCode, 0) << first.err;
     EXPECT_EQ(runSamplenet(arguments).out, first.out);
+}
+
+// Two billion samples would take minutes; the budget stops each sampler
+// within it, and every format says how many samples were drawn.
+TEST(InferCommand, TimeBudgetStopsSamplingAndSaysHowFar) {
+    for (const char* algorithm : {"epis", "ais"}) {
+        const auto start = std::chrono::steady_clock::now();
+        const auto run = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", algorithm, "-n",
+                                       "2000000000", "--max-seconds", "0.3", "--format", "json"});
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        ASSERT_EQ(run.exitCode, 0) << algorithm << "\n" << run.err;
+        EXPECT_LT(seconds, 20.0) << algorithm;
+        const auto json = nlohmann::json::parse(run.out);
+        const long drawn = json.at("samples_drawn").get<long>();
+        EXPECT_GE(drawn, 4095) << algorithm;
+        EXPECT_LT(drawn, 2000000000) << algorithm;
+        EXPECT_EQ(json.at("samples").get<long>(), 2000000000) << algorithm;
+        EXPECT_NEAR(fromJson(run.out).at("Smoker")[0], kSmokerGivenCough, 0.02) << algorithm;
+        EXPECT_EQ(run.err, "samplenet: note: the time limit of 0.3 s stopped sampling after " + std::to_string(drawn) +
+                               " of 2000000000 samples\n");
+    }
+    const auto table = runSamplenet({"infer", dataFile("smoker.bif"), "-n", "2000000000", "--max-seconds", "0.2"});
+    ASSERT_EQ(table.exitCode, 0) << table.err;
+    EXPECT_NE(table.out.find(" of 2000000000 samples (time limit 0.2 s)"), std::string::npos) << table.out;
+
+    // A budget that is not reached changes nothing.
+    const auto whole = runSamplenet({"infer", dataFile("smoker.bif"), "-n", "5000", "--max-seconds", "100", "--format", "json"});
+    ASSERT_EQ(whole.exitCode, 0) << whole.err;
+    EXPECT_EQ(nlohmann::json::parse(whole.out).at("samples_drawn").get<long>(), 5000);
+    EXPECT_EQ(whole.err, "");
 }
 
 TEST(InferCommand, RunsTheBuiltInExampleFromAnyDirectory) {

@@ -69,6 +69,11 @@ TEST(EvidenceParser, ReadsFilesWithCommentsAndReportsLines) {
     }
     std::filesystem::remove(path);
     EXPECT_THROW(samplenet::readEvidenceFile(smokerNetwork(), path.string()), samplenet::EvidenceError);
+
+    // The text form: Windows line ends, no final newline, and .evid for UAI.
+    EXPECT_EQ(samplenet::readEvidenceText(smokerNetwork(), "Smoker=no\r\nCough=bad", "e.txt").hard,
+              (std::map<int, int>{{0, 1}, {1, 2}}));
+    EXPECT_EQ(samplenet::readEvidenceText(smokerNetwork(), "1 1 2", "e.evid").hard, (std::map<int, int>{{1, 2}}));
 }
 
 }  // namespace

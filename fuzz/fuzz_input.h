@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace samplenet::fuzzing {
+
+// What a fuzz target feeds its input to.
+enum class Target { Bif, XmlBif, Net, Uai, Gzip, Evidence };
+
+std::optional<Target> targetNamed(std::string_view name);
+
+enum class Outcome { Accepted, Refused };
+
+// Feeds arbitrary bytes to the target: a reader (gzip: decompression, then
+// the BIF reader), or the evidence parser on a fixed network, where the
+// first byte picks a NODE=STATE file or a UAI .evid file. Returns whether
+// the input was accepted or refused with one of the documented exceptions;
+// throws std::logic_error when an accepted result breaks what the readers
+// promise (an invalid network, evidence out of bounds). Anything else that
+// escapes is a fault.
+Outcome consume(Target target, std::string_view bytes);
+
+}  // namespace samplenet::fuzzing
