@@ -27,11 +27,12 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
         const double log10P = *result.logProbabilityOfEvidence / std::log(10.0);
         return fmt::format("exact, P(evidence) = {:.6g} (log10 {:.4f})", std::pow(10.0, log10P), log10P);
     }
-    const long drawn = report.result.samplesDrawn.value_or(options.samples);
+    const long drawn = result.samplesDrawn.value_or(options.samples);
+    const std::string_view name = samplenet::algorithmName(options.algorithm);
     std::string text = drawn < options.samples
-                           ? fmt::format("{}, {} of {} samples (time limit {} s)", samplenet::algorithmName(options.algorithm),
-                                         drawn, options.samples, options.maxSeconds.value_or(0.0))
-                           : fmt::format("{}, {} samples", samplenet::algorithmName(options.algorithm), options.samples);
+                           ? fmt::format("{}, {} of {} samples (time limit {} s)", name, drawn, options.samples,
+                                         options.maxSeconds.value_or(0.0))
+                           : fmt::format("{}, {} samples", name, options.samples);
     if (options.seed) text += fmt::format(", seed {}", *options.seed);
     return text;
 }
