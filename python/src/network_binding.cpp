@@ -62,7 +62,8 @@ void bindNetwork(nb::module_& module) {
         .def("save", [](const samplenet::Network& network, const std::string& path) {
             samplenet::writeNetwork(network, path);
         });
-    module.def("read_network", &samplenet::readNetwork, nb::arg("path"));
+    // The default reading limits; the file names what exceeds them.
+    module.def("read_network", [](const std::string& path) { return samplenet::readNetwork(path); }, nb::arg("path"));
     module.def("build_network", &buildNetwork, nb::arg("name"), nb::arg("nodes"));
 }
 
