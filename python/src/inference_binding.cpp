@@ -31,10 +31,7 @@ using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<dou
 // process-wide, so two runs in one process must never overlap.
 RunResult inferOne(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
                    const std::map<std::string, std::vector<double>>& likelihood, const InferenceOptions& options) {
-    samplenet::Evidence evidence;
-    for (const auto& [name, state] : hard) samplenet::addHardEvidence(network, name, state, evidence);
-    for (const auto& [name, values] : likelihood) samplenet::addLikelihoodEvidence(network, name, values, evidence);
-    samplenet::InferenceResult result = samplenet::infer(network, evidence, options);
+    samplenet::InferenceResult result = samplenet::infer(network, evidenceByName(network, hard, likelihood), options);
     return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds};
 }
 
@@ -67,6 +64,14 @@ CaseRows runCases(const samplenet::Network& network, const std::vector<std::stri
 }
 
 }  // namespace
+
+samplenet::Evidence evidenceByName(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
+                                   const std::map<std::string, std::vector<double>>& likelihood) {
+    samplenet::Evidence evidence;
+    for (const auto& [name, state] : hard) samplenet::addHardEvidence(network, name, state, evidence);
+    for (const auto& [name, values] : likelihood) samplenet::addLikelihoodEvidence(network, name, values, evidence);
+    return evidence;
+}
 
 void bindInference(nb::module_& module) {
     nb::class_<InferenceOptions>(module, "Options")

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "lib/inference/evidence_parser.h"
 #include "lib/plot/graphviz_render.h"
 #include "lib/plot/posterior_picture.h"
 #include "python/src/bindings.h"
@@ -23,9 +22,7 @@ namespace {
 std::string pictureSvg(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
                        const std::map<std::string, std::vector<double>>& likelihood,
                        std::vector<std::vector<double>> posteriors, const std::vector<int>& queried) {
-    samplenet::Evidence evidence;
-    for (const auto& [name, state] : hard) samplenet::addHardEvidence(network, name, state, evidence);
-    for (const auto& [name, values] : likelihood) samplenet::addLikelihoodEvidence(network, name, values, evidence);
+    const samplenet::Evidence evidence = evidenceByName(network, hard, likelihood);
     samplenet::InferenceResult result;
     result.posteriors = std::move(posteriors);
     const samplenet::PosteriorPicture picture{network, evidence, result,
