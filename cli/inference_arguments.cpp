@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "cli/example_network.h"
+#include "cli/option_checks.h"
 #include "cli/read_limit_options.h"
 #include "lib/formats/formats.h"
 #include "lib/inference/evidence_parser.h"
@@ -34,6 +35,12 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
                        "File of evidence, one NODE=STATE or NODE=[...] per line, # comments; "
                        "or a UAI .evid file");
     addRunOptions(command, arguments.run);
+    command
+        .add_option("--jobs", arguments.run.options.jobs,
+                    "Threads that share the samples of one epis or ais run; results depend on the seed and "
+                    "the job count, and 1 gives the single-threaded results")
+        ->check(wholeNumberAtLeast(1))
+        ->capture_default_str();
     addReadLimitOptions(&command, arguments.readLimits);
 }
 
@@ -54,6 +61,15 @@ void runInference(InferenceRun& run) {
     if (run.result.samplesDrawn && *run.result.samplesDrawn < run.options.samples)
         std::cerr << "samplenet: note: the time limit of " << *run.options.maxSeconds << " s stopped sampling after "
                   << *run.result.samplesDrawn << " of " << run.options.samples << " samples\n";
+    if (!run.result.sampling) return;
+    const samplenet::SamplingReport& sampling = *run.result.sampling;
+    if (sampling.distinct < sampling.drawn)
+        std::cerr << "samplenet: warning: only " << sampling.distinct << " of " << sampling.drawn
+                  << " samples are distinct draws: the generator's stream of 2^31 numbers repeats after that, so "
+                     "more samples add no information\n";
+    if (sampling.lostToRange > 0)
+        std::cerr << "samplenet: note: " << sampling.lostToRange << " of " << sampling.drawn
+                  << " samples were lost because their weight left the range of double\n";
 }
 
 }  // namespace samplenet_cli

@@ -83,6 +83,13 @@ std::string jsonReport(const PosteriorReport& report) {
     } else {
         json["samples"] = options.samples;
         json["samples_drawn"] = report.result.samplesDrawn.value_or(options.samples);
+        json["jobs"] = options.jobs;
+        if (const auto& sampling = report.result.sampling) {
+            json["distinct_samples"] = sampling->distinct;
+            json["zero_weight_samples"] = sampling->impossible + sampling->lostToRange;
+            json["samples_lost_to_range"] = sampling->lostToRange;
+            json["samples_outside_double_range"] = sampling->outsideDouble;
+        }
         json["seed"] = options.seed ? nlohmann::ordered_json(*options.seed) : nlohmann::ordered_json(nullptr);
     }
     json["seconds"] = report.result.seconds;

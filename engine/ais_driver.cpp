@@ -10,28 +10,32 @@ constexpr int kUpdateInterval = 2500;
 
 }  // namespace
 
-int SampleNet::BN_AIS_Sampling() {
-    learningRate = kInitialLearningRate;
+void sampler_steps::PrepareAis(SampleNet& net) {
+    net.learningRate = kInitialLearningRate;
     engine_random::SeedFromHostClock();
-    if (nodeCount > 0) {
-        SetTotalTableToZero();
-        InitAllWeights();
-        for (int i = 0; i < nodeCount; ++i)
-            if (nodes[i]->evidence < 0) InitNormalizedTable(i, false);
+    if (net.nodeCount > 0) {
+        net.SetTotalTableToZero();
+        net.InitAllWeights();
+        for (int i = 0; i < net.nodeCount; ++i)
+            if (net.nodes[i]->evidence < 0) net.InitNormalizedTable(i, false);
         // After the pass above, so that parents of evidence end uniform.
-        for (int i = 0; i < nodeCount; ++i) {
-            const SampleNode& node = *nodes[i];
+        for (int i = 0; i < net.nodeCount; ++i) {
+            const SampleNode& node = *net.nodes[i];
             if (node.evidence < 0) continue;
-            for (int p = 0; p < node.parents.numElements; ++p) InitNormalizedTable(node.parents[p], true);
+            for (int p = 0; p < node.parents.numElements; ++p) net.InitNormalizedTable(node.parents[p], true);
         }
     }
 
     for (int k = 1; k <= kLearningSamples; ++k) {
-        AddImportantTable(OneImportanceSample(), false);
-        if (k % kUpdateInterval == 0) UpdateNormalizedTable();
+        net.AddImportantTable(net.OneImportanceSample(), false);
+        if (k % kUpdateInterval == 0) net.UpdateNormalizedTable();
     }
 
-    if (nodeCount > 0) SetTotalTableToZero();
+    if (net.nodeCount > 0) net.SetTotalTableToZero();
+}
+
+int SampleNet::BN_AIS_Sampling() {
+    sampler_steps::PrepareAis(*this);
     sampler_steps::DrawFinalSamples(*this);
     return sampler_steps::WriteBeliefs(*this);
 }

@@ -4,17 +4,21 @@
 #include "engine/sampler_steps.h"
 #include "engine/samplenet.h"
 
-int SampleNet::BN_EPIS_Sampling() {
-    propagation::Prepare(*this);
+void sampler_steps::PrepareEpis(SampleNet& net) {
+    propagation::Prepare(net);
     engine_random::SeedFromHostClock();
-    int iterations = adapter->GetDepthOfNet();
-    const int configured = adapter->GetEPISParams()->propagationLength;
+    int iterations = net.adapter->GetDepthOfNet();
+    const int configured = net.adapter->GetEPISParams()->propagationLength;
     if (iterations > configured) iterations = configured;
     // Only the lambda messages the propagation leaves behind are used, so an
     // empty belief on the way is harmless.
-    propagation::Run(*this, iterations, propagation::OnEmptyBelief::MakeUniform);
-    posterior_tables::Build(*this);
-    if (nodeCount > 0) SetTotalTableToZero();
+    propagation::Run(net, iterations, propagation::OnEmptyBelief::MakeUniform);
+    posterior_tables::Build(net);
+    if (net.nodeCount > 0) net.SetTotalTableToZero();
+}
+
+int SampleNet::BN_EPIS_Sampling() {
+    sampler_steps::PrepareEpis(*this);
     sampler_steps::DrawFinalSamples(*this);
     return sampler_steps::WriteBeliefs(*this);
 }

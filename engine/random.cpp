@@ -38,15 +38,9 @@ void SeedFromHostClock() {
 
 double SampleNode::RandLcg() {
     // 64-bit wrap-around arithmetic, done unsigned to keep it defined.
-    seednumber = static_cast<long long>(static_cast<std::uint64_t>(seednumber) * 214013u + 2531011u);
-    const long long x = (seednumber >> 16) & 0x7fff;
-    double u = static_cast<double>(x) * 3.051850947599719e-05;
-    if (u == 0.0) {
-        u = 0.0 + 1e-11;
-    } else if (u == 1.0) {
-        u = 1.0 + (-1e-11);
-    }
-    return u;
+    const std::uint64_t next = engine_random::LcgStep(static_cast<std::uint64_t>(seednumber));
+    seednumber = static_cast<long long>(next);
+    return engine_random::LcgUniform(next);
 }
 
 double SampleNode::Rand01() {

@@ -5,6 +5,16 @@ class SampleNet;
 // Steps shared by the two importance samplers.
 namespace sampler_steps {
 
+// Everything BN_EPIS_Sampling does before its final samples: the evidence
+// pre-propagation, the importance tables, cleared accumulators, initial
+// weights and the seed. A host that draws the final samples itself starts
+// from here and from the generator's current seed.
+void PrepareEpis(SampleNet& net);
+
+// Everything BN_AIS_Sampling does before its final samples: the seed, the
+// heuristic tables and the learning stage, with cleared accumulators.
+void PrepareAis(SampleNet& net);
+
 // Draws the host's requested number of samples from the current importance
 // tables, asking the host for the count before every sample.
 void DrawFinalSamples(SampleNet& net);

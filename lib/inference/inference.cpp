@@ -2,6 +2,7 @@
 
 #include <array>
 #include <chrono>
+#include <functional>
 #include <utility>
 
 #include "engine/samplenet.h"
@@ -30,6 +31,11 @@ constexpr std::array<std::pair<Algorithm, std::string_view>, 4> kAlgorithmNames{
 void checkOptions(const InferenceOptions& options) {
     if (options.samples < 1) throw std::invalid_argument("the number of samples must be at least 1");
     if (options.lbpIterations < 1) throw std::invalid_argument("the number of iterations must be at least 1");
+    if (options.jobs < 1) throw std::invalid_argument("the number of jobs must be at least 1");
+    if (options.jobs > options.samples)
+        throw std::invalid_argument("the number of jobs (" + std::to_string(options.jobs) +
+                                    ") must not exceed the number of samples (" + std::to_string(options.samples) +
+                                    ")");
     // A bound keeps the deadline within the clock's range.
     if (options.maxSeconds && !(*options.maxSeconds > 0.0 && *options.maxSeconds <= kMaxSeconds))
         throw std::invalid_argument("the time budget must be above 0 and at most a year of seconds");
@@ -51,18 +57,18 @@ EpisParams engineParams(const InferenceOptions& options) {
                       epis.epsilon1, epis.epsilon2,         epis.epsilon3,         epis.epsilon4};
 }
 
-using Driver = int (SampleNet::*)();
+using Driver = std::function<int(SampleNet&)>;
 
 // One engine run in the order the engine requires; the importance
 // parameters are cleared on every way out.
-int runDriver(NetworkAdapter& adapter, Driver driver) {
+int runDriver(NetworkAdapter& adapter, const Driver& driver) {
     SampleNet net(adapter);
     struct ClearOnExit {
         SampleNet& net;
         ~ClearOnExit() { net.ClearImportanceParameter(); }
     } clear{net};
     net.SetParameterForImportanceSampling();
-    return (net.*driver)();
+    return driver(net);
 }
 
 std::string quotedName(const Network& network, int v) { return "\"" + network.variables[v].name + "\""; }
@@ -89,8 +95,17 @@ void checkTableCopies(const Network& network, const InferenceOptions& options) {
                                    describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
 }
 
-InferenceResult engineRun(const Network& network, const Evidence& evidence, const InferenceOptions& options,
-                          Driver driver) {
+std::string noWeightMessage(const std::string& variable, const InferenceOptions& options,
+                            const std::optional<SamplingReport>& sampling) {
+    if (sampling && sampling->lostToRange > 0)
+        return "no sample kept a weight within the range of double: " + std::to_string(sampling->lostToRange) +
+               " of " + std::to_string(sampling->drawn) + " samples were lost to underflow or overflow and " +
+               std::to_string(sampling->impossible) + " were incompatible with the evidence";
+    return "no sample was compatible with the evidence: " + variable + " got no weight from " +
+           std::to_string(options.samples) + " samples (the evidence may be too unlikely for this sample count)";
+}
+
+InferenceResult engineRun(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
     const Network* model = &network;
     Network withLikelihoods;
     std::map<int, int> observed = evidence.hard;
@@ -102,13 +117,24 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
 
     RunClock clock(options.seed, options.samples, options.progress, options.maxSeconds);
     NetworkAdapter adapter(*model, observed, engineParams(options), options.samples, clock);
+    std::optional<SamplingReport> sampling;
+    Driver driver = [](SampleNet& net) { return net.LBP(); };
+    if (options.algorithm != Algorithm::Lbp) {
+        SamplingSettings settings{options.jobs, [&clock](long drawn) { return clock.poll(drawn); }};
+        const ImportanceSampler sampler =
+            options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
+        driver = [&, settings, sampler](SampleNet& net) {
+            return runImportanceSampler(net, sampler, settings, sampling.emplace());
+        };
+    }
     const int code = runDriver(adapter, driver);
     clock.finish();
     const int failed = code == 0 ? -1 : adapter.recordFailure();
 
     InferenceResult result;
     result.seconds = clock.seconds();
-    if (driver != &SampleNet::LBP) result.samplesDrawn = adapter.samplesDrawn();
+    if (sampling) result.samplesDrawn = sampling->drawn;
+    result.sampling = sampling;
     for (int v = 0; v < network.size(); ++v) {
         result.posteriors.push_back(adapter.beliefs(v));
         // Loopy belief propagation writes every belief at once without
@@ -117,10 +143,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     }
     if (code == 0) return result;
     if (code == kNoWeight)
-        throw InferenceError("no sample was compatible with the evidence: " + failedName(network, *model, failed) +
-                                 " got no weight from " + std::to_string(options.samples) +
-                                 " samples (the evidence may be too unlikely for this sample count)",
-                             std::move(result));
+        throw InferenceError(noWeightMessage(failedName(network, *model, failed), options, sampling), std::move(result));
     if (code == kZeroBelief)
         throw InferenceError("belief propagation left a variable with no state compatible with the evidence",
                              std::move(result));
@@ -173,9 +196,9 @@ InferenceResult infer(const Network& given, const Evidence& evidence, const Infe
                                  " is compatible with it",
                              InferenceResult{});
     switch (options.algorithm) {
-        case Algorithm::Epis: return engineRun(network, evidence, options, &SampleNet::BN_EPIS_Sampling);
-        case Algorithm::Ais: return engineRun(network, evidence, options, &SampleNet::BN_AIS_Sampling);
-        case Algorithm::Lbp: return engineRun(network, evidence, options, &SampleNet::LBP);
+        case Algorithm::Epis:
+        case Algorithm::Ais:
+        case Algorithm::Lbp: return engineRun(network, evidence, options);
         case Algorithm::Exact: return exactRun(network, evidence, options);
     }
     throw std::invalid_argument("unknown algorithm");

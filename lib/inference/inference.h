@@ -10,6 +10,7 @@
 #include "lib/inference/run_clock.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
+#include "lib/sampling/importance_run.h"
 
 namespace samplenet {
 
@@ -59,6 +60,10 @@ struct InferenceOptions {
     // is read every 4096 samples). Their set-up stages (EPIS's propagation,
     // AIS's learning) run to the end.
     std::optional<double> maxSeconds;
+    // Threads that share the samples of one run (EPIS, AIS). Each job draws
+    // from its own share of the generator's stream, so results depend on the
+    // seed and the job count; one job gives the same results as ever.
+    int jobs = 1;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };
@@ -71,6 +76,9 @@ struct InferenceResult {
     // Samples the sampling stage drew (EPIS, AIS): the requested number, or
     // fewer when the time budget ran out.
     std::optional<long> samplesDrawn;
+    // What the sampling stage did (EPIS, AIS): distinct samples, samples of
+    // zero weight and why.
+    std::optional<SamplingReport> sampling;
     // Natural log of the probability of the evidence, where the algorithm
     // computes it (exact inference).
     std::optional<double> logProbabilityOfEvidence;

@@ -32,6 +32,13 @@ public:
     void countSample() {
         if (++samplesDone % kSamplesBetweenChecks == 0) checkProgress();
     }
+    // For runs that count their samples elsewhere: the samples drawn so far.
+    // Returns false once the time budget is spent.
+    bool poll(long samplesSoFar) {
+        samplesDone = samplesSoFar;
+        checkProgress();
+        return !outOfTime_;
+    }
     // Whether the time budget was found spent at the last reading, which is
     // at most a few thousand samples old.
     bool outOfTime() const { return outOfTime_; }

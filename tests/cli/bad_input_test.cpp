@@ -67,8 +67,9 @@ TEST(BadInput, OneLineMessageAndExitCode) {
         {{"convert", smoker, "no/such/dir/out.bif"}, 1, "no directory no/such/dir"},
         {{"infer", smoker, "-e", "Smoker=no", "-e", "Lungs=damaged"}, 2,
          "the evidence is impossible under the model"},
-        {{"infer", dataFile("rare.bif"), "-e", "Sign1=rare", "-e", "Sign2=rare", "-n", "100"}, 2,
-         "no sample was compatible with the evidence: \"Cause\""},
+        {{"infer", smoker, "--jobs", "0"}, 1, "--jobs: expected a whole number of at least 1"},
+        {{"infer", smoker, "--jobs", "200", "-n", "100"}, 1,
+         "the number of jobs (200) must not exceed the number of samples (100)"},
     };
     for (const BadInput& bad : cases) {
         std::string shown;

@@ -1,0 +1,158 @@
+#include "lib/sampling/block_sampler.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
+#include "engine/random_state.h"
+#include "lib/sampling/generator_stream.h"
+
+namespace samplenet {
+
+namespace {
+
+// Within this binary exponent of 1 the largest weight needs no scale.
+constexpr int kUnscaledRange = 1000;
+
+constexpr std::size_t kRowBytes = std::size_t{64} << 20;
+constexpr int kMaxBlock = 256;
+constexpr int kMinBlock = 8;
+
+}  // namespace
+
+BlockSampler::BlockSampler(const SamplingPlan& plan) : plan(plan) {
+    const std::size_t nodes = std::max<std::size_t>(plan.nodes.size(), 1);
+    capacity = static_cast<int>(std::clamp<std::size_t>(kRowBytes / (nodes * sizeof(std::uint16_t)), kMinBlock, kMaxBlock));
+    states.assign(plan.nodes.size() * capacity, 0);
+    for (std::size_t i = 0; i < plan.nodes.size(); ++i)
+        if (plan.nodes[i].evidence >= 0)
+            std::fill_n(states.begin() + i * capacity, capacity, static_cast<std::uint16_t>(plan.nodes[i].evidence));
+    weight.resize(capacity);
+    exponent.resize(capacity);
+    generator.resize(capacity);
+    column.resize(capacity);
+    scaled.resize(capacity);
+}
+
+std::uint64_t BlockSampler::draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums) {
+    const generator_stream::Affine perSample = generator_stream::stepsOf(static_cast<std::uint64_t>(plan.drawnNodes));
+    int pending = 0;  // granted, not yet drawn
+    bool more = true;
+    int blockSize = capacity;
+    for (;;) {
+        while (more && pending < blockSize) {
+            if (quota.grant()) {
+                ++pending;
+            } else {
+                more = false;
+            }
+        }
+        if (pending == 0) return state;
+        const int count = std::min(pending, blockSize);
+        // Where each sample starts if none before it ends early.
+        generator[0] = state;
+        for (int j = 1; j < count; ++j) generator[j] = perSample(generator[j - 1]);
+        const int standing = drawBlock(count, sums);
+        state = generator[standing - 1];
+        pending -= standing;
+        blockSize = std::min(capacity, standing < count ? std::max(kMinBlock, 2 * standing) : 2 * blockSize);
+    }
+}
+
+int BlockSampler::drawBlock(int count, WeightSums& sums) {
+    std::fill_n(weight.begin(), count, 1.0);
+    std::fill_n(exponent.begin(), count, 0);
+    ended = -1;
+    int live = count;
+    for (std::size_t i = 0; i < plan.nodes.size() && live > 0; ++i) {
+        const SamplingPlan::Node& node = plan.nodes[i];
+        live = node.evidence >= 0 ? observeNode(node, live) : drawNode(i, node, live);
+    }
+    const int standing = ended >= 0 ? ended + 1 : count;
+    addBlock(standing, sums);
+    return standing;
+}
+
+void BlockSampler::columnsOf(const SamplingPlan::Node& node, int live) {
+    std::fill_n(column.begin(), live, 0u);
+    for (std::uint32_t k = 0; k < node.parentCount; ++k) {
+        const std::uint16_t* parentRow = &states[std::size_t{plan.parents[node.firstParent + k]} * capacity];
+        const std::uint32_t stride = plan.columnStrides[node.firstParent + k];
+        for (int j = 0; j < live; ++j) column[j] += parentRow[j] * stride;
+    }
+}
+
+int BlockSampler::observeNode(const SamplingPlan::Node& node, int live) {
+    columnsOf(node, live);
+    const double* likelihood = plan.likelihoods.data() + node.tableOffset;
+    for (int j = 0; j < live; ++j)
+        if (!applyFactor(j, likelihood[column[j]])) return j;
+    return live;
+}
+
+int BlockSampler::drawNode(std::size_t index, const SamplingPlan::Node& node, int live) {
+    columnsOf(node, live);
+    const std::uint32_t stateCount = node.stateCount;
+    const SamplingPlan::Entry* table = plan.entries.data() + node.tableOffset;
+    const std::int32_t* fallbacks = plan.fallbacks.data() + node.columnOffset;
+    std::uint16_t* row = &states[index * capacity];
+    for (int j = 0; j < live; ++j) {
+        const std::uint64_t next = engine_random::LcgStep(generator[j]);
+        generator[j] = next;
+        const double u = engine_random::LcgUniform(next);
+        const SamplingPlan::Entry* entries = table + std::size_t{column[j]} * stateCount;
+        std::uint32_t s = 0;
+        while (s < stateCount && !(u <= entries[s].cumulative)) ++s;
+        double factor = 0.0;
+        if (s < stateCount) {
+            factor = entries[s].ratio;
+        } else if (const std::int32_t fallback = fallbacks[column[j]]; fallback >= 0) {
+            s = static_cast<std::uint32_t>(fallback);
+            factor = entries[s].ratio;
+        } else {
+            s = 0;
+        }
+        row[j] = static_cast<std::uint16_t>(s);
+        if (!applyFactor(j, factor)) return j;
+    }
+    return live;
+}
+
+void BlockSampler::endSample(int j, double factor) {
+    weight[j] = 0.0;
+    ended = j;
+    endedImpossible = factor == 0.0;
+}
+
+void BlockSampler::addBlock(int standing, WeightSums& sums) {
+    sums.drawn += standing;
+    if (ended >= 0) ++(endedImpossible ? sums.impossible : sums.lostToRange);
+    int blockLargest = INT_MIN;
+    for (int j = 0; j < standing; ++j) {
+        if (!(weight[j] > 0.0)) continue;
+        const int magnitude = exponent[j] + std::ilogb(weight[j]);
+        blockLargest = std::max(blockLargest, magnitude);
+        if (magnitude < -1022 || magnitude > 1023) ++sums.outsideDouble;
+        ++sums.positive;
+    }
+    if (blockLargest != INT_MIN) {
+        sums.largestExponent = std::max(sums.largestExponent, blockLargest);
+        const bool inRange = std::abs(sums.largestExponent) <= kUnscaledRange;
+        sums.rescale(inRange ? 0 : sums.largestExponent);
+    }
+    for (int j = 0; j < standing; ++j) {
+        scaled[j] = weight[j] > 0.0 ? std::ldexp(weight[j], exponent[j] - sums.scale) : 0.0;
+        sums.total += scaled[j];
+    }
+    // Adding the zero weight of an ended sample changes no sum, so every
+    // sample of the block is added without a test.
+    for (std::size_t i = 0; i < plan.nodes.size(); ++i) {
+        const SamplingPlan::Node& node = plan.nodes[i];
+        if (node.evidence >= 0) continue;
+        const std::uint16_t* row = &states[i * capacity];
+        double* sum = sums.perState.data() + node.firstSum;
+        for (int j = 0; j < standing; ++j) sum[row[j]] += scaled[j];
+    }
+}
+
+}  // namespace samplenet

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+
+class SampleNet;
+
+namespace samplenet {
+
+enum class ImportanceSampler { Epis, Ais };
+
+struct SamplingSettings {
+    // Threads that share the final samples. One gives the engine's own
+    // results bit for bit.
+    int jobs = 1;
+    // With more than one job: called every few milliseconds with the samples
+    // drawn so far; false ends the run (the time budget).
+    std::function<bool(long)> keepGoing;
+};
+
+// What the final sampling stage did, for the user to judge its answer.
+struct SamplingReport {
+    long drawn = 0;
+    // Samples drawn before any could repeat an earlier one: the generator's
+    // stream repeats every 2^31 draws, one draw per unobserved node and
+    // sample (each job has its own share of the stream).
+    long distinct = 0;
+    long positive = 0;       // samples of positive weight
+    long impossible = 0;     // ended by a zero table entry
+    long lostToRange = 0;    // ended by a weight that left double's range
+    long outsideDouble = 0;  // kept, with a weight outside double's range
+    // Natural log of the sum of the final samples' weights (-inf when none
+    // counted); with `drawn` it estimates the probability of the evidence.
+    double logTotalWeight = 0.0;
+};
+
+// One EPIS-BN or AIS-BN run on a network prepared with
+// SetParameterForImportanceSampling: the engine's own stages up to the final
+// samples, the final samples drawn by the block sampler on `jobs` threads,
+// and the engine's write-back to the host. Returns the driver's result (0,
+// or -5 when some node got no weight).
+//
+// Job k starts k/jobs of the way round the generator's stream from the
+// run's seed, so that jobs draw different numbers until each has used its
+// share of the stream.
+int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const SamplingSettings& settings,
+                         SamplingReport& report);
+
+}  // namespace samplenet

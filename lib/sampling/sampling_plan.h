@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+class SampleNet;
+
+namespace samplenet {
+
+// What drawing one weighted sample needs of a prepared engine network, laid
+// out for the block sampler: nodes in the engine's (topological) order, their
+// parents and column strides in one array, and every table the samples read
+// in one arena in node order, so that consecutive nodes' tables are
+// neighbours in memory.
+//
+// A drawn node's column holds, per state, the running sum of its importance
+// entries (the sums the engine's draw compares with, added in its order) and
+// the ratio of its network entry to its importance entry; an observed node's
+// column is the one network entry of its observed state.
+struct SamplingPlan {
+    struct Entry {
+        double cumulative;
+        double ratio;
+    };
+    struct Node {
+        std::int32_t evidence;  // observed state, or -1 for a drawn node
+        std::uint32_t stateCount;
+        std::uint32_t firstParent;  // into parents and columnStrides
+        std::uint32_t parentCount;
+        // Drawn nodes: the first entry in `entries` and the first column
+        // in `fallbacks`; observed nodes: the first column in `likelihoods`.
+        std::size_t tableOffset;
+        std::size_t columnOffset;
+        std::size_t firstSum;  // the node's states in a run's weight sums
+    };
+
+    explicit SamplingPlan(const SampleNet& net);
+
+    std::vector<Node> nodes;
+    std::vector<std::uint32_t> parents;
+    std::vector<std::uint32_t> columnStrides;
+    std::vector<Entry> entries;
+    // Per column of a drawn node: the state a draw falls back to when
+    // rounding leaves it above the column's total (the last state of
+    // non-zero importance), or -1 when no state is possible.
+    std::vector<std::int32_t> fallbacks;
+    std::vector<double> likelihoods;
+    std::size_t sumCount = 0;  // states of all nodes
+    long drawnNodes = 0;       // draws per complete sample
+    int widestNode = 0;        // most states of any node
+};
+
+}  // namespace samplenet
