@@ -113,19 +113,17 @@ std::vector<std::string> numberedNames(const char* prefix, int count) {
     return names;
 }
 
-// Distinct parents of node i among the `window` nodes before it. `pool`
-// holds 0, 1, ... on entry and on return; a partial shuffle of its first
-// `window` places picks the offsets and is then undone, so each node costs
-// time in proportion to its parents, not to the window.
+// Distinct parents of node i among the `window` nodes before it, by a
+// partial shuffle of the first `window` places of `pool`. Those places hold
+// the offsets 0 .. window - 1 in some order, as the window never shrinks, and
+// a partial shuffle picks uniformly from any order; so the pool is never
+// reset and each node costs time in proportion to its parents.
 std::vector<int> drawParents(Draws& draws, int i, int window, int count, std::vector<int>& pool) {
-    std::vector<int> swapped(count);
     std::vector<int> parents(count);
     for (int j = 0; j < count; ++j) {
-        swapped[j] = j + draws.below(window - j);
-        std::swap(pool[j], pool[swapped[j]]);
+        std::swap(pool[j], pool[j + draws.below(window - j)]);
         parents[j] = i - window + pool[j];
     }
-    for (int j = count; j-- > 0;) std::swap(pool[j], pool[swapped[j]]);
     std::sort(parents.begin(), parents.end());
     return parents;
 }
