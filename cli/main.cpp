@@ -5,6 +5,7 @@
 #include "cli/batch_command.h"
 #include "cli/bench_command.h"
 #include "cli/convert_command.h"
+#include "cli/generate_command.h"
 #include "cli/info_command.h"
 #include "cli/infer_command.h"
 #include "cli/plot_command.h"
@@ -45,7 +46,9 @@ int main(int argc, char** argv) {
     CLI::App* plot = samplenet_cli::addPlotCommand(app, plotArguments);
     samplenet_cli::BatchArguments batchArguments;
     CLI::App* batch = samplenet_cli::addBatchCommand(app, batchArguments);
-    for (CLI::App* command : {infer, info, convert, bench, plot, batch}) command->footer(kExitCodes);
+    samplenet_cli::GenerateArguments generateArguments;
+    CLI::App* generate = samplenet_cli::addGenerateCommand(app, generateArguments);
+    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate}) command->footer(kExitCodes);
 
     try {
         app.parse(argc, argv);
@@ -61,6 +64,7 @@ int main(int argc, char** argv) {
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
         if (plot->parsed()) samplenet_cli::runPlot(plotArguments, *plot);
         if (batch->parsed()) samplenet_cli::runBatch(batchArguments, *batch);
+        if (generate->parsed()) samplenet_cli::runGenerate(generateArguments);
     } catch (const samplenet::InferenceError& error) {
         return fail(error.what(), kInferenceFailed);
     } catch (const std::bad_alloc&) {

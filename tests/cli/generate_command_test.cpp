@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::runSamplenet;
+using cli_testing::temporaryPath;
+
+TEST(GenerateCommand, WritesANetworkThatReadsBack) {
+    const std::string path = temporaryPath("random.bif.gz");
+    const auto run = runSamplenet({"generate", path, "--nodes", "40", "--states", "2,3", "--max-parents", "2",
+                                   "--locality", "5", "--zero-share", "0.2", "--seed", "11"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(cli_testing::fileContents(path).substr(0, 2), "\x1f\x8b");  // gzip
+    const auto info = runSamplenet({"info", path});
+    ASSERT_EQ(info.exitCode, 0) << info.err;
+    EXPECT_NE(info.out.find("nodes: 40\n"), std::string::npos) << info.out;
+    EXPECT_NE(info.out.find("states: min 2, max 3,"), std::string::npos) << info.out;
+    EXPECT_NE(info.out.find("max in-degree: 2\n"), std::string::npos) << info.out;
+    std::filesystem::remove(path);
+}
+
+// Refused before anything is written, with one line naming what is wrong.
+TEST(GenerateCommand, RefusesWithoutWriting) {
+    const struct {
+        std::vector<std::string> options;
+        std::string file;
+        std::string message;
+    } cases[]{
+        {{}, "random.txt", "cannot tell the format of"},
+        {{"--nodes", "2000000"}, "huge.bif",
+         "a network of 2000000 nodes with up to 4 states and 3 parents may need 5.1e8 table entries, above the "
+         "limit of 67108864 (--max-total-entries)"},
+        {{"--states", "3,5", "--max-states", "4"}, "many_states.uai",
+         "nodes of up to 5 states are above the limit of 4 states (--max-states)"},
+        {{"--states", "4,2"}, "reversed.bif", "the fewest states (4) are above the most states (2)"},
+        {{"--nodes", "0"}, "empty.bif", "--nodes: expected a whole number of at least 1"},
+    };
+    for (const auto& bad : cases) {
+        const std::string path = temporaryPath(bad.file);
+        std::vector<std::string> arguments{"generate", path};
+        arguments.insert(arguments.end(), bad.options.begin(), bad.options.end());
+        const auto run = runSamplenet(arguments);
+        EXPECT_EQ(run.exitCode, 1) << bad.file;
+        EXPECT_NE(run.err.find(bad.message), std::string::npos) << run.err;
+        EXPECT_EQ(run.out, "") << bad.file;
+        EXPECT_FALSE(std::filesystem::exists(path)) << bad.file;
+    }
+}
+
+}  // namespace
