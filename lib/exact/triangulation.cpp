@@ -51,7 +51,8 @@ struct EliminationCost {
 // two of their neighbours. Stale queue entries are skipped when popped.
 class MinFillElimination {
 public:
-    explicit MinFillElimination(const Network& network) : graph(moralGraph(network)), marked(network.size(), 0), lowering(network.size(), 0) {
+    explicit MinFillElimination(const Network& network)
+        : graph(moralGraph(network)), marked(network.size(), 0), lowering(network.size(), 0) {
         for (const auto& variable : network.variables) stateCounts.push_back(variable.states.size());
         for (int v = 0; v < network.size(); ++v) {
             cost.push_back(score(v));
