@@ -10,6 +10,7 @@ namespace samplenet_cli {
 struct InfoArguments {
     std::string networkPath;
     samplenet::ReadLimits readLimits;
+    double memoryLimitGiB = 4.0;
 };
 
 CLI::App* addInfoCommand(CLI::App& app, InfoArguments& arguments);

@@ -7,6 +7,16 @@
 
 namespace samplenet_cli {
 
+void addMemoryLimitOption(CLI::App& command, double& gib, const std::string& description) {
+    command.add_option("--memory-limit", gib, description)->check(numberAbove(0.0))->capture_default_str();
+}
+
+std::size_t memoryLimitBytes(double gib) {
+    // Limits beyond what a size can count mean no limit.
+    const double bytes = gib * (1 << 30);
+    return bytes < 0x1p64 ? static_cast<std::size_t>(bytes) : SIZE_MAX;
+}
+
 void addRunOptions(CLI::App& command, RunOptions& run) {
     auto& options = run.options;
     command.add_option("-a,--algorithm", run.algorithm, "epis, ais, lbp or exact")
@@ -20,12 +30,9 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
                        "(capped by the network's depth)")
         ->check(wholeNumberAtLeast(0))
         ->capture_default_str();
-    command
-        .add_option("--memory-limit", run.memoryLimitGiB,
-                    "GiB of tables above which inference refuses a network: exact's clique tables, "
-                    "the other algorithms' copies of the network's tables")
-        ->check(numberAbove(0.0))
-        ->capture_default_str();
+    addMemoryLimitOption(command, run.memoryLimitGiB,
+                         "GiB of tables above which inference refuses a network: exact's clique tables, "
+                         "the other algorithms' copies of the network's tables");
     command
         .add_option("--max-seconds", run.maxSeconds,
                     "Time budget of epis and ais: sampling stops when it is spent, and the report says "
@@ -41,9 +48,7 @@ samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::A
     samplenet::InferenceOptions options = run.options;
     if (command.count("--seed") > 0) options.seed = run.seed;
     if (command.count("--max-seconds") > 0) options.maxSeconds = run.maxSeconds;
-    // Limits beyond what a size can count mean no limit.
-    const double limitBytes = run.memoryLimitGiB * (1 << 30);
-    options.memoryLimitBytes = limitBytes < 0x1p64 ? static_cast<std::size_t>(limitBytes) : SIZE_MAX;
+    options.memoryLimitBytes = memoryLimitBytes(run.memoryLimitGiB);
     options.algorithm = *samplenet::algorithmNamed(run.algorithm);
     return options;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,10 @@ struct RunOptions {
 };
 
 void addRunOptions(CLI::App& command, RunOptions& run);
+
+// --memory-limit GIB, as infer and info take it, and its value in bytes.
+void addMemoryLimitOption(CLI::App& command, double& gib, const std::string& description);
+std::size_t memoryLimitBytes(double gib);
 
 // The library's options from what was parsed; the seed only when given.
 samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::App& command);

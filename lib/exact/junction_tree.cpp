@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include "lib/exact/clique_tree.h"
@@ -35,11 +36,6 @@ void checkIndexable(const Network& network) {
     }
 }
 
-CliqueTree buildStructure(const Network& network) {
-    checkIndexable(network);
-    return joinCliques(maximalCliques(network), network.size());
-}
-
 std::vector<int> stateCountsOf(const Network& network) {
     std::vector<int> counts;
     for (const auto& variable : network.variables) counts.push_back(variable.stateCount());
@@ -52,24 +48,52 @@ std::size_t entriesOf(const std::vector<int>& variables, const std::vector<int>&
     return entries;
 }
 
-CliqueStatistics measure(const CliqueTree& tree, const std::vector<int>& stateCounts) {
-    CliqueStatistics stats{static_cast<int>(tree.cliques.size()), 0, 0, 0, 0};
-    std::size_t separatorTotal = 0;
-    std::size_t largestSeparator = 0;
-    for (std::size_t c = 0; c < tree.cliques.size(); ++c) {
-        const std::size_t entries = entriesOf(tree.cliques[c], stateCounts);
-        stats.largestCliqueVariables = std::max(stats.largestCliqueVariables, static_cast<int>(tree.cliques[c].size()));
+struct Plan {
+    CliqueStatistics stats;
+    CliqueTree tree;  // empty when the limit stopped the triangulation
+};
+
+// Triangulates until the clique tables certainly exceed the limit, and joins
+// the cliques into a tree only when all of them were found.
+Plan plan(const Network& network, const std::vector<int>& stateCounts, std::size_t limitBytes) {
+    checkIndexable(network);
+    // Past half of what a size counts the estimate itself could saturate;
+    // no memory comes near that.
+    const std::size_t limit = std::min(limitBytes, std::numeric_limits<std::size_t>::max() / 2);
+    // Every clique table is held twice, as doubles: entries beyond this
+    // exceed the limit whatever the separators add.
+    const std::size_t entryBudget = limit / (2 * sizeof(double));
+    Triangulation triangulation = triangulate(network, entryBudget);
+
+    Plan result;
+    CliqueStatistics& stats = result.stats;
+    stats = {static_cast<int>(triangulation.cliques.size()), 0, 0, 0, 0, limitBytes, false,
+             triangulation.variablesEliminated};
+    for (const auto& clique : triangulation.cliques) {
+        const std::size_t entries = entriesOf(clique, stateCounts);
+        stats.largestCliqueVariables = std::max(stats.largestCliqueVariables, static_cast<int>(clique.size()));
         stats.largestCliqueEntries = std::max(stats.largestCliqueEntries, entries);
         stats.totalEntries = saturatingAdd(stats.totalEntries, entries);
-        if (tree.parent[c] < 0) continue;
-        const std::size_t separator = entriesOf(tree.separators[c], stateCounts);
-        separatorTotal = saturatingAdd(separatorTotal, separator);
+    }
+    if (stats.totalEntries > entryBudget) {
+        stats.exceedsLimit = true;
+        stats.estimatedBytes = saturatingMultiply(2 * sizeof(double), stats.totalEntries);
+        return result;
+    }
+
+    result.tree = joinCliques(std::move(triangulation.cliques), network.size());
+    std::size_t separatorTotal = 0;
+    std::size_t largestSeparator = 0;
+    for (std::size_t c = 0; c < result.tree.cliques.size(); ++c) {
+        if (result.tree.parent[c] < 0) continue;
+        const std::size_t separator = entriesOf(result.tree.separators[c], stateCounts);
+        separatorTotal += separator;
         largestSeparator = std::max(largestSeparator, separator);
     }
-    const std::size_t doubles =
-        saturatingAdd(saturatingAdd(saturatingMultiply(2, stats.totalEntries), separatorTotal), largestSeparator);
-    stats.estimatedBytes = saturatingMultiply(sizeof(double), doubles);
-    return stats;
+    // A separator's table is no larger than its clique's, so within the
+    // budget none of this overflows.
+    stats.estimatedBytes = sizeof(double) * (2 * stats.totalEntries + separatorTotal + largestSeparator);
+    return result;
 }
 
 // Scales the values to sum to 1 and returns the log of their former sum; a
@@ -96,19 +120,27 @@ std::string describeBytes(std::size_t bytes) {
     return number + " " + units[unit];
 }
 
-CliqueStatistics estimateCliques(const Network& network) {
-    return measure(buildStructure(network), stateCountsOf(network));
+CliqueStatistics estimateCliques(const Network& network, const ExactOptions& options) {
+    return plan(network, stateCountsOf(network), options.memoryLimitBytes).stats;
 }
 
 JunctionTree::JunctionTree(const Network& network, const ExactOptions& options)
     : stateCounts(stateCountsOf(network)) {
-    CliqueTree tree = buildStructure(network);
-    stats = measure(tree, stateCounts);
+    Plan planned = plan(network, stateCounts, options.memoryLimitBytes);
+    stats = planned.stats;
+    const std::string advice = "use an approximate algorithm such as -a epis";
+    if (stats.exceedsLimit)
+        throw ExactMemoryError(fmt::format(
+            "exact inference needs more than the limit of {} for its clique tables (measuring stopped after {} of {} "
+            "variables, largest clique so far: {} variables); {}",
+            describeBytes(options.memoryLimitBytes), stats.variablesEliminated, network.size(),
+            stats.largestCliqueVariables, advice));
     if (stats.estimatedBytes > options.memoryLimitBytes)
         throw ExactMemoryError(fmt::format(
-            "exact inference needs about {} of clique tables (largest clique: {} variables), above the limit of {}; "
-            "use an approximate algorithm such as -a epis",
-            describeBytes(stats.estimatedBytes), stats.largestCliqueVariables, describeBytes(options.memoryLimitBytes)));
+            "exact inference needs about {} of clique tables (largest clique: {} variables), above the limit of {}; {}",
+            describeBytes(stats.estimatedBytes), stats.largestCliqueVariables, describeBytes(options.memoryLimitBytes),
+            advice));
+    const CliqueTree& tree = planned.tree;
 
     for (const auto& variable : network.variables) names.push_back(variable.name);
     std::size_t offset = 0;

@@ -33,6 +33,13 @@ struct CliqueStatistics {
     // saturates rather than overflows. The tree's structure (index lists,
     // names) comes on top, a few hundred bytes to 2 KiB per variable.
     std::size_t estimatedBytes;
+    std::size_t limitBytes;  // the memory limit it was measured against
+    // Triangulation stopped once the cliques found so far were certain to
+    // need more than the limit: the figures above cover only those cliques,
+    // and the estimate is a lower bound. (A complete estimate can still come
+    // out above the limit by its separators.)
+    bool exceedsLimit;
+    int variablesEliminated;  // before the stop; all of them otherwise
 
     bool operator==(const CliqueStatistics&) const = default;
 };
@@ -46,8 +53,9 @@ public:
 // "1.5 GiB": a size as memory messages show it.
 std::string describeBytes(std::size_t bytes);
 
-// Triangulates the network and measures its cliques without allocating them.
-CliqueStatistics estimateCliques(const Network& network);
+// Triangulates the network and measures its cliques without allocating them,
+// up to the memory limit of the options.
+CliqueStatistics estimateCliques(const Network& network, const ExactOptions& options = {});
 
 // Exact posteriors by message passing over a junction tree. The structure and
 // the initial clique tables are built once; each inference works on a copy.

@@ -25,6 +25,21 @@ TEST(InfoCommand, DescribesTheNetwork) {
               "junction tree: 2 cliques, largest 2 nodes (4 entries), 8 entries in all (0.0 MiB)\n");
 }
 
+// Beyond the memory limit, info says so instead of printing the partial
+// figures, and still succeeds: the network itself is fine.
+TEST(InfoCommand, StopsMeasuringTheJunctionTreeAtTheMemoryLimit) {
+    const auto run = runSamplenet({"info", dataFile("smoker.bif"), "--memory-limit", "1e-9"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_TRUE(run.out.ends_with(
+        "polytree: yes\njunction tree: more than the memory limit of 1 bytes (stopped after 1 of 3 variables)\n"))
+        << run.out;
+    EXPECT_EQ(run.err, "");
+
+    const auto refused = runSamplenet({"info", dataFile("smoker.bif"), "--memory-limit", "0"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_NE(refused.err.find("--memory-limit"), std::string::npos) << refused.err;
+}
+
 std::string converted(const std::string& extension) {
     const std::string path = cli_testing::temporaryPath("smoker" + extension);
     const auto run = runSamplenet({"convert", dataFile("smoker.bif"), path});

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 
 #include "lib/exact/clique_tree.h"
@@ -105,6 +106,18 @@ TEST(CliqueStructure, TiesInFillAreBrokenBySmallerTables) {
     EXPECT_EQ(stats.totalEntries, 20u);
 }
 
+TEST(CliqueStructure, IncrementalCostsChooseAsFullRescoringDoes) {
+    // Small networks with up to five states, so that ties in fill are often
+    // decided by table size and then by index.
+    for (unsigned seed = 100; seed < 140; ++seed) {
+        const int size = 5 + static_cast<int>(seed % 7) * 6;
+        const int maxStates = 2 + static_cast<int>(seed % 4);
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const Network network = exact_testing::randomNetwork(seed, size, maxStates);
+        EXPECT_EQ(samplenet::maximalCliques(network), cliquesByFullRescoring(network));
+    }
+}
+
 TEST(CliqueStructure, LargerRandomNetworksGetTheMinFillCliquesJoinedIntoAJunctionTree) {
     for (unsigned seed = 1; seed <= 5; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
@@ -140,32 +153,97 @@ TEST(CliqueStructure, LargerRandomNetworksGetTheMinFillCliquesJoinedIntoAJunctio
 }
 
 TEST(CliqueStructure, RefusesTablesAboveTheMemoryLimit) {
+    // The clique tables alone (twice 8 entries of 8 bytes) pass 100 bytes
+    // once the second clique is found; the last variable is never reached.
     try {
         samplenet::JunctionTree(exact_testing::chain(3), {.memoryLimitBytes = 100});
         ADD_FAILURE() << "no error";
     } catch (const samplenet::ExactMemoryError& error) {
         EXPECT_STREQ(error.what(),
+                     "exact inference needs more than the limit of 100 bytes for its clique tables (measuring stopped "
+                     "after 2 of 3 variables, largest clique so far: 2 variables); use an approximate algorithm such "
+                     "as -a epis");
+    }
+    // 150 bytes hold the clique tables but not the separator on top.
+    try {
+        samplenet::JunctionTree(exact_testing::chain(3), {.memoryLimitBytes = 150});
+        ADD_FAILURE() << "no error";
+    } catch (const samplenet::ExactMemoryError& error) {
+        EXPECT_STREQ(error.what(),
                      "exact inference needs about 160 bytes of clique tables (largest clique: 2 variables), above the "
-                     "limit of 100 bytes; use an approximate algorithm such as -a epis");
+                     "limit of 150 bytes; use an approximate algorithm such as -a epis");
     }
     EXPECT_NO_THROW(samplenet::JunctionTree(exact_testing::chain(3), {.memoryLimitBytes = 160}));
 
-    // Far beyond the default limit: refused before any table is allocated.
+    // Far beyond the default limit: refused before any table is allocated,
+    // and before the triangulation is finished.
     const Network big = grid(30);
+    const auto unlimited = samplenet::estimateCliques(big, {.memoryLimitBytes = SIZE_MAX});
+    EXPECT_FALSE(unlimited.exceedsLimit);
+    EXPECT_EQ(unlimited.variablesEliminated, big.size());
+    EXPECT_GE(unlimited.largestCliqueVariables, 30);
+    EXPECT_GT(unlimited.estimatedBytes, std::size_t{16} << 30);
     const auto stats = samplenet::estimateCliques(big);
-    EXPECT_GE(stats.largestCliqueVariables, 30);
-    EXPECT_GT(stats.estimatedBytes, std::size_t{16} << 30);
+    EXPECT_TRUE(stats.exceedsLimit);
+    EXPECT_EQ(stats.limitBytes, std::size_t{4} << 30);
+    EXPECT_LT(stats.variablesEliminated, big.size());
     try {
         samplenet::JunctionTree tree(big);
         ADD_FAILURE() << "no error";
     } catch (const samplenet::ExactMemoryError& error) {
-        // The size depends on the triangulation; the unit and the rest do not.
         const std::string message = error.what();
-        EXPECT_TRUE(message.starts_with("exact inference needs about ")) << message;
-        EXPECT_NE(message.find("iB of clique tables (largest clique: "), std::string::npos) << message;
-        EXPECT_TRUE(message.ends_with(
-            " variables), above the limit of 4 GiB; use an approximate algorithm such as -a epis")) << message;
+        EXPECT_TRUE(message.starts_with("exact inference needs more than the limit of 4 GiB for its clique tables "
+                                        "(measuring stopped after "))
+            << message;
+        EXPECT_NE(message.find(" of 900 variables, largest clique so far: "), std::string::npos) << message;
     }
+}
+
+TEST(CliqueStructure, EstimateStopsOnceTheCliqueTablesCertainlyExceedTheLimit) {
+    // Five binary variables in a chain: four cliques of 4 entries, held twice
+    // as doubles, are 256 bytes before the separators.
+    const Network chain = exact_testing::chain(5);
+    const auto complete = samplenet::estimateCliques(chain, {.memoryLimitBytes = 256});
+    EXPECT_FALSE(complete.exceedsLimit);
+    EXPECT_EQ(complete.variablesEliminated, 5);
+    EXPECT_EQ(complete.totalEntries, 16u);
+    EXPECT_GT(complete.estimatedBytes, complete.limitBytes);  // the separators come on top
+
+    const auto stopped = samplenet::estimateCliques(chain, {.memoryLimitBytes = 255});
+    EXPECT_TRUE(stopped.exceedsLimit);
+    EXPECT_EQ(stopped.limitBytes, 255u);
+    EXPECT_EQ(stopped.variablesEliminated, 4);
+    EXPECT_EQ(stopped.cliqueCount, 4);
+    EXPECT_EQ(stopped.estimatedBytes, 256u);  // the lower bound it stopped at
+
+    // The first clique alone overruns a tiny limit.
+    const auto first = samplenet::estimateCliques(chain, {.memoryLimitBytes = 63});
+    EXPECT_TRUE(first.exceedsLimit);
+    EXPECT_EQ(first.variablesEliminated, 1);
+    EXPECT_EQ(first.cliqueCount, 1);
+}
+
+// Each variable's parents are the two before it: the cliques are the
+// overlapping triples, however long the network.
+TEST(CliqueStructure, PlansALongLadderInFull) {
+    constexpr int kLength = 20000;
+    Network ladder;
+    // Filled in directly: adding the variables one by one reindexes the names each time.
+    ladder.variables.resize(kLength);
+    for (int v = 0; v < kLength; ++v) {
+        samplenet::Variable& variable = ladder.variables[v];
+        variable.name = "v" + std::to_string(v);
+        variable.states = {"a", "b"};
+        for (int p = std::max(0, v - 2); p < v; ++p) variable.parents.push_back(p);
+        variable.table.assign(std::size_t{2} << variable.parents.size(), 0.5);
+    }
+    ladder.reindex();
+    const auto stats = samplenet::estimateCliques(ladder);
+    EXPECT_FALSE(stats.exceedsLimit);
+    EXPECT_EQ(stats.variablesEliminated, kLength);
+    EXPECT_EQ(stats.cliqueCount, kLength - 2);
+    EXPECT_EQ(stats.largestCliqueVariables, 3);
+    EXPECT_EQ(stats.totalEntries, 8u * (kLength - 2));
 }
 
 }  // namespace
