@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import warnings
 
 import numpy as np
 
@@ -81,20 +82,27 @@ class Network:
         self._core.save(os.fspath(path))
 
     def infer(self, evidence=None, likelihood=None, algorithm="epis", samples=100_000, iterations=50,
-              propagation_length=4, seed=None, memory_limit_gib=4.0) -> Result:
+              propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1) -> Result:
         """Posterior marginals of every node. `evidence` maps node names to
         state names (or state indices); `likelihood` maps node names to one
-        non-negative factor per state."""
-        options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib)
+        non-negative factor per state. `jobs` threads share the samples of
+        epis and ais (results depend on the seed and the job count)."""
+        options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib, jobs)
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
-        posteriors, log_p, seconds = _core.infer(self._core, hard, soft, options)
+        posteriors, log_p, seconds, drawn, distinct = _core.infer(self._core, hard, soft, options)
+        if distinct is not None and distinct < drawn:
+            warnings.warn(f"only {distinct} of {drawn} samples are distinct draws: the generator's stream of 2^31 "
+                          "numbers repeats after that, so more samples add no information", RuntimeWarning,
+                          stacklevel=2)
         names = self.nodes
         return Result(
             {name: np.asarray(p) for name, p in zip(names, posteriors)},
             {name: self._core.states(v) for v, name in enumerate(names)},
             log_p,
             seconds,
+            samples_drawn=drawn,
+            distinct_samples=distinct,
             picture=lambda queried: _core.picture_svg(self._core, hard, soft, posteriors, queried),
         )
 

@@ -12,14 +12,18 @@ import pandas as pd
 class Result(Mapping):
     """Posteriors by node name (numpy arrays over the node's states), with
     the run's seconds and, where the algorithm yields it (exact), the
-    probability of the evidence."""
+    probability of the evidence. Sampling runs also say how many samples
+    they drew and how many of those were distinct draws."""
 
-    def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None):
+    def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, samples_drawn=None,
+                 distinct_samples=None):
         self._posteriors = posteriors
         self._picture = picture
         self._states = states
         self.log_probability_of_evidence = log_probability_of_evidence
         self.seconds = seconds
+        self.samples_drawn = samples_drawn
+        self.distinct_samples = distinct_samples
 
     @property
     def probability_of_evidence(self):

@@ -24,15 +24,20 @@ namespace {
 using samplenet::InferenceOptions;
 
 // Posteriors by variable index, the natural log of P(evidence) where the
-// algorithm yields it, and the run's seconds.
-using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double>;
+// algorithm yields it, the run's seconds, and for the samplers the samples
+// drawn and how many of them were distinct draws.
+using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double, std::optional<long>,
+                             std::optional<long>>;
 
 // Every run holds the GIL throughout: the samplers' random state is
 // process-wide, so two runs in one process must never overlap.
 RunResult inferOne(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
                    const std::map<std::string, std::vector<double>>& likelihood, const InferenceOptions& options) {
     samplenet::InferenceResult result = samplenet::infer(network, evidenceByName(network, hard, likelihood), options);
-    return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds};
+    std::optional<long> distinct;
+    if (result.sampling) distinct = result.sampling->distinct;
+    return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds, result.samplesDrawn,
+            distinct};
 }
 
 // Cases first, first + 1, ...: for each, the posteriors of the queried
@@ -88,6 +93,7 @@ void bindInference(nb::module_& module) {
         .def_rw("samples", &InferenceOptions::samples)
         .def_rw("seed", &InferenceOptions::seed)
         .def_rw("lbp_iterations", &InferenceOptions::lbpIterations)
+        .def_rw("jobs", &InferenceOptions::jobs)
         .def_prop_rw(
             "propagation_length", [](const InferenceOptions& options) { return options.epis.propagationLength; },
             [](InferenceOptions& options, int rounds) { options.epis.propagationLength = rounds; })
