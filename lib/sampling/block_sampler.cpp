@@ -17,6 +17,10 @@ constexpr int kUnscaledRange = 1000;
 constexpr std::size_t kRowBytes = std::size_t{64} << 20;
 constexpr int kMaxBlock = 256;
 constexpr int kMinBlock = 8;
+constexpr std::uint32_t kCountedColumn = 8;
+// Nodes whose sums are added together: their additions are independent, so
+// they overlap, where one node's would wait for each other.
+constexpr std::size_t kInterleavedNodes = 4;
 
 }  // namespace
 
@@ -101,8 +105,15 @@ int BlockSampler::drawNode(std::size_t index, const SamplingPlan::Node& node, in
         generator[j] = next;
         const double u = engine_random::LcgUniform(next);
         const SamplingPlan::Entry* entries = table + std::size_t{column[j]} * stateCount;
+        // The first state whose running sum reaches u. The sums never
+        // decrease, so for short columns that is the count of sums below u,
+        // which needs no branch that the draw could mispredict.
         std::uint32_t s = 0;
-        while (s < stateCount && !(u <= entries[s].cumulative)) ++s;
+        if (stateCount <= kCountedColumn) {
+            for (std::uint32_t k = 0; k < stateCount; ++k) s += entries[k].cumulative < u ? 1u : 0u;
+        } else {
+            while (s < stateCount && !(u <= entries[s].cumulative)) ++s;
+        }
         double factor = 0.0;
         if (s < stateCount) {
             factor = entries[s].ratio;
@@ -145,14 +156,40 @@ void BlockSampler::addBlock(int standing, WeightSums& sums) {
         sums.total += scaled[j];
     }
     // Adding the zero weight of an ended sample changes no sum, so every
-    // sample of the block is added without a test.
+    // sample of the block is added without a test. Each sum still takes its
+    // weights in sample order.
+    std::size_t drawn[kInterleavedNodes];
+    std::size_t group = 0;
     for (std::size_t i = 0; i < plan.nodes.size(); ++i) {
-        const SamplingPlan::Node& node = plan.nodes[i];
-        if (node.evidence >= 0) continue;
-        const std::uint16_t* row = &states[i * capacity];
-        double* sum = sums.perState.data() + node.firstSum;
-        for (int j = 0; j < standing; ++j) sum[row[j]] += scaled[j];
+        if (plan.nodes[i].evidence >= 0) continue;
+        drawn[group++] = i;
+        if (group == kInterleavedNodes) {
+            addRows(drawn, group, standing, sums);
+            group = 0;
+        }
     }
+    addRows(drawn, group, standing, sums);
+}
+
+void BlockSampler::addRows(const std::size_t* nodes, std::size_t count, int standing, WeightSums& sums) {
+    const std::uint16_t* rows[kInterleavedNodes];
+    double* sum[kInterleavedNodes];
+    for (std::size_t k = 0; k < count; ++k) {
+        rows[k] = &states[nodes[k] * capacity];
+        sum[k] = sums.perState.data() + plan.nodes[nodes[k]].firstSum;
+    }
+    if (count == kInterleavedNodes) {
+        for (int j = 0; j < standing; ++j) {
+            const double w = scaled[j];
+            sum[0][rows[0][j]] += w;
+            sum[1][rows[1][j]] += w;
+            sum[2][rows[2][j]] += w;
+            sum[3][rows[3][j]] += w;
+        }
+        return;
+    }
+    for (std::size_t k = 0; k < count; ++k)
+        for (int j = 0; j < standing; ++j) sum[k][rows[k][j]] += scaled[j];
 }
 
 }  // namespace samplenet

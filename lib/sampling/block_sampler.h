@@ -49,6 +49,7 @@ private:
     int drawNode(std::size_t index, const SamplingPlan::Node& node, int live);
     void columnsOf(const SamplingPlan::Node& node, int live);
     void addBlock(int standing, WeightSums& sums);
+    void addRows(const std::size_t* nodes, std::size_t count, int standing, WeightSums& sums);
     // Multiplies sample j's weight by `factor`. A weight that reaches zero
     // ends the sample, and the block's live samples with it: returns false.
     // A weight leaving [2^-600, 2^600] moves 600 binary places into its
