@@ -41,12 +41,21 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
                     "the job count, and 1 gives the single-threaded results")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
+    command
+        .add_option("--generator", arguments.generator,
+                    "Random numbers of epis and ais: standard (its 2^31 numbers repeat after 2^31 / unobserved "
+                    "nodes samples) or wide (period 2^64, for longer runs)")
+        ->check([](const std::string& name) {
+            return name == "standard" || name == "wide" ? "" : "unknown generator \"" + name + "\"; use standard or wide";
+        })
+        ->capture_default_str();
     addReadLimitOptions(&command, arguments.readLimits);
 }
 
 InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& command) {
     samplenet::InferenceOptions options = inferenceOptions(arguments.run, command);
     options.progress = samplenet::terminalProgressBar();
+    options.generator = arguments.generator == "wide" ? samplenet::Generator::Wide : samplenet::Generator::Standard;
 
     const bool builtIn = arguments.networkPath.empty();
     InferenceRun run{builtIn ? kExampleNetworkDescription : arguments.networkPath,

@@ -18,6 +18,7 @@ struct InferenceArguments {
     std::vector<std::string> evidence;
     std::string evidenceFile;
     RunOptions run;
+    std::string generator = "standard";
     std::vector<std::string> queries;
     samplenet::ReadLimits readLimits;
 };

@@ -84,6 +84,7 @@ std::string jsonReport(const PosteriorReport& report) {
         json["samples"] = options.samples;
         json["samples_drawn"] = report.result.samplesDrawn.value_or(options.samples);
         json["jobs"] = options.jobs;
+        json["generator"] = options.generator == samplenet::Generator::Standard ? "standard" : "wide";
         if (const auto& sampling = report.result.sampling) {
             json["distinct_samples"] = sampling->distinct;
             json["zero_weight_samples"] = sampling->impossible + sampling->lostToRange;

@@ -120,7 +120,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     std::optional<SamplingReport> sampling;
     Driver driver = [](SampleNet& net) { return net.LBP(); };
     if (options.algorithm != Algorithm::Lbp) {
-        SamplingSettings settings{options.jobs, [&clock](long drawn) { return clock.poll(drawn); }};
+        SamplingSettings settings{options.jobs, options.generator, [&clock](long drawn) { return clock.poll(drawn); }};
         const ImportanceSampler sampler =
             options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
         driver = [&, settings, sampler](SampleNet& net) {

@@ -64,6 +64,10 @@ struct InferenceOptions {
     // from its own share of the generator's stream, so results depend on the
     // seed and the job count; one job gives the same results as ever.
     int jobs = 1;
+    // The samplers' random numbers: the engine's own generator (its 2^31
+    // numbers repeat after 2^31 / (unobserved variables) samples), or an
+    // opt-in generator of period 2^64 for longer runs.
+    Generator generator = Generator::Standard;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };

@@ -24,7 +24,7 @@ constexpr std::size_t kInterleavedNodes = 4;
 
 }  // namespace
 
-BlockSampler::BlockSampler(const SamplingPlan& plan) : plan(plan) {
+BlockSampler::BlockSampler(const SamplingPlan& plan, Generator stream) : plan(plan), kind(stream) {
     const std::size_t nodes = std::max<std::size_t>(plan.nodes.size(), 1);
     capacity = static_cast<int>(std::clamp<std::size_t>(kRowBytes / (nodes * sizeof(std::uint16_t)), kMinBlock, kMaxBlock));
     states.assign(plan.nodes.size() * capacity, 0);
@@ -39,7 +39,7 @@ BlockSampler::BlockSampler(const SamplingPlan& plan) : plan(plan) {
 }
 
 std::uint64_t BlockSampler::draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums) {
-    const generator_stream::Affine perSample = generator_stream::stepsOf(static_cast<std::uint64_t>(plan.drawnNodes));
+    const generator_stream::Affine perSample = generator_stream::stepsOf(static_cast<std::uint64_t>(plan.drawnNodes), kind);
     int pending = 0;  // granted, not yet drawn
     bool more = true;
     int blockSize = capacity;
@@ -95,15 +95,23 @@ int BlockSampler::observeNode(const SamplingPlan::Node& node, int live) {
 }
 
 int BlockSampler::drawNode(std::size_t index, const SamplingPlan::Node& node, int live) {
+    return kind == Generator::Standard ? drawNodeFrom<Generator::Standard>(index, node, live)
+                                       : drawNodeFrom<Generator::Wide>(index, node, live);
+}
+
+template <Generator generatorKind>
+int BlockSampler::drawNodeFrom(std::size_t index, const SamplingPlan::Node& node, int live) {
+    constexpr generator_stream::Affine step = generator_stream::stepOf(generatorKind);
     columnsOf(node, live);
     const std::uint32_t stateCount = node.stateCount;
     const SamplingPlan::Entry* table = plan.entries.data() + node.tableOffset;
     const std::int32_t* fallbacks = plan.fallbacks.data() + node.columnOffset;
     std::uint16_t* row = &states[index * capacity];
     for (int j = 0; j < live; ++j) {
-        const std::uint64_t next = engine_random::LcgStep(generator[j]);
+        const std::uint64_t next = step(generator[j]);
         generator[j] = next;
-        const double u = engine_random::LcgUniform(next);
+        const double u = generatorKind == Generator::Standard ? engine_random::LcgUniform(next)
+                                                              : generator_stream::wideUniform(next);
         const SamplingPlan::Entry* entries = table + std::size_t{column[j]} * stateCount;
         // The first state whose running sum reaches u. The sums never
         // decrease, so for short columns that is the count of sums below u,

@@ -4,6 +4,7 @@
 #include <limits>
 #include <vector>
 
+#include "lib/sampling/generator_stream.h"
 #include "lib/sampling/sampling_plan.h"
 #include "lib/sampling/weight_sums.h"
 
@@ -17,7 +18,8 @@ public:
     virtual bool grant() = 0;
 };
 
-// Draws weighted samples exactly as the engine's sampling loop does, sample
+// With the standard generator, draws weighted samples exactly as the
+// engine's sampling loop does, sample
 // after sample from one generator stream, with the same draws, weights and
 // sums, but a block of samples at a time and node by node, so that a node's
 // tables are read once per block instead of once per sample and the walk
@@ -34,7 +36,7 @@ public:
 // engine's.
 class BlockSampler {
 public:
-    explicit BlockSampler(const SamplingPlan& plan);
+    explicit BlockSampler(const SamplingPlan& plan, Generator stream = Generator::Standard);
 
     // Draws from generator state `state` (the state before the next draw)
     // while `quota` grants samples, adding them into `sums`. Returns the
@@ -47,6 +49,8 @@ private:
     int drawBlock(int count, WeightSums& sums);
     int observeNode(const SamplingPlan::Node& node, int live);
     int drawNode(std::size_t index, const SamplingPlan::Node& node, int live);
+    template <Generator kind>
+    int drawNodeFrom(std::size_t index, const SamplingPlan::Node& node, int live);
     void columnsOf(const SamplingPlan::Node& node, int live);
     void addBlock(int standing, WeightSums& sums);
     void addRows(const std::size_t* nodes, std::size_t count, int standing, WeightSums& sums);
@@ -74,6 +78,7 @@ private:
     void endSample(int j, double factor);
 
     const SamplingPlan& plan;
+    Generator kind;
     int capacity;
     // Per node a row of `capacity` states, one per sample of the block.
     std::vector<std::uint16_t> states;

@@ -68,7 +68,7 @@ private:
 WeightSums drawInParallel(const SamplingPlan& plan, std::uint64_t start, const SamplingSettings& settings,
                           long samples, SamplingReport& report) {
     const int jobs = settings.jobs;
-    const std::uint64_t share = generator_stream::kPeriod / static_cast<std::uint64_t>(jobs);
+    const std::uint64_t share = generator_stream::periodOf(settings.generator) / static_cast<std::uint64_t>(jobs);
     std::vector<WeightSums> sums(jobs, WeightSums(plan.sumCount));
     std::vector<std::exception_ptr> failures(jobs);
     std::atomic<bool> stop{false};
@@ -80,8 +80,10 @@ WeightSums drawInParallel(const SamplingPlan& plan, std::uint64_t start, const S
         threads.emplace_back([&, k, jobSamples] {
             try {
                 JobQuota quota(jobSamples, stop, drawn);
-                BlockSampler sampler(plan);
-                sampler.draw(generator_stream::advance(start, share * static_cast<std::uint64_t>(k)), quota, sums[k]);
+                BlockSampler sampler(plan, settings.generator);
+                const std::uint64_t jobStart =
+                    generator_stream::advance(start, share * static_cast<std::uint64_t>(k), settings.generator);
+                sampler.draw(jobStart, quota, sums[k]);
             } catch (...) {
                 failures[k] = std::current_exception();
             }
@@ -113,15 +115,20 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     const SamplingPlan plan(net);
     if (plan.widestNode > kMostStates)
         throw std::length_error("the samplers take variables of at most 65536 states");
-    const auto start = static_cast<std::uint64_t>(engine_random::Seed());
+    const auto seed = static_cast<std::uint64_t>(engine_random::Seed());
+    // Small seeds would start the wide stream at neighbouring positions.
+    const std::uint64_t start = settings.generator == Generator::Standard ? seed : generator_stream::mix(seed);
 
     report = SamplingReport{};
     WeightSums sums(plan.sumCount);
     if (settings.jobs == 1) {
         AdapterQuota quota(*net.adapter);
-        BlockSampler blocks(plan);
-        engine_random::SetSeed(static_cast<long long>(blocks.draw(start, quota, sums)));
-        report.distinct = generator_stream::distinctSamples(sums.drawn, plan.drawnNodes, generator_stream::kPeriod);
+        BlockSampler blocks(plan, settings.generator);
+        const std::uint64_t end = blocks.draw(start, quota, sums);
+        // The engine's generator ends where the engine would have left it.
+        if (settings.generator == Generator::Standard) engine_random::SetSeed(static_cast<long long>(end));
+        report.distinct = generator_stream::distinctSamples(sums.drawn, plan.drawnNodes,
+                                                            generator_stream::periodOf(settings.generator));
     } else {
         sums = drawInParallel(plan, start, settings, net.adapter->GetNumberOfSamples(), report);
     }

@@ -3,6 +3,8 @@
 #include <functional>
 #include <optional>
 
+#include "lib/sampling/generator_stream.h"
+
 class SampleNet;
 
 namespace samplenet {
@@ -13,6 +15,9 @@ struct SamplingSettings {
     // Threads that share the final samples. One gives the engine's own
     // results bit for bit.
     int jobs = 1;
+    // Standard: the engine's generator, bit for bit its results. Wide: a
+    // generator of period 2^64 for runs that draw more than 2^31 numbers.
+    Generator generator = Generator::Standard;
     // With more than one job: called every few milliseconds with the samples
     // drawn so far; false ends the run (the time budget).
     std::function<bool(long)> keepGoing;

@@ -82,12 +82,15 @@ class Network:
         self._core.save(os.fspath(path))
 
     def infer(self, evidence=None, likelihood=None, algorithm="epis", samples=100_000, iterations=50,
-              propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1) -> Result:
+              propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1,
+              generator="standard") -> Result:
         """Posterior marginals of every node. `evidence` maps node names to
         state names (or state indices); `likelihood` maps node names to one
         non-negative factor per state. `jobs` threads share the samples of
-        epis and ais (results depend on the seed and the job count)."""
-        options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib, jobs)
+        epis and ais (results depend on the seed and the job count);
+        generator="wide" lifts the limit of 2^31 random numbers per run."""
+        options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib, jobs,
+                               generator)
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
         posteriors, log_p, seconds, drawn, distinct = _core.infer(self._core, hard, soft, options)

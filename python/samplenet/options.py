@@ -12,15 +12,20 @@ def _whole_at_least(name, value, minimum):
 
 
 def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_length=4, seed=None,
-                 memory_limit_gib=4.0, jobs=1) -> _core.Options:
+                 memory_limit_gib=4.0, jobs=1, generator="standard") -> _core.Options:
     """The library's options; a fixed seed makes sampling repeatable (only
-    its low 15 bits are used); `jobs` threads share one run's samples."""
+    its low 15 bits are used); `jobs` threads share one run's samples;
+    generator="wide" draws from a stream of period 2^64 instead of the
+    standard one, whose 2^31 numbers repeat."""
     options = _core.Options()
     options.algorithm = algorithm
     options.samples = _whole_at_least("samples", samples, 1)
     options.lbp_iterations = _whole_at_least("iterations", iterations, 1)
     options.propagation_length = _whole_at_least("propagation_length", propagation_length, 0)
     options.jobs = _whole_at_least("jobs", jobs, 1)
+    if generator not in ("standard", "wide"):
+        raise ValueError(f'unknown generator {generator!r}; use "standard" or "wide"')
+    options.wide_generator = generator == "wide"
     if seed is not None:
         options.seed = _whole_at_least("seed", seed, 0)
     if not memory_limit_gib > 0:

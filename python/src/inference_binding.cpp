@@ -95,6 +95,11 @@ void bindInference(nb::module_& module) {
         .def_rw("lbp_iterations", &InferenceOptions::lbpIterations)
         .def_rw("jobs", &InferenceOptions::jobs)
         .def_prop_rw(
+            "wide_generator", [](const InferenceOptions& options) { return options.generator == samplenet::Generator::Wide; },
+            [](InferenceOptions& options, bool wide) {
+                options.generator = wide ? samplenet::Generator::Wide : samplenet::Generator::Standard;
+            })
+        .def_prop_rw(
             "propagation_length", [](const InferenceOptions& options) { return options.epis.propagationLength; },
             [](InferenceOptions& options, int rounds) { options.epis.propagationLength = rounds; })
         .def_rw("memory_limit_bytes", &InferenceOptions::memoryLimitBytes);

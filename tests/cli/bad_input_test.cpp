@@ -67,6 +67,7 @@ TEST(BadInput, OneLineMessageAndExitCode) {
         {{"convert", smoker, "no/such/dir/out.bif"}, 1, "no directory no/such/dir"},
         {{"infer", smoker, "-e", "Smoker=no", "-e", "Lungs=damaged"}, 2,
          "the evidence is impossible under the model"},
+        {{"infer", smoker, "--generator", "odd"}, 1, "unknown generator \"odd\"; use standard or wide"},
         {{"infer", smoker, "--jobs", "0"}, 1, "--jobs: expected a whole number of at least 1"},
         {{"infer", smoker, "--jobs", "200", "-n", "100"}, 1,
          "the number of jobs (200) must not exceed the number of samples (100)"},

@@ -47,14 +47,14 @@ Outcome engineRun(const TinyNet& net, const std::vector<int>& evidence, Importan
 }
 
 Outcome blockRun(const TinyNet& net, const std::vector<int>& evidence, ImportanceSampler sampler, int samples,
-                 long seed, int jobs = 1) {
+                 long seed, int jobs = 1, samplenet::Generator generator = samplenet::Generator::Standard) {
     TestHost host(net, evidence);
     host.sampleCount = samples;
     qvr_clock::FixReadings(seed, 0);
     SampleNet engine(host);
     engine.SetParameterForImportanceSampling();
     SamplingReport report;
-    const int code = samplenet::runImportanceSampler(engine, sampler, SamplingSettings{jobs, {}}, report);
+    const int code = samplenet::runImportanceSampler(engine, sampler, SamplingSettings{jobs, generator, {}}, report);
     engine.ClearImportanceParameter();
     qvr_clock::UseRealClock();
     return collect(host, net.size(), code, report);
@@ -90,21 +90,28 @@ TEST(BlockSampler, ReproducesTheEnginesDriversBitForBit) {
     EXPECT_GE(withEndedSamples, 8);
 }
 
-TEST(BlockSampler, JobsShareTheSamplesAndAgreeWithEnumeration) {
+// Two jobs and the wide generator each give other samples than the
+// standard single stream, repeatably, and the same posteriors within noise.
+TEST(BlockSampler, JobsAndTheWideGeneratorAgreeWithEnumeration) {
+    using samplenet::Generator;
     const TinyNet net = threeLayerLoopy();
     const std::vector<int> evidence = {-1, -1, 1, -1, -1, -1, 2};
     const ExactAnswer exact = enumerate(net, evidence);
-    const Outcome two = blockRun(net, evidence, ImportanceSampler::Epis, 40000, 5, 2);
-    const Outcome again = blockRun(net, evidence, ImportanceSampler::Epis, 40000, 5, 2);
     const Outcome one = blockRun(net, evidence, ImportanceSampler::Epis, 40000, 5, 1);
-    ASSERT_EQ(two.code, 0);
-    EXPECT_EQ(two.beliefs, again.beliefs);
-    EXPECT_NE(two.beliefs, one.beliefs);
-    EXPECT_EQ(two.report.drawn, 40000);
-    EXPECT_EQ(two.report.distinct, 40000);
-    for (int v = 0; v < net.size(); ++v)
-        for (std::size_t s = 0; s < exact.posteriors[v].size(); ++s)
-            EXPECT_NEAR(two.beliefs[v][s], exact.posteriors[v][s], 0.02) << "node " << v << " state " << s;
+    for (const auto& [jobs, generator] : {std::pair{2, Generator::Standard}, std::pair{1, Generator::Wide},
+                                          std::pair{2, Generator::Wide}}) {
+        const std::string run = std::to_string(jobs) + " jobs, generator " + std::to_string(static_cast<int>(generator));
+        const Outcome first = blockRun(net, evidence, ImportanceSampler::Epis, 40000, 5, jobs, generator);
+        const Outcome again = blockRun(net, evidence, ImportanceSampler::Epis, 40000, 5, jobs, generator);
+        ASSERT_EQ(first.code, 0) << run;
+        EXPECT_EQ(first.beliefs, again.beliefs) << run;
+        EXPECT_NE(first.beliefs, one.beliefs) << run;
+        EXPECT_EQ(first.report.drawn, 40000) << run;
+        EXPECT_EQ(first.report.distinct, 40000) << run;
+        for (int v = 0; v < net.size(); ++v)
+            for (std::size_t s = 0; s < exact.posteriors[v].size(); ++s)
+                EXPECT_NEAR(first.beliefs[v][s], exact.posteriors[v][s], 0.02) << run << ", node " << v;
+    }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "engine/random_state.h"
 #include "engine/samplenode.h"
 #include "lib/sampling/generator_stream.h"
@@ -41,6 +43,24 @@ TEST(GeneratorStream, PureDrawEqualsTheEnginesGenerator) {
         ASSERT_EQ(engine_random::LcgUniform(state), SampleNode::RandLcg()) << "draw " << k;
     }
     EXPECT_EQ(static_cast<std::uint64_t>(engine_random::Seed()), state);
+}
+
+TEST(GeneratorStream, WideDrawsStayInsideTheUnitIntervalAndSpreadEvenly) {
+    using generator_stream::stepOf;
+    std::uint64_t state = 0;
+    int low = 0;
+    double smallest = 1.0, largest = 0.0;
+    for (int k = 0; k < 100000; ++k) {
+        state = stepOf(Generator::Wide)(state);
+        const double u = generator_stream::wideUniform(state);
+        smallest = std::min(smallest, u);
+        largest = std::max(largest, u);
+        low += u < 0.5 ? 1 : 0;
+    }
+    EXPECT_GT(smallest, 0.0);
+    EXPECT_LT(largest, 1.0);
+    EXPECT_NEAR(low, 50000, 600);  // about 4 standard deviations
+    EXPECT_EQ(generator_stream::advance(3, 1000, Generator::Wide), 3 + 1000 * generator_stream::kWideIncrement);
 }
 
 TEST(GeneratorStream, DistinctSamplesStopWhereTheShareRunsOut) {
