@@ -1,6 +1,8 @@
 #include "lib/inference/inference.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <chrono>
 #include <functional>
 #include <utility>
@@ -133,7 +135,22 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
 
     InferenceResult result;
     result.seconds = clock.seconds();
-    if (sampling) result.samplesDrawn = sampling->drawn;
+    if (sampling) {
+        result.samplesDrawn = sampling->drawn;
+        result.standardErrors.resize(network.size());
+        for (int node = 0; node < model->size(); ++node)
+            if (const int v = adapter.variableAt(node); v < network.size())
+                result.standardErrors[v] = sampling->errors.standardErrors[node];
+        if (sampling->errors.effectiveSampleSize > 0.0) {
+            // Likelihood children scale each likelihood to a largest factor
+            // of 1; the evidence's probability uses the factors as given.
+            double logP = sampling->errors.logMeanWeight;
+            for (const auto& [v, factors] : evidence.likelihood)
+                logP += std::log(*std::max_element(factors.begin(), factors.end()));
+            result.logProbabilityOfEvidence = logP;
+            result.probabilityOfEvidenceRelativeError = sampling->errors.meanWeightRelativeError;
+        }
+    }
     result.sampling = sampling;
     for (int v = 0; v < network.size(); ++v) {
         result.posteriors.push_back(adapter.beliefs(v));

@@ -83,9 +83,14 @@ struct InferenceResult {
     // What the sampling stage did (EPIS, AIS): distinct samples, samples of
     // zero weight and why.
     std::optional<SamplingReport> sampling;
-    // Natural log of the probability of the evidence, where the algorithm
-    // computes it (exact inference).
+    // Natural log of the probability of the evidence: exact from exact
+    // inference, estimated by the samplers (the log of their mean weight).
     std::optional<double> logProbabilityOfEvidence;
+    // Samplers: the relative standard error of that estimate, and the
+    // standard error of every posterior entry, by variable and state (0 for
+    // observed variables).
+    std::optional<double> probabilityOfEvidenceRelativeError;
+    std::vector<std::vector<double>> standardErrors;
 };
 
 // The network is too large for the chosen algorithm within the memory limit.

@@ -24,8 +24,8 @@ public:
     // could not compute (the one it validated last) and returns it, or -1
     // when it failed before validating any.
     int recordFailure();
-    // Samples of the sampling stage drawn so far.
-    int samplesDrawn() const { return asked > 0 ? asked - 1 : 0; }
+    // The variable behind an engine index.
+    int variableAt(int node) const { return order[node]; }
 
     int GetNodeCount() const override { return network.size(); }
     void PartialOrdering() override;

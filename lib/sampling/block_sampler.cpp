@@ -36,6 +36,7 @@ BlockSampler::BlockSampler(const SamplingPlan& plan, Generator stream) : plan(pl
     generator.resize(capacity);
     column.resize(capacity);
     scaled.resize(capacity);
+    squared.resize(capacity);
 }
 
 std::uint64_t BlockSampler::draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums) {
@@ -155,13 +156,17 @@ void BlockSampler::addBlock(int standing, WeightSums& sums) {
         ++sums.positive;
     }
     if (blockLargest != INT_MIN) {
-        sums.largestExponent = std::max(sums.largestExponent, blockLargest);
+        sums.raiseLargestExponent(blockLargest);
         const bool inRange = std::abs(sums.largestExponent) <= kUnscaledRange;
         sums.rescale(inRange ? 0 : sums.largestExponent);
     }
     for (int j = 0; j < standing; ++j) {
-        scaled[j] = weight[j] > 0.0 ? std::ldexp(weight[j], exponent[j] - sums.scale) : 0.0;
+        const bool counted = weight[j] > 0.0;
+        scaled[j] = counted ? std::ldexp(weight[j], exponent[j] - sums.scale) : 0.0;
+        const double relative = counted ? std::ldexp(weight[j], exponent[j] - sums.largestExponent) : 0.0;
+        squared[j] = relative * relative;
         sums.total += scaled[j];
+        sums.totalSquares += squared[j];
     }
     // Adding the zero weight of an ended sample changes no sum, so every
     // sample of the block is added without a test. Each sum still takes its
@@ -182,22 +187,33 @@ void BlockSampler::addBlock(int standing, WeightSums& sums) {
 void BlockSampler::addRows(const std::size_t* nodes, std::size_t count, int standing, WeightSums& sums) {
     const std::uint16_t* rows[kInterleavedNodes];
     double* sum[kInterleavedNodes];
+    double* square[kInterleavedNodes];
     for (std::size_t k = 0; k < count; ++k) {
         rows[k] = &states[nodes[k] * capacity];
         sum[k] = sums.perState.data() + plan.nodes[nodes[k]].firstSum;
+        square[k] = sums.perStateSquares.data() + plan.nodes[nodes[k]].firstSum;
     }
     if (count == kInterleavedNodes) {
         for (int j = 0; j < standing; ++j) {
             const double w = scaled[j];
+            const double w2 = squared[j];
             sum[0][rows[0][j]] += w;
             sum[1][rows[1][j]] += w;
             sum[2][rows[2][j]] += w;
             sum[3][rows[3][j]] += w;
+            square[0][rows[0][j]] += w2;
+            square[1][rows[1][j]] += w2;
+            square[2][rows[2][j]] += w2;
+            square[3][rows[3][j]] += w2;
         }
         return;
     }
-    for (std::size_t k = 0; k < count; ++k)
-        for (int j = 0; j < standing; ++j) sum[k][rows[k][j]] += scaled[j];
+    for (std::size_t k = 0; k < count; ++k) {
+        for (int j = 0; j < standing; ++j) {
+            sum[k][rows[k][j]] += scaled[j];
+            square[k][rows[k][j]] += squared[j];
+        }
+    }
 }
 
 }  // namespace samplenet

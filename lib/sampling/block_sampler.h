@@ -86,7 +86,8 @@ private:
     std::vector<int> exponent;
     std::vector<std::uint64_t> generator;
     std::vector<std::uint32_t> column;
-    std::vector<double> scaled;
+    std::vector<double> scaled;   // weights at the sums' scale
+    std::vector<double> squared;  // squares relative to the largest weight
     // The sample of the block that ended early, and how.
     int ended = -1;
     bool endedImpossible = false;

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cmath>
 #include <exception>
-#include <limits>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -137,8 +135,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     report.impossible = sums.impossible;
     report.lostToRange = sums.lostToRange;
     report.outsideDouble = sums.outsideDouble;
-    report.logTotalWeight = sums.total > 0.0 ? std::log(sums.total) + sums.scale * std::log(2.0)
-                                             : -std::numeric_limits<double>::infinity();
+    report.errors = estimateErrors(plan, sums);
 
     for (int i = 0; i < net.nodeCount; ++i) {
         SampleNode& node = *net.nodes[i];

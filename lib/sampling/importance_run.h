@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 
+#include "lib/sampling/error_estimates.h"
 #include "lib/sampling/generator_stream.h"
 
 class SampleNet;
@@ -34,9 +35,8 @@ struct SamplingReport {
     long impossible = 0;     // ended by a zero table entry
     long lostToRange = 0;    // ended by a weight that left double's range
     long outsideDouble = 0;  // kept, with a weight outside double's range
-    // Natural log of the sum of the final samples' weights (-inf when none
-    // counted); with `drawn` it estimates the probability of the evidence.
-    double logTotalWeight = 0.0;
+    // Error estimates of the answers (per node in the engine's order).
+    ErrorEstimates errors;
 };
 
 // One EPIS-BN or AIS-BN run on a network prepared with

@@ -13,13 +13,27 @@ void WeightSums::rescale(int newScale) {
     scale = newScale;
 }
 
+void WeightSums::raiseLargestExponent(int exponent) {
+    if (exponent <= largestExponent) return;
+    const int shift = largestExponent == kNoWeight ? 0 : 2 * (largestExponent - exponent);
+    for (double& sum : perStateSquares) sum = std::ldexp(sum, shift);
+    totalSquares = std::ldexp(totalSquares, shift);
+    largestExponent = exponent;
+}
+
 void WeightSums::merge(const WeightSums& other) {
     const int common = std::max(scale, other.scale);
     rescale(common);
     const int shift = other.scale - common;
     for (std::size_t k = 0; k < perState.size(); ++k) perState[k] += std::ldexp(other.perState[k], shift);
     total += std::ldexp(other.total, shift);
-    largestExponent = std::max(largestExponent, other.largestExponent);
+    raiseLargestExponent(other.largestExponent);
+    if (other.largestExponent != kNoWeight) {
+        const int squareShift = 2 * (other.largestExponent - largestExponent);
+        for (std::size_t k = 0; k < perStateSquares.size(); ++k)
+            perStateSquares[k] += std::ldexp(other.perStateSquares[k], squareShift);
+        totalSquares += std::ldexp(other.totalSquares, squareShift);
+    }
     drawn += other.drawn;
     positive += other.positive;
     impossible += other.impossible;

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <vector>
+
+#include "lib/sampling/sampling_plan.h"
+#include "lib/sampling/weight_sums.h"
+
+namespace samplenet {
+
+// How far a sampling run's answers may be from the truth, from its sums of
+// weights and squared weights. A posterior entry is a ratio of two weighted
+// sums; its variance is the ratio estimator's (delta method):
+// sum over samples of w^2 (1[state drawn] - p)^2 / (sum of w)^2.
+struct ErrorEstimates {
+    // Per node (in the plan's order) and state; 0 for observed nodes.
+    std::vector<std::vector<double>> standardErrors;
+    double largestStandardError = 0.0;
+    // (sum of w)^2 / sum of w^2: how many unweighted samples the run is
+    // worth. Below about 100 the error estimates themselves are unreliable.
+    double effectiveSampleSize = 0.0;
+    // Natural log of the mean weight, which estimates the probability of the
+    // evidence (-inf when no sample had weight), and the mean's relative
+    // standard error.
+    double logMeanWeight = 0.0;
+    double meanWeightRelativeError = 0.0;
+};
+
+ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums);
+
+}  // namespace samplenet
