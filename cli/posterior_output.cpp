@@ -37,6 +37,22 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
     return text;
 }
 
+std::string errorDescription(const samplenet::InferenceResult& result) {
+    if (!result.sampling) return {};
+    const samplenet::ErrorEstimates& errors = result.sampling->errors;
+    std::string text = fmt::format("largest standard error {:.2g}, effective sample size {:.0f} of {}",
+                                   errors.largestStandardError, errors.effectiveSampleSize, result.sampling->drawn);
+    if (result.logProbabilityOfEvidence) {
+        const double log10P = *result.logProbabilityOfEvidence / std::log(10.0);
+        text += fmt::format(", P(evidence) ~ {:.4g} (log10 {:.4f}) +- {:.2g}%", std::pow(10.0, log10P), log10P,
+                            100.0 * result.probabilityOfEvidenceRelativeError.value_or(0.0));
+    }
+    if (errors.effectiveSampleSize < kReliableSampleSize)
+        text += fmt::format("; below {:.0f} effective samples the error estimates themselves are unreliable",
+                            kReliableSampleSize);
+    return text;
+}
+
 std::string evidenceDescription(const samplenet::Network& network, const samplenet::Evidence& evidence) {
     std::vector<std::string> items;
     for (const auto& [v, state] : evidence.hard) {
@@ -61,12 +77,17 @@ std::string tableReport(const PosteriorReport& report) {
     std::string text = fmt::format("# {}: {}, {:.3f} s\n# evidence: {}\n", report.source,
                                    runDescription(report.options, report.result), report.result.seconds,
                                    evidenceDescription(report.network, report.evidence));
-    text += fmt::format("{:<{}}  {:<{}}  {}\n", "node", nameWidth, "state", stateWidth, "probability");
+    const bool withErrors = !report.result.standardErrors.empty();
+    if (withErrors) text += "# error: " + errorDescription(report.result) + "\n";
+    text += fmt::format("{:<{}}  {:<{}}  {}{}\n", "node", nameWidth, "state", stateWidth, "probability",
+                        withErrors ? "  std. error" : "");
     for (int v : report.variables) {
         const auto& variable = report.network.variables[v];
-        for (int s = 0; s < variable.stateCount(); ++s)
-            text += fmt::format("{:<{}}  {:<{}}  {:.6f}\n", s == 0 ? variable.name : "", nameWidth,
-                                variable.states[s], stateWidth, report.result.posteriors[v][s]);
+        for (int s = 0; s < variable.stateCount(); ++s) {
+            text += fmt::format("{:<{}}  {:<{}}  {:.6f}", s == 0 ? variable.name : "", nameWidth, variable.states[s],
+                                stateWidth, report.result.posteriors[v][s]);
+            text += withErrors ? fmt::format("     {:.6f}\n", report.result.standardErrors[v][s]) : "\n";
+        }
     }
     return text;
 }
@@ -86,6 +107,11 @@ std::string jsonReport(const PosteriorReport& report) {
         json["jobs"] = options.jobs;
         json["generator"] = options.generator == samplenet::Generator::Standard ? "standard" : "wide";
         if (const auto& sampling = report.result.sampling) {
+            json["effective_sample_size"] = sampling->errors.effectiveSampleSize;
+            if (report.result.logProbabilityOfEvidence) {
+                json["log_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
+                json["probability_of_evidence_relative_error"] = *report.result.probabilityOfEvidenceRelativeError;
+            }
             json["distinct_samples"] = sampling->distinct;
             json["zero_weight_samples"] = sampling->impossible + sampling->lostToRange;
             json["samples_lost_to_range"] = sampling->lostToRange;
@@ -104,17 +130,21 @@ std::string jsonReport(const PosteriorReport& report) {
         const auto& variable = report.network.variables[v];
         posteriors.push_back(
             {{"node", variable.name}, {"states", variable.states}, {"probabilities", report.result.posteriors[v]}});
+        if (!report.result.standardErrors.empty()) posteriors.back()["standard_errors"] = report.result.standardErrors[v];
     }
     return json.dump(2) + "\n";
 }
 
 std::string csvReport(const PosteriorReport& report) {
-    std::string text = "node,state,probability\n";
+    const bool withErrors = !report.result.standardErrors.empty();
+    std::string text = withErrors ? "node,state,probability,standard_error\n" : "node,state,probability\n";
     for (int v : report.variables) {
         const auto& variable = report.network.variables[v];
-        for (int s = 0; s < variable.stateCount(); ++s)
-            text += fmt::format("{},{},{}\n", csvField(variable.name), csvField(variable.states[s]),
+        for (int s = 0; s < variable.stateCount(); ++s) {
+            text += fmt::format("{},{},{}", csvField(variable.name), csvField(variable.states[s]),
                                 report.result.posteriors[v][s]);
+            text += withErrors ? fmt::format(",{}\n", report.result.standardErrors[v][s]) : "\n";
+        }
     }
     return text;
 }

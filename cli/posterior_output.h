@@ -27,6 +27,13 @@ struct PosteriorReport {
 
 // "epis, 1000 samples, seed 3" and the like: how the posteriors were made.
 std::string runDescription(const samplenet::InferenceOptions& options, const samplenet::InferenceResult& result);
+// Below this effective sample size the error estimates are themselves too
+// uncertain to trust, and reports say so.
+constexpr double kReliableSampleSize = 100.0;
+// The sampling run's error in one line: the largest standard error, the
+// effective sample size and P(evidence) with its relative error; empty for
+// the other algorithms.
+std::string errorDescription(const samplenet::InferenceResult& result);
 // "A=yes, B=[0.9,0.2]", or "none".
 std::string evidenceDescription(const samplenet::Network& network, const samplenet::Evidence& evidence);
 // A CSV field (RFC 4180): quoted when it holds separators, quotes or line

@@ -32,7 +32,8 @@ Posteriors fromCsv(const std::string& text) {
     std::istringstream lines(text);
     std::string line;
     std::getline(lines, line);
-    EXPECT_EQ(line, "node,state,probability");
+    // The samplers add each entry's standard error.
+    EXPECT_TRUE(line == "node,state,probability" || line == "node,state,probability,standard_error") << line;
     Posteriors posteriors;
     while (std::getline(lines, line)) {
         const auto first = line.find(',');
@@ -40,6 +41,29 @@ Posteriors fromCsv(const std::string& text) {
         posteriors[line.substr(0, first)].push_back(std::stod(line.substr(second + 1)));
     }
     return posteriors;
+}
+
+// A sampler's reported errors hold its distance from the known answer, in
+// every format that shows them.
+TEST(InferCommand, SamplersReportErrorsThatHoldTheirDistanceFromTheAnswer) {
+    const std::vector<std::string> base{"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-n", "4000",
+                                        "--seed", "5"};
+    auto arguments = base;
+    arguments.insert(arguments.end(), {"--format", "json"});
+    const auto json = nlohmann::json::parse(runSamplenet(arguments).out);
+    const auto& smoker = json.at("posteriors").at(0);
+    ASSERT_EQ(smoker.at("node"), "Smoker");
+    const double error = smoker.at("standard_errors").at(0).get<double>();
+    EXPECT_GT(error, 0.0);
+    EXPECT_LT(std::abs(smoker.at("probabilities").at(0).get<double>() - kSmokerGivenCough), 4 * error);
+    // P(Cough = yes) = 0.3 * 0.8 + 0.7 * 0.1.
+    const double logP = json.at("log_probability_of_evidence").get<double>();
+    const double relative = json.at("probability_of_evidence_relative_error").get<double>();
+    EXPECT_LT(std::abs(std::exp(logP) / 0.31 - 1.0), 4 * relative);
+    EXPECT_GT(json.at("effective_sample_size").get<double>(), 1000.0);
+    const std::string table = runSamplenet(base).out;
+    EXPECT_NE(table.find("# error: largest standard error "), std::string::npos) << table;
+    EXPECT_NE(table.find("std. error"), std::string::npos) << table;
 }
 
 TEST(InferCommand, KnownPosteriorInEveryFormat) {
