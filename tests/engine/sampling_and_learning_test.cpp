@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "engine/random_state.h"
 #include "engine/samplenet.h"
 #include "tests/engine/engine_run.h"
@@ -113,6 +115,24 @@ TEST(Sample, WeightIsTheRatioProductAndStopsAtZero) {
         EXPECT_DOUBLE_EQ(w, expected);
         EXPECT_EQ(p.node(1).sampledState, 1);
     }
+}
+
+TEST(Sample, OnlyAnExactZeroEndsIt) {
+    // The fallback draw picks a state of importance 1e-310: the ratio
+    // overflows, and the observed child's zero factor then makes the weight
+    // NaN. The node after it is still drawn.
+    TinyNet tiny;
+    tiny.add(3, {}, {0.4, 0.6, 0.0});
+    tiny.add(2, {0}, {0.5, 0.5, 0.0, 1.0, 0.5, 0.5});  // observed 0: impossible under the root's 1
+    tiny.add(2, {1}, {0.5, 0.5, 0.5, 0.5});
+    Prepared p(tiny, {-1, 0, -1});
+    p.setColumn(0, {0.75, 1e-310, 0.0});
+    p.node(2).sampledState = -1;
+    engine_random::SetSeed(testing_support::seedForNextDraw(0x7fff));  // u = 1 - 1e-11
+    const double w = p.net.OneImportanceSample();
+    EXPECT_EQ(p.node(0).sampledState, 1);
+    EXPECT_TRUE(std::isnan(w));
+    EXPECT_NE(p.node(2).sampledState, -1);
 }
 
 TEST(Weights, InitAddAndNormalize) {
