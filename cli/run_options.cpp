@@ -36,7 +36,9 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
     command
         .add_option("--max-seconds", run.maxSeconds,
                     "Time budget of epis and ais: sampling stops when it is spent, and the report says "
-                    "how many samples were drawn")
+                    "how many samples were drawn. A budgeted run is repeatable only in the samples it reports: "
+                    "how many it draws depends on the clock, so runs with one --seed may stop at different "
+                    "counts and print different results")
         ->check(numberAbove(0.0));
     command.add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
         ->check(wholeNumberAtLeast(1))

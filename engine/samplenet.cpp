@@ -1,5 +1,7 @@
 #include "engine/samplenet.h"
 
+#include <vector>
+
 SampleNet::SampleNet(SamplingAdapter& host) : adapter(&host) {
     nodeCount = adapter->GetNodeCount();
     CreateNodeList();
@@ -55,22 +57,48 @@ void SampleNet::CreateNodeList() { nodes = new SampleNode*[nodeCount]; }
 
 void SampleNet::CreateANode(int index, int numStates) { nodes[index] = new SampleNode(numStates); }
 
+namespace {
+
+// Flags node `start` and every proper ancestor. `reached` holds the nodes
+// reached through a parent edge in the current pass: their ancestors are
+// flagged already, and walking them again (once per path: exponential in the
+// depth of layered networks) could only set flags that are set. The start is
+// not marked, since the pass clears an observed start's flag afterwards and
+// a later walk must be able to set it again.
+void FlagWithAncestors(SampleNode** nodes, int start, std::vector<char>& reached) {
+    nodes[start]->changeFlag = true;
+    std::vector<int> pending{start};
+    while (!pending.empty()) {
+        const SampleNode& node = *nodes[pending.back()];
+        pending.pop_back();
+        for (int j = 0; j < node.parents.numElements; ++j) {
+            const int parent = node.parents[j];
+            if (reached[parent]) continue;
+            reached[parent] = 1;
+            nodes[parent]->changeFlag = true;
+            pending.push_back(parent);
+        }
+    }
+}
+
+}  // namespace
+
 void SampleNet::CheckChangeFlag() {
     // An observed node is flagged only by a walk from an observed descendant,
-    // so its own walk's flag is cleared straight after.
+    // so its own walk's flag is cleared straight after. In index order that
+    // descendant's walk comes later; a node reached as an ancestor has had its
+    // own turn already, so no clearing undoes the flags of a pass.
+    std::vector<char> reached(nodeCount, 0);
     for (int i = 0; i < nodeCount; ++i) {
         if (nodes[i]->evidence >= 0) {
-            ChangeParentFlag(i);
+            FlagWithAncestors(nodes, i, reached);
             nodes[i]->changeFlag = false;
         }
     }
 }
 
 void SampleNet::ChangeParentFlag(int index) {
-    SampleNode& node = *nodes[index];
-    node.changeFlag = true;
-    // A flagged parent already has all its ancestors flagged; walking every
-    // path again would cost time exponential in the depth of layered networks.
-    for (int j = 0; j < node.parents.numElements; ++j)
-        if (!nodes[node.parents[j]]->changeFlag) ChangeParentFlag(node.parents[j]);
+    // A walk of its own: flags already set stop nothing, every ancestor is set.
+    std::vector<char> reached(nodeCount, 0);
+    FlagWithAncestors(nodes, index, reached);
 }

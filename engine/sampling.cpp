@@ -1,5 +1,3 @@
-#include <cmath>
-
 #include "engine/samplenet.h"
 
 double SampleNode::takeImportanceSample() {
@@ -50,7 +48,10 @@ double SampleNet::OneImportanceSample() {
         } else {
             weight *= node.takeImportanceSample();
         }
-        if (weight == 0.0 || std::isnan(weight)) break;
+        // Only an exact zero ends a sample, so the draws a sample takes depend
+        // on zero factors alone. A NaN weight (an overflowed product times a
+        // zero factor) draws on to the end; AddWeight ignores it.
+        if (weight == 0.0) break;
     }
     return weight;
 }

@@ -8,16 +8,15 @@ namespace {
 using testing_support::TestHost;
 using testing_support::TinyNet;
 
-std::vector<bool> flags(TestHost& host) {
-    SampleNet sampleNet(host);
-    std::vector<bool> result(sampleNet.nodeCount);
-    for (int v = 0; v < sampleNet.nodeCount; ++v) result[v] = sampleNet.nodes[host.engineIndex(v)]->changeFlag;
+std::vector<bool> flagsOf(TestHost& host, const SampleNet& net) {
+    std::vector<bool> result(net.nodeCount);
+    for (int v = 0; v < net.nodeCount; ++v) result[v] = net.nodes[host.engineIndex(v)]->changeFlag;
     return result;
 }
 
-std::vector<bool> flagsOf(const TinyNet& net, std::vector<int> evidence) {
-    TestHost host(net, std::move(evidence));
-    return flags(host);
+std::vector<bool> flags(TestHost& host) {
+    SampleNet sampleNet(host);
+    return flagsOf(host, sampleNet);
 }
 
 TinyNet diamond() {
@@ -29,18 +28,38 @@ TinyNet diamond() {
     return net;
 }
 
-TEST(ChangeFlags, MarkExactlyTheProperAncestorsOfEvidence) {
-    const TinyNet chain = testing_support::chain(3);
-    EXPECT_EQ(flagsOf(chain, {-1, -1, 1}), (std::vector<bool>{true, true, false}));
-    EXPECT_EQ(flagsOf(chain, {0, 1, -1}), (std::vector<bool>{true, false, false}));
-    EXPECT_EQ(flagsOf(chain, {-1, 0, -1}), (std::vector<bool>{true, false, false}));
-    EXPECT_EQ(flagsOf(chain, {-2, -7, -1}), (std::vector<bool>{false, false, false}));
-    // An observed node with observed descendants stays flagged.
-    EXPECT_EQ(flagsOf(chain, {1, 0, 1}), (std::vector<bool>{true, true, false}));
+// Flags after construction must be the proper ancestors of evidence, and
+// running the marking again on the built network must leave them so.
+void expectFlags(const char* name, const TinyNet& net, std::vector<int> evidence, const std::vector<bool>& expected) {
+    TestHost host(net, std::move(evidence));
+    SampleNet sampleNet(host);
+    EXPECT_EQ(flagsOf(host, sampleNet), expected) << name << ", as built";
+    sampleNet.CheckChangeFlag();
+    EXPECT_EQ(flagsOf(host, sampleNet), expected) << name << ", marked again";
+    sampleNet.CheckChangeFlag();
+    EXPECT_EQ(flagsOf(host, sampleNet), expected) << name << ", marked a third time";
+}
 
-    EXPECT_EQ(flagsOf(diamond(), {-1, -1, -1, 0}), (std::vector<bool>{true, true, true, false}));
-    EXPECT_EQ(flagsOf(diamond(), {-1, 1, -1, -1}), (std::vector<bool>{true, false, false, false}));
-    EXPECT_EQ(flagsOf(diamond(), {-1, -1, 0, 1}), (std::vector<bool>{true, true, true, false}));
+TEST(ChangeFlags, MarkExactlyTheProperAncestorsOfEvidenceAlsoWhenMarkedAgain) {
+    const TinyNet chain = testing_support::chain(3);
+    expectFlags("chain, last observed", chain, {-1, -1, 1}, {true, true, false});
+    expectFlags("chain, first two observed", chain, {0, 1, -1}, {true, false, false});
+    expectFlags("chain, middle observed", chain, {-1, 0, -1}, {true, false, false});
+    expectFlags("chain, negative values are unobserved", chain, {-2, -7, -1}, {false, false, false});
+    // An observed node with observed descendants stays flagged.
+    expectFlags("chain, all observed", chain, {1, 0, 1}, {true, true, false});
+    // The unobserved node between two observed ones is flagged before the
+    // first observed node's turn comes round again.
+    expectFlags("chain, both ends observed", chain, {0, -1, 1}, {true, true, false});
+
+    expectFlags("diamond, sink observed", diamond(), {-1, -1, -1, 0}, {true, true, true, false});
+    expectFlags("diamond, one side observed", diamond(), {-1, 1, -1, -1}, {true, false, false, false});
+    expectFlags("diamond, side and sink observed", diamond(), {-1, -1, 0, 1}, {true, true, true, false});
+    expectFlags("diamond, source and sink observed", diamond(), {1, -1, -1, 0}, {true, true, true, false});
+    expectFlags("loopy, root and a descendant observed", testing_support::threeLayerLoopy(), {1, -1, -1, -1, -1, 0, -1},
+                {true, true, false, true, false, false, false});
+    expectFlags("loopy, two observed", testing_support::threeLayerLoopy(), {-1, -1, 1, -1, -1, 0, -1},
+                {true, true, false, true, false, false, false});
 }
 
 TEST(ChangeFlags, HoldWhenTheHostListsChildrenBeforeParents) {
@@ -57,13 +76,19 @@ TEST(ChangeFlags, HoldWhenTheHostListsChildrenBeforeParents) {
     EXPECT_LT(host.engineIndex(1), host.engineIndex(0));
 }
 
-TEST(ChangeFlags, RerunningTheMarkingChangesNothing) {
-    TestHost host(testing_support::threeLayerLoopy(), {-1, -1, 1, -1, -1, 0, -1});
+TEST(ChangeFlags, ParentWalkOnItsOwnFlagsTheNodeAndEveryAncestor) {
+    TestHost host(diamond());
     SampleNet net(host);
-    std::vector<bool> before;
-    for (int i = 0; i < net.nodeCount; ++i) before.push_back(net.nodes[i]->changeFlag);
-    net.CheckChangeFlag();
-    for (int i = 0; i < net.nodeCount; ++i) EXPECT_EQ(net.nodes[i]->changeFlag, before[i]) << i;
+    net.ChangeParentFlag(host.engineIndex(1));
+    EXPECT_EQ(flagsOf(host, net), (std::vector<bool>{true, true, false, false}));
+
+    // A flag already set stops nothing, and nothing of the first walk is
+    // remembered by the second.
+    for (int i = 0; i < net.nodeCount; ++i) net.nodes[i]->changeFlag = false;
+    net.nodes[host.engineIndex(1)]->changeFlag = true;
+    net.nodes[host.engineIndex(2)]->changeFlag = true;
+    net.ChangeParentFlag(host.engineIndex(3));
+    EXPECT_EQ(flagsOf(host, net), (std::vector<bool>{true, true, true, true}));
 }
 
 TEST(Construction, WiresParentsChildrenStateRefsTablesAndEvidence) {

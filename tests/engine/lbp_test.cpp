@@ -26,6 +26,22 @@ TEST(LbpExactness, PolytreeBeliefsEqualEnumerationAfterDiameterPlusOne) {
     }
 }
 
+TEST(LbpExactness, ZeroMessagesAreSkippedNotDividedBy) {
+    // Y = 1 is impossible when X = 2: from the second iteration on, Y's lambda
+    // message to X and X's pi message to Y are 0 there, and each is the
+    // divisor of the message that goes back. Still a polytree, still exact.
+    TinyNet net;
+    net.add(3, {}, {0.6, 0.3, 0.1});  // X
+    net.add(2, {}, {0.4, 0.6});       // Z
+    net.add(2, {0, 1}, {0.9, 0.1, 0.3, 0.7, 0.6, 0.4, 0.2, 0.8, 1.0, 0.0, 1.0, 0.0});  // Y
+    const std::vector<int> evidence = {-1, -1, 1};
+    const ExactAnswer exact = enumerate(net, evidence);
+    TestHost host(net, evidence);
+    host.params.propagationLength = 8;
+    ASSERT_EQ(runDriver(host, Driver::Lbp), 0);
+    EXPECT_LT(worstError(host, exact.posteriors), 1e-9);
+}
+
 TEST(LbpExactness, EvidenceTravelsOneEdgePerIteration) {
     const TinyNet net = chain(3);
     const std::vector<int> evidence = {-1, -1, 0};

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "engine/random_state.h"
 #include "engine/samplenet.h"
 #include "tests/engine/engine_run.h"
@@ -66,17 +68,18 @@ TEST(SetUp, TearDownReleasesTablesAndLeavesHostTablesIntact) {
 TEST(Draw, WalksTheColumnWithLessOrEqual) {
     Prepared p(single({0.2, 0.5, 0.3}));
     SampleNode& x = p.node(0);
-    // Find a seed whose first draw is about 0.3, and one exactly at a sum.
-    engine_random::SetSeed(0);
-    long long seed = 0;
-    double u = 0.0;
-    do {
-        seed = engine_random::Seed();
-        u = SampleNode::RandLcg();
-    } while (u < 0.25 || u > 0.35);
-    engine_random::SetSeed(seed);
+    engine_random::SetSeed(testing_support::seedForNextDraw(9830));  // u = 0.29999...
     EXPECT_DOUBLE_EQ(x.takeImportanceSample(), 1.0);
     EXPECT_EQ(x.sampledState, 1);
+
+    // A draw exactly equal to the first running sum selects state 0.
+    const long long seed = testing_support::seedForNextDraw(8192);
+    engine_random::SetSeed(seed);
+    const double u = SampleNode::RandLcg();
+    p.setColumn(0, {u, 0.75 - u, 0.25});
+    engine_random::SetSeed(seed);
+    EXPECT_EQ(x.takeImportanceSample(), 0.2 / u);
+    EXPECT_EQ(x.sampledState, 0);
 
     p.setColumn(0, {0.0, 1.0, 0.0});
     for (int i = 0; i < 50; ++i) {
@@ -113,6 +116,24 @@ TEST(Sample, WeightIsTheRatioProductAndStopsAtZero) {
         EXPECT_DOUBLE_EQ(w, expected);
         EXPECT_EQ(p.node(1).sampledState, 1);
     }
+}
+
+TEST(Sample, OnlyAnExactZeroEndsIt) {
+    // The fallback draw picks a state of importance 1e-310: the ratio
+    // overflows, and the observed child's zero factor then makes the weight
+    // NaN. The node after it is still drawn.
+    TinyNet tiny;
+    tiny.add(3, {}, {0.4, 0.6, 0.0});
+    tiny.add(2, {0}, {0.5, 0.5, 0.0, 1.0, 0.5, 0.5});  // observed 0: impossible under the root's 1
+    tiny.add(2, {1}, {0.5, 0.5, 0.5, 0.5});
+    Prepared p(tiny, {-1, 0, -1});
+    p.setColumn(0, {0.75, 1e-310, 0.0});
+    p.node(2).sampledState = -1;
+    engine_random::SetSeed(testing_support::seedForNextDraw(0x7fff));  // u = 1 - 1e-11
+    const double w = p.net.OneImportanceSample();
+    EXPECT_EQ(p.node(0).sampledState, 1);
+    EXPECT_TRUE(std::isnan(w));
+    EXPECT_NE(p.node(2).sampledState, -1);
 }
 
 TEST(Weights, InitAddAndNormalize) {
@@ -183,6 +204,33 @@ TEST(Heuristics, TiesTakeTheDeficitFromTheLowerStateAndWideNodesGoUniform) {
     EXPECT_EQ(p.node(1).importanceTable->data[1], 0.0);
     EXPECT_EQ(p.node(2).importanceTable->data[7], 0.0025);
     EXPECT_NEAR(p.node(2).importanceTable->data[0], twenty[0] - 19 * 0.0015, 1e-12);
+}
+
+TEST(Heuristics, ThresholdBandsFollowTheStateCount) {
+    // Each root has a 0.03 and a 0.001 entry: the 0.1 floor raises both up to
+    // 5 states, the 0.04 floor both from 6 to 8, the 0.0025 floor of 9 to 20
+    // states only the smaller one.
+    const std::vector<int> counts = {5, 6, 8, 9};
+    TinyNet tiny;
+    int sinkTable = 2;
+    for (int n : counts) {
+        std::vector<double> column(n, 0.0);
+        column[1] = 0.03;
+        column[2] = 0.001;
+        column[0] = 1.0 - 0.031;
+        tiny.add(n, {}, column);
+        sinkTable *= n;
+    }
+    tiny.add(2, {0, 1, 2, 3}, std::vector<double>(sinkTable, 0.5));
+    Prepared p(tiny, {-1, -1, -1, -1, 0});
+    const std::vector<std::pair<double, double>> raised = {{0.1, 0.1}, {0.04, 0.04}, {0.04, 0.04}, {0.03, 0.0025}};
+    for (std::size_t v = 0; v < counts.size(); ++v) {
+        const int index = static_cast<int>(v);
+        p.net.InitNormalizedTable(p.host.engineIndex(index), false);
+        const double* importance = p.node(index).importanceTable->data.data;
+        EXPECT_EQ(importance[1], raised[v].first) << counts[v] << " states";
+        EXPECT_EQ(importance[2], raised[v].second) << counts[v] << " states";
+    }
 }
 
 TEST(Learning, BlendsColumnsTowardsTheSampledDistribution) {
