@@ -14,26 +14,6 @@ double median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[mid] : (values[mid - 1] + values[mid]) / 2.0;
 }
 
-struct Accuracy {
-    double mean = 0.0;
-    double max = 0.0;
-};
-
-Accuracy compare(const std::vector<std::vector<double>>& approximate, const ExactResult& exact,
-                 const Evidence& evidence) {
-    Accuracy accuracy;
-    int counted = 0;
-    for (std::size_t v = 0; v < exact.posteriors.size(); ++v) {
-        if (evidence.hard.count(static_cast<int>(v)) != 0) continue;
-        const double h = hellingerDistance(approximate[v], exact.posteriors[v]);
-        accuracy.mean += h;
-        accuracy.max = std::max(accuracy.max, h);
-        ++counted;
-    }
-    if (counted > 0) accuracy.mean /= counted;
-    return accuracy;
-}
-
 template <typename Run>
 double timed(Run run) {
     const auto start = std::chrono::steady_clock::now();
@@ -62,7 +42,8 @@ public:
             try {
                 const InferenceResult result = infer(network, cases[i].evidence, run);
                 seconds.push_back(result.seconds);
-                const Accuracy accuracy = compare(result.posteriors, answers[i], cases[i].evidence);
+                const PosteriorDistance accuracy =
+                    posteriorDistance(result.posteriors, answers[i].posteriors, cases[i].evidence);
                 row.meanHellinger += accuracy.mean;
                 row.maxHellinger = std::max(row.maxHellinger, accuracy.max);
             } catch (const InferenceError& error) {
@@ -122,6 +103,21 @@ double hellingerDistance(const std::vector<double>& p, const std::vector<double>
         sum += d * d;
     }
     return std::sqrt(sum / 2.0);
+}
+
+PosteriorDistance posteriorDistance(const std::vector<std::vector<double>>& approximate,
+                                    const std::vector<std::vector<double>>& exact, const Evidence& evidence) {
+    PosteriorDistance distance;
+    int counted = 0;
+    for (std::size_t v = 0; v < exact.size(); ++v) {
+        if (evidence.hard.count(static_cast<int>(v)) != 0) continue;
+        const double h = hellingerDistance(approximate[v], exact[v]);
+        distance.mean += h;
+        distance.max = std::max(distance.max, h);
+        ++counted;
+    }
+    if (counted > 0) distance.mean /= counted;
+    return distance;
 }
 
 BenchmarkReport runBenchmark(const std::string& name, const Network& network, const JunctionTree& exact,

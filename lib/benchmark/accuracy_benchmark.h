@@ -54,4 +54,13 @@ BenchmarkReport runBenchmark(const std::string& name, const Network& network, co
 
 double hellingerDistance(const std::vector<double>& p, const std::vector<double>& q);
 
+// Hellinger distance between approximate and exact posteriors over the
+// variables without hard evidence: their mean and the largest.
+struct PosteriorDistance {
+    double mean = 0.0;
+    double max = 0.0;
+};
+PosteriorDistance posteriorDistance(const std::vector<std::vector<double>>& approximate,
+                                    const std::vector<std::vector<double>>& exact, const Evidence& evidence);
+
 }  // namespace samplenet

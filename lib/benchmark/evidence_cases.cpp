@@ -5,7 +5,6 @@
 #include <numeric>
 #include <random>
 
-
 namespace samplenet {
 namespace {
 
@@ -44,6 +43,14 @@ std::vector<int> chooseObserved(int variables, double fraction, Random& random) 
     return all;
 }
 
+Evidence observe(const Network& network, const std::vector<int>& order, double fraction, Draw draw,
+               Random& random) {
+    const std::vector<int> states = forwardSample(network, order, draw, random);
+    Evidence evidence;
+    for (int v : chooseObserved(network.size(), fraction, random)) evidence.hard[v] = states[v];
+    return evidence;
+}
+
 std::map<std::string, std::string> namesOf(const Network& network, const Evidence& evidence) {
     std::map<std::string, std::string> named;
     for (const auto& [v, state] : evidence.hard) named[network.variables[v].name] = network.variables[v].states[state];
@@ -61,9 +68,7 @@ std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTr
     std::vector<EvidenceCase> cases;
 
     for (int c = 0; c < options.likelyCases; ++c) {
-        const std::vector<int> states = forwardSample(network, order, Draw::Model, random);
-        Evidence evidence;
-        for (int v : chooseObserved(network.size(), options.observedFraction, random)) evidence.hard[v] = states[v];
+        const Evidence evidence = observe(network, order, options.observedFraction, Draw::Model, random);
         const double log10P = exact.infer(evidence).logProbabilityOfEvidence / std::log(10.0);
         cases.push_back({CaseKind::Likely, evidence, log10P, namesOf(network, evidence)});
     }
@@ -71,9 +76,7 @@ std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTr
     const double bound = std::log10(options.unlikelyBelow);
     for (int c = 0; c < options.unlikelyCases; ++c) {
         for (int attempt = 0; attempt < options.attemptsPerCase; ++attempt) {
-            const std::vector<int> states = forwardSample(network, order, Draw::UniformSupport, random);
-            Evidence evidence;
-            for (int v : chooseObserved(network.size(), options.observedFraction, random)) evidence.hard[v] = states[v];
+            const Evidence evidence = observe(network, order, options.observedFraction, Draw::UniformSupport, random);
             const double log10P = exact.infer(evidence).logProbabilityOfEvidence / std::log(10.0);
             if (log10P < bound) {
                 cases.push_back({CaseKind::Unlikely, evidence, log10P, namesOf(network, evidence)});
@@ -82,6 +85,11 @@ std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTr
         }
     }
     return cases;
+}
+
+Evidence forwardSampledEvidence(const Network& network, double observedFraction, unsigned long seed) {
+    Random random(seed);
+    return observe(network, network.topologicalOrder(), observedFraction, Draw::Model, random);
 }
 
 }  // namespace samplenet

@@ -44,4 +44,9 @@ std::vector<EvidenceCase> generateCases(const Network& network, const JunctionTr
 
 std::string caseKindName(CaseKind kind);
 
+// Hard evidence on a share of the variables (at least one), chosen at random,
+// in the states of one forward sample of the network, so that it is always
+// possible. The same seed gives the same evidence.
+Evidence forwardSampledEvidence(const Network& network, double observedFraction, unsigned long seed);
+
 }  // namespace samplenet
