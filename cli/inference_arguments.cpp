@@ -49,6 +49,11 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
             return name == "standard" || name == "wide" ? "" : "unknown generator \"" + name + "\"; use standard or wide";
         })
         ->capture_default_str();
+    command
+        .add_option("--target-error", arguments.targetError,
+                    "Epis and ais draw in rounds until the largest standard error of any posterior is at most this "
+                    "(with -n as the most samples to draw, and --max-seconds as the most time)")
+        ->check(numberAbove(0.0));
     addReadLimitOptions(&command, arguments.readLimits);
 }
 
@@ -56,6 +61,7 @@ InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& comm
     samplenet::InferenceOptions options = inferenceOptions(arguments.run, command);
     options.progress = samplenet::terminalProgressBar();
     options.generator = arguments.generator == "wide" ? samplenet::Generator::Wide : samplenet::Generator::Standard;
+    if (command.count("--target-error") > 0) options.targetError = arguments.targetError;
 
     const bool builtIn = arguments.networkPath.empty();
     InferenceRun run{builtIn ? kExampleNetworkDescription : arguments.networkPath,
@@ -67,7 +73,8 @@ InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& comm
 
 void runInference(InferenceRun& run) {
     run.result = samplenet::infer(run.network, run.evidence, run.options);
-    if (run.result.samplesDrawn && *run.result.samplesDrawn < run.options.samples)
+    if (run.options.maxSeconds && run.result.samplesDrawn && *run.result.samplesDrawn < run.options.samples &&
+        !(run.result.sampling && run.result.sampling->targetMet == true))
         std::cerr << "samplenet: note: the time limit of " << *run.options.maxSeconds << " s stopped sampling after "
                   << *run.result.samplesDrawn << " of " << run.options.samples << " samples\n";
     if (!run.result.sampling) return;
@@ -76,6 +83,10 @@ void runInference(InferenceRun& run) {
         std::cerr << "samplenet: warning: only " << sampling.distinct << " of " << sampling.drawn
                   << " samples are distinct draws: the generator's stream of 2^31 numbers repeats after that, so "
                      "more samples add no information\n";
+    if (sampling.targetMet == false)
+        std::cerr << "samplenet: note: the target error of " << *run.options.targetError << " was not met: the "
+                  << "largest standard error is " << sampling.errors.largestStandardError << " after "
+                  << sampling.drawn << " samples (raise -n or --max-seconds)\n";
     if (sampling.lostToRange > 0)
         std::cerr << "samplenet: note: " << sampling.lostToRange << " of " << sampling.drawn
                   << " samples were lost because their weight left the range of double\n";

@@ -19,6 +19,7 @@ struct InferenceArguments {
     std::string evidenceFile;
     RunOptions run;
     std::string generator = "standard";
+    double targetError = 0.0;  // used only when given
     std::vector<std::string> queries;
     samplenet::ReadLimits readLimits;
 };

@@ -29,10 +29,16 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
     }
     const long drawn = result.samplesDrawn.value_or(options.samples);
     const std::string_view name = samplenet::algorithmName(options.algorithm);
-    std::string text = drawn < options.samples
-                           ? fmt::format("{}, {} of {} samples (time limit {} s)", name, drawn, options.samples,
-                                         options.maxSeconds.value_or(0.0))
-                           : fmt::format("{}, {} samples", name, options.samples);
+    std::string text;
+    if (options.targetError && result.sampling) {
+        text = fmt::format("{}, {} samples (target error {} {})", name, drawn, *options.targetError,
+                           result.sampling->targetMet == true ? "met" : "not met");
+    } else if (drawn < options.samples) {
+        text = fmt::format("{}, {} of {} samples (time limit {} s)", name, drawn, options.samples,
+                           options.maxSeconds.value_or(0.0));
+    } else {
+        text = fmt::format("{}, {} samples", name, options.samples);
+    }
     if (options.seed) text += fmt::format(", seed {}", *options.seed);
     return text;
 }
@@ -47,9 +53,9 @@ std::string errorDescription(const samplenet::InferenceResult& result) {
         text += fmt::format(", P(evidence) ~ {:.4g} (log10 {:.4f}) +- {:.2g}%", std::pow(10.0, log10P), log10P,
                             100.0 * result.probabilityOfEvidenceRelativeError.value_or(0.0));
     }
-    if (errors.effectiveSampleSize < kReliableSampleSize)
+    if (errors.effectiveSampleSize < samplenet::kReliableSampleSize)
         text += fmt::format("; below {:.0f} effective samples the error estimates themselves are unreliable",
-                            kReliableSampleSize);
+                            samplenet::kReliableSampleSize);
     return text;
 }
 
@@ -113,6 +119,11 @@ std::string jsonReport(const PosteriorReport& report) {
                 json["probability_of_evidence_relative_error"] = *report.result.probabilityOfEvidenceRelativeError;
             }
             json["distinct_samples"] = sampling->distinct;
+            json["largest_standard_error"] = sampling->errors.largestStandardError;
+            if (options.targetError) {
+                json["target_error"] = *options.targetError;
+                json["target_met"] = sampling->targetMet.value_or(false);
+            }
             json["zero_weight_samples"] = sampling->impossible + sampling->lostToRange;
             json["samples_lost_to_range"] = sampling->lostToRange;
             json["samples_outside_double_range"] = sampling->outsideDouble;

@@ -27,9 +27,6 @@ struct PosteriorReport {
 
 // "epis, 1000 samples, seed 3" and the like: how the posteriors were made.
 std::string runDescription(const samplenet::InferenceOptions& options, const samplenet::InferenceResult& result);
-// Below this effective sample size the error estimates are themselves too
-// uncertain to trust, and reports say so.
-constexpr double kReliableSampleSize = 100.0;
 // The sampling run's error in one line: the largest standard error, the
 // effective sample size and P(evidence) with its relative error; empty for
 // the other algorithms.

@@ -34,6 +34,8 @@ void checkOptions(const InferenceOptions& options) {
     if (options.samples < 1) throw std::invalid_argument("the number of samples must be at least 1");
     if (options.lbpIterations < 1) throw std::invalid_argument("the number of iterations must be at least 1");
     if (options.jobs < 1) throw std::invalid_argument("the number of jobs must be at least 1");
+    if (options.targetError && !(*options.targetError > 0.0 && *options.targetError < 1.0))
+        throw std::invalid_argument("the target error must lie between 0 and 1");
     if (options.jobs > options.samples)
         throw std::invalid_argument("the number of jobs (" + std::to_string(options.jobs) +
                                     ") must not exceed the number of samples (" + std::to_string(options.samples) +
@@ -122,7 +124,10 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     std::optional<SamplingReport> sampling;
     Driver driver = [](SampleNet& net) { return net.LBP(); };
     if (options.algorithm != Algorithm::Lbp) {
-        SamplingSettings settings{options.jobs, options.generator, [&clock](long drawn) { return clock.poll(drawn); }};
+        const SamplingSettings settings{.jobs = options.jobs,
+                                        .generator = options.generator,
+                                        .targetError = options.targetError,
+                                        .keepGoing = [&clock](long drawn) { return clock.poll(drawn); }};
         const ImportanceSampler sampler =
             options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
         driver = [&, settings, sampler](SampleNet& net) {

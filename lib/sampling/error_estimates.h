@@ -25,6 +25,10 @@ struct ErrorEstimates {
     double meanWeightRelativeError = 0.0;
 };
 
+// Below this effective sample size the error estimates are themselves too
+// uncertain to trust.
+constexpr double kReliableSampleSize = 100.0;
+
 ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums);
 
 }  // namespace samplenet

@@ -1,26 +1,21 @@
 #include "lib/sampling/importance_run.h"
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <exception>
 #include <stdexcept>
-#include <thread>
-#include <vector>
 
 #include "engine/random_state.h"
 #include "engine/sampler_steps.h"
 #include "engine/samplenet.h"
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/generator_stream.h"
+#include "lib/sampling/parallel_draws.h"
 
 namespace samplenet {
 
 namespace {
 
 constexpr int kMostStates = 1 << 16;  // a state index fits the sampler's 16 bits
-constexpr std::chrono::milliseconds kPollInterval{20};
-constexpr long kPublishEvery = 64;
+constexpr long kFirstRound = 1000;
 
 // The engine's own protocol: the host is asked before every sample.
 class AdapterQuota : public SampleQuota {
@@ -37,67 +32,19 @@ private:
     long granted = 0;
 };
 
-// One job's share of the samples, until the run is stopped.
-class JobQuota : public SampleQuota {
-public:
-    JobQuota(long share, const std::atomic<bool>& stop, std::atomic<long>& drawn)
-        : share(share), stop(stop), drawn(drawn) {}
-    ~JobQuota() override { publish(); }
-    bool grant() override {
-        if (granted >= share || stop.load(std::memory_order_relaxed)) return false;
-        if (++granted % kPublishEvery == 0) publish();
-        return true;
+// Round after round, each twice the samples drawn before, until the
+// largest standard error is at most `target` with enough effective samples
+// to trust it, or the cap or the time budget ends the run.
+bool drawToTarget(const SamplingPlan& plan, ParallelDraws& draws, double target, long cap,
+                  const std::function<bool(long)>& keepGoing) {
+    long total = 0;
+    for (long next = std::min(cap, kFirstRound);; next = std::min(cap, 2 * next)) {
+        const bool going = draws.drawRound(next - total, keepGoing);
+        total = next;
+        const ErrorEstimates errors = estimateErrors(plan, draws.merged());
+        if (errors.effectiveSampleSize >= kReliableSampleSize && errors.largestStandardError <= target) return true;
+        if (!going || next >= cap) return false;
     }
-
-private:
-    void publish() {
-        drawn.fetch_add(granted - published, std::memory_order_relaxed);
-        published = granted;
-    }
-    long share;
-    const std::atomic<bool>& stop;
-    std::atomic<long>& drawn;
-    long granted = 0;
-    long published = 0;
-};
-
-// Draws the final samples on `jobs` threads and merges their sums in job
-// order, so that the result depends on the seed and the job count only.
-WeightSums drawInParallel(const SamplingPlan& plan, std::uint64_t start, const SamplingSettings& settings,
-                          long samples, SamplingReport& report) {
-    const int jobs = settings.jobs;
-    const std::uint64_t share = generator_stream::periodOf(settings.generator) / static_cast<std::uint64_t>(jobs);
-    std::vector<WeightSums> sums(jobs, WeightSums(plan.sumCount));
-    std::vector<std::exception_ptr> failures(jobs);
-    std::atomic<bool> stop{false};
-    std::atomic<long> drawn{0};
-    std::atomic<int> running{jobs};
-    std::vector<std::thread> threads;
-    for (int k = 0; k < jobs; ++k) {
-        const long jobSamples = samples / jobs + (k < samples % jobs ? 1 : 0);
-        threads.emplace_back([&, k, jobSamples] {
-            try {
-                JobQuota quota(jobSamples, stop, drawn);
-                BlockSampler sampler(plan, settings.generator);
-                const std::uint64_t jobStart =
-                    generator_stream::advance(start, share * static_cast<std::uint64_t>(k), settings.generator);
-                sampler.draw(jobStart, quota, sums[k]);
-            } catch (...) {
-                failures[k] = std::current_exception();
-            }
-            running.fetch_sub(1);
-        });
-    }
-    while (running.load() > 0) {
-        std::this_thread::sleep_for(kPollInterval);
-        if (settings.keepGoing && !settings.keepGoing(drawn.load(std::memory_order_relaxed))) stop = true;
-    }
-    for (std::thread& thread : threads) thread.join();
-    for (const std::exception_ptr& failure : failures)
-        if (failure) std::rethrow_exception(failure);
-    for (int k = 0; k < jobs; ++k) report.distinct += generator_stream::distinctSamples(sums[k].drawn, plan.drawnNodes, share);
-    for (int k = 1; k < jobs; ++k) sums[0].merge(sums[k]);
-    return std::move(sums[0]);
 }
 
 }  // namespace
@@ -119,7 +66,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
 
     report = SamplingReport{};
     WeightSums sums(plan.sumCount);
-    if (settings.jobs == 1) {
+    if (settings.jobs == 1 && !settings.targetError) {
         AdapterQuota quota(*net.adapter);
         BlockSampler blocks(plan, settings.generator);
         const std::uint64_t end = blocks.draw(start, quota, sums);
@@ -128,7 +75,15 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
         report.distinct = generator_stream::distinctSamples(sums.drawn, plan.drawnNodes,
                                                             generator_stream::periodOf(settings.generator));
     } else {
-        sums = drawInParallel(plan, start, settings, net.adapter->GetNumberOfSamples(), report);
+        const long cap = net.adapter->GetNumberOfSamples();
+        ParallelDraws draws(plan, start, settings.generator, settings.jobs);
+        if (settings.targetError) {
+            report.targetMet = drawToTarget(plan, draws, *settings.targetError, cap, settings.keepGoing);
+        } else {
+            draws.drawRound(cap, settings.keepGoing);
+        }
+        sums = draws.merged();
+        report.distinct = draws.distinctSamples();
     }
     report.drawn = sums.drawn;
     report.positive = sums.positive;

@@ -19,7 +19,11 @@ struct SamplingSettings {
     // Standard: the engine's generator, bit for bit its results. Wide: a
     // generator of period 2^64 for runs that draw more than 2^31 numbers.
     Generator generator = Generator::Standard;
-    // With more than one job: called every few milliseconds with the samples
+    // Draw in rounds until the largest standard error of any posterior
+    // entry is at most this, taking the host's sample count as the most to
+    // draw.
+    std::optional<double> targetError;
+    // With more than one job or a target error: called every few milliseconds with the samples
     // drawn so far; false ends the run (the time budget).
     std::function<bool(long)> keepGoing;
 };
@@ -37,6 +41,8 @@ struct SamplingReport {
     long outsideDouble = 0;  // kept, with a weight outside double's range
     // Error estimates of the answers (per node in the engine's order).
     ErrorEstimates errors;
+    // With a target error: whether the run met it.
+    std::optional<bool> targetMet;
 };
 
 // One EPIS-BN or AIS-BN run on a network prepared with

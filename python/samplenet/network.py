@@ -9,7 +9,7 @@ import numpy as np
 
 from samplenet import _core
 from samplenet.options import make_options
-from samplenet.result import Result
+from samplenet.result import Result, SamplingSummary
 
 
 def load(path) -> "Network":
@@ -83,29 +83,34 @@ class Network:
 
     def infer(self, evidence=None, likelihood=None, algorithm="epis", samples=100_000, iterations=50,
               propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1,
-              generator="standard") -> Result:
+              generator="standard", target_error=None) -> Result:
         """Posterior marginals of every node. `evidence` maps node names to
         state names (or state indices); `likelihood` maps node names to one
         non-negative factor per state. `jobs` threads share the samples of
         epis and ais (results depend on the seed and the job count);
-        generator="wide" lifts the limit of 2^31 random numbers per run."""
+        generator="wide" lifts the limit of 2^31 random numbers per run;
+        target_error=E draws until every posterior's standard error is at most
+        E (result.sampling.target_met says whether it was)."""
         options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib, jobs,
                                generator)
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
-        posteriors, log_p, seconds, drawn, distinct = _core.infer(self._core, hard, soft, options)
-        if distinct is not None and distinct < drawn:
-            warnings.warn(f"only {distinct} of {drawn} samples are distinct draws: the generator's stream of 2^31 "
-                          "numbers repeats after that, so more samples add no information", RuntimeWarning,
-                          stacklevel=2)
+        posteriors, log_p, seconds, sampling = _core.infer(self._core, hard, soft, options)
         names = self.nodes
+        if sampling is not None:
+            drawn, distinct = sampling[0], sampling[1]
+            if distinct < drawn:
+                warnings.warn(f"only {distinct} of {drawn} samples are distinct draws: the generator's stream of "
+                              "2^31 numbers repeats after that, so more samples add no information", RuntimeWarning,
+                              stacklevel=2)
+            sampling = SamplingSummary(drawn, distinct, sampling[2], sampling[3],
+                                       {name: np.asarray(e) for name, e in zip(names, sampling[4])}, sampling[5])
         return Result(
             {name: np.asarray(p) for name, p in zip(names, posteriors)},
             {name: self._core.states(v) for v, name in enumerate(names)},
             log_p,
             seconds,
-            samples_drawn=drawn,
-            distinct_samples=distinct,
+            sampling=sampling,
             picture=lambda queried: _core.picture_svg(self._core, hard, soft, posteriors, queried),
         )
 

@@ -12,11 +12,14 @@ def _whole_at_least(name, value, minimum):
 
 
 def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_length=4, seed=None,
-                 memory_limit_gib=4.0, jobs=1, generator="standard") -> _core.Options:
+                 memory_limit_gib=4.0, jobs=1, generator="standard",
+                 target_error=None) -> _core.Options:
     """The library's options; a fixed seed makes sampling repeatable (only
     its low 15 bits are used); `jobs` threads share one run's samples;
     generator="wide" draws from a stream of period 2^64 instead of the
-    standard one, whose 2^31 numbers repeat."""
+    standard one, whose 2^31 numbers repeat; with `target_error`, epis and
+    ais draw in rounds until the largest standard error is at most it
+    (`samples` is then the most they draw)."""
     options = _core.Options()
     options.algorithm = algorithm
     options.samples = _whole_at_least("samples", samples, 1)
@@ -26,6 +29,10 @@ def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_l
     if generator not in ("standard", "wide"):
         raise ValueError(f'unknown generator {generator!r}; use "standard" or "wide"')
     options.wide_generator = generator == "wide"
+    if target_error is not None:
+        if not 0 < target_error < 1:
+            raise ValueError(f"target_error must lie between 0 and 1, got {target_error!r}")
+        options.target_error = float(target_error)
     if seed is not None:
         options.seed = _whole_at_least("seed", seed, 0)
     if not memory_limit_gib > 0:

@@ -4,32 +4,59 @@ from __future__ import annotations
 
 import math
 from collections.abc import Mapping
+from dataclasses import dataclass
 
 import numpy as np
 import pandas as pd
 
 
+@dataclass(frozen=True)
+class SamplingSummary:
+    """What a sampling run (epis, ais) says of itself."""
+
+    samples_drawn: int
+    # Samples drawn before the generator's stream could repeat.
+    distinct_samples: int
+    # (sum of weights)^2 / sum of squared weights; below about 100 the error
+    # estimates themselves are unreliable.
+    effective_sample_size: float
+    probability_of_evidence_relative_error: float
+    # Per node, the standard error of every posterior entry.
+    standard_errors: dict
+    # With a target error: whether the run met it; None otherwise.
+    target_met: bool | None = None
+
+
 class Result(Mapping):
     """Posteriors by node name (numpy arrays over the node's states), with
     the run's seconds and, where the algorithm yields it (exact), the
-    probability of the evidence. Sampling runs also say how many samples
-    they drew and how many of those were distinct draws."""
+    probability of the evidence, exact or, for the samplers, estimated.
+    Sampling runs also carry a SamplingSummary (`sampling`): samples drawn
+    and distinct, the effective sample size, and standard errors."""
 
-    def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, samples_drawn=None,
-                 distinct_samples=None):
+    def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, sampling=None):
         self._posteriors = posteriors
         self._picture = picture
         self._states = states
         self.log_probability_of_evidence = log_probability_of_evidence
         self.seconds = seconds
-        self.samples_drawn = samples_drawn
-        self.distinct_samples = distinct_samples
+        self.sampling = sampling
 
     @property
     def probability_of_evidence(self):
         if self.log_probability_of_evidence is None:
             return None
         return math.exp(self.log_probability_of_evidence)
+
+    @property
+    def standard_errors(self):
+        """Per node, the standard error of every posterior entry (samplers
+        only; None otherwise)."""
+        return None if self.sampling is None else self.sampling.standard_errors
+
+    @property
+    def effective_sample_size(self):
+        return None if self.sampling is None else self.sampling.effective_sample_size
 
     def __getitem__(self, node) -> np.ndarray:
         return self._posteriors[node]

@@ -24,20 +24,27 @@ namespace {
 using samplenet::InferenceOptions;
 
 // Posteriors by variable index, the natural log of P(evidence) where the
-// algorithm yields it, the run's seconds, and for the samplers the samples
-// drawn and how many of them were distinct draws.
-using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double, std::optional<long>,
-                             std::optional<long>>;
+// algorithm yields or estimates it, the run's seconds, and for the samplers
+// a record of the sampling: samples drawn, distinct draws, effective sample
+// size, P(evidence)'s relative error, each entry's standard error, and
+// whether a target error was met.
+using SamplingRecord =
+    std::tuple<long, long, double, double, std::vector<std::vector<double>>, std::optional<bool>>;
+using RunResult =
+    std::tuple<std::vector<std::vector<double>>, std::optional<double>, double, std::optional<SamplingRecord>>;
 
 // Every run holds the GIL throughout: the samplers' random state is
 // process-wide, so two runs in one process must never overlap.
 RunResult inferOne(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
                    const std::map<std::string, std::vector<double>>& likelihood, const InferenceOptions& options) {
     samplenet::InferenceResult result = samplenet::infer(network, evidenceByName(network, hard, likelihood), options);
-    std::optional<long> distinct;
-    if (result.sampling) distinct = result.sampling->distinct;
-    return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds, result.samplesDrawn,
-            distinct};
+    std::optional<SamplingRecord> sampling;
+    if (result.sampling)
+        sampling = SamplingRecord{result.sampling->drawn, result.sampling->distinct,
+                                  result.sampling->errors.effectiveSampleSize,
+                                  result.probabilityOfEvidenceRelativeError.value_or(NAN),
+                                  std::move(result.standardErrors), result.sampling->targetMet};
+    return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds, std::move(sampling)};
 }
 
 // Cases first, first + 1, ...: for each, the posteriors of the queried
@@ -94,6 +101,7 @@ void bindInference(nb::module_& module) {
         .def_rw("seed", &InferenceOptions::seed)
         .def_rw("lbp_iterations", &InferenceOptions::lbpIterations)
         .def_rw("jobs", &InferenceOptions::jobs)
+        .def_rw("target_error", &InferenceOptions::targetError)
         .def_prop_rw(
             "wide_generator", [](const InferenceOptions& options) { return options.generator == samplenet::Generator::Wide; },
             [](InferenceOptions& options, bool wide) {

@@ -15,9 +15,17 @@ def test_samplers_agree_with_exact_inference(asia):
     exact = asia.infer(evidence=evidence, algorithm="exact")
     for algorithm in ["epis", "ais", "lbp"]:
         result = asia.infer(evidence=evidence, algorithm=algorithm, samples=50_000, seed=3)
-        assert result.log_probability_of_evidence is None
         for node in asia.nodes:
             np.testing.assert_allclose(result[node], exact[node], atol=0.03, err_msg=f"{algorithm} {node}")
+        if algorithm == "lbp":
+            assert result.log_probability_of_evidence is None and result.standard_errors is None
+            continue
+        # The samplers estimate P(evidence) and state their errors.
+        relative = result.sampling.probability_of_evidence_relative_error
+        assert abs(result.probability_of_evidence / exact.probability_of_evidence - 1) < 4 * relative
+        assert result.effective_sample_size > 1000
+        for node in asia.nodes:
+            assert np.all(np.abs(result[node] - exact[node]) <= 4 * result.standard_errors[node] + 1e-15), node
 
 
 def test_exact_gives_the_probability_of_the_evidence(asia):
@@ -98,6 +106,16 @@ def test_jobs_split_one_run_and_report_distinct_draws(asia):
     assert two["lung"].tolist() != one["lung"].tolist()
     for node in asia.nodes:
         np.testing.assert_allclose(two[node], exact[node], atol=0.03, err_msg=node)
-    assert (two.samples_drawn, two.distinct_samples) == (20_000, 20_000)
+    assert (two.sampling.samples_drawn, two.sampling.distinct_samples) == (20_000, 20_000)
     with pytest.raises(ValueError, match="jobs"):
         asia.infer(jobs=0)
+
+
+def test_target_error_draws_until_it_is_met(alarm):
+    result = alarm.infer(evidence={"BP": "LOW"}, target_error=0.01, seed=4)
+    assert result.sampling.target_met
+    assert max(float(e.max()) for e in result.standard_errors.values()) <= 0.01
+    capped = alarm.infer(evidence={"BP": "LOW"}, target_error=0.0001, samples=2000, seed=4)
+    assert capped.sampling.target_met is False and capped.sampling.samples_drawn == 2000
+    with pytest.raises(ValueError, match="target_error"):
+        alarm.infer(target_error=1.5)

@@ -54,7 +54,8 @@ Outcome blockRun(const TinyNet& net, const std::vector<int>& evidence, Importanc
     SampleNet engine(host);
     engine.SetParameterForImportanceSampling();
     SamplingReport report;
-    const int code = samplenet::runImportanceSampler(engine, sampler, SamplingSettings{jobs, generator, {}}, report);
+    const SamplingSettings settings{.jobs = jobs, .generator = generator, .targetError = {}, .keepGoing = {}};
+    const int code = samplenet::runImportanceSampler(engine, sampler, settings, report);
     engine.ClearImportanceParameter();
     qvr_clock::UseRealClock();
     return collect(host, net.size(), code, report);

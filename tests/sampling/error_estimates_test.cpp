@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 
 #include "lib/inference/inference.h"
@@ -105,6 +106,39 @@ TEST(ErrorEstimates, ReportedVarianceMatchesTheSpreadOverRuns) {
     // weight in the variance gives 0.004.
     EXPECT_GT(ratio, 0.65);
     EXPECT_LT(ratio, 1.4);
+}
+
+// Rounds of 1,000, 2,000, 4,000, ... samples until the target is met, the
+// same ones for the same seed; a cap that comes first ends the run unmet.
+TEST(TargetError, DrawsInRoundsUntilTheLargestErrorMeetsIt) {
+    const TinyNet net = testing_support::threeLayerLoopy();
+    const std::vector<int> observed = {-1, -1, 1, -1, -1, -1, 2};
+    const auto exact = testing_support::enumerate(net, observed);
+    Evidence evidence;
+    for (int v = 0; v < net.size(); ++v)
+        if (observed[v] >= 0) evidence.hard[v] = observed[v];
+    for (const int jobs : {1, 2}) {
+        InferenceOptions options = sampling(Algorithm::Epis, 1'000'000, 21);
+        options.targetError = 0.005;
+        options.jobs = jobs;
+        const auto first = samplenet::infer(testing_support::toNetwork(net), evidence, options);
+        const auto again = samplenet::infer(testing_support::toNetwork(net), evidence, options);
+        EXPECT_EQ(first.posteriors, again.posteriors);
+        ASSERT_TRUE(first.sampling->targetMet.value_or(false));
+        EXPECT_LE(first.sampling->errors.largestStandardError, 0.005);
+        const long drawn = first.sampling->drawn;
+        EXPECT_EQ(drawn % 1000, 0);
+        EXPECT_EQ(std::popcount(static_cast<unsigned long>(drawn / 1000)), 1) << drawn;
+        for (int v = 0; v < net.size(); ++v)
+            for (std::size_t s = 0; s < exact.posteriors[v].size(); ++s)
+                EXPECT_NEAR(first.posteriors[v][s], exact.posteriors[v][s], 4 * 0.005);
+
+        options.samples = 1500;
+        options.targetError = 0.0005;
+        const auto capped = samplenet::infer(testing_support::toNetwork(net), evidence, options);
+        EXPECT_FALSE(capped.sampling->targetMet.value_or(true));
+        EXPECT_EQ(capped.sampling->drawn, 1500);
+    }
 }
 
 }  // namespace

@@ -1,0 +1,92 @@
+#include "lib/sampling/parallel_draws.h"
+
+#include <atomic>
+#include <chrono>
+#include <exception>
+#include <thread>
+
+namespace samplenet {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPollInterval{20};
+constexpr long kPublishEvery = 64;
+
+// One job's share of a round, until the run is stopped.
+class JobQuota : public SampleQuota {
+public:
+    JobQuota(long share, const std::atomic<bool>& stop, std::atomic<long>& drawn)
+        : share(share), stop(stop), drawn(drawn) {}
+    ~JobQuota() override { publish(); }
+    bool grant() override {
+        if (granted >= share || stop.load(std::memory_order_relaxed)) return false;
+        if (++granted % kPublishEvery == 0) publish();
+        return true;
+    }
+
+private:
+    void publish() {
+        drawn.fetch_add(granted - published, std::memory_order_relaxed);
+        published = granted;
+    }
+    long share;
+    const std::atomic<bool>& stop;
+    std::atomic<long>& drawn;
+    long granted = 0;
+    long published = 0;
+};
+
+}  // namespace
+
+ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobCount)
+    : plan(plan), share(generator_stream::periodOf(generator) / static_cast<std::uint64_t>(jobCount)) {
+    jobs.reserve(jobCount);
+    for (int k = 0; k < jobCount; ++k)
+        jobs.push_back(Job{BlockSampler(plan, generator), WeightSums(plan.sumCount),
+                           generator_stream::advance(start, share * static_cast<std::uint64_t>(k), generator)});
+}
+
+bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& keepGoing) {
+    const int count = static_cast<int>(jobs.size());
+    long before = 0;
+    for (const Job& job : jobs) before += job.sums.drawn;
+    std::vector<std::exception_ptr> failures(count);
+    std::atomic<bool> stop{false};
+    std::atomic<long> drawn{before};
+    std::atomic<int> running{count};
+    std::vector<std::thread> threads;
+    for (int k = 0; k < count; ++k) {
+        const long jobSamples = samples / count + (k < samples % count ? 1 : 0);
+        threads.emplace_back([&, k, jobSamples] {
+            try {
+                JobQuota quota(jobSamples, stop, drawn);
+                jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums);
+            } catch (...) {
+                failures[k] = std::current_exception();
+            }
+            running.fetch_sub(1);
+        });
+    }
+    while (running.load() > 0) {
+        std::this_thread::sleep_for(kPollInterval);
+        if (keepGoing && !keepGoing(drawn.load(std::memory_order_relaxed))) stop = true;
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const std::exception_ptr& failure : failures)
+        if (failure) std::rethrow_exception(failure);
+    return !stop;
+}
+
+WeightSums ParallelDraws::merged() const {
+    WeightSums sums = jobs.front().sums;
+    for (std::size_t k = 1; k < jobs.size(); ++k) sums.merge(jobs[k].sums);
+    return sums;
+}
+
+long ParallelDraws::distinctSamples() const {
+    long distinct = 0;
+    for (const Job& job : jobs) distinct += generator_stream::distinctSamples(job.sums.drawn, plan.drawnNodes, share);
+    return distinct;
+}
+
+}  // namespace samplenet
