@@ -54,6 +54,11 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
                     "Epis and ais draw in rounds until the largest standard error of any posterior is at most this "
                     "(with -n as the most samples to draw, and --max-seconds as the most time)")
         ->check(numberAbove(0.0));
+    command
+        .add_option("--tolerance", arguments.tolerance,
+                    "Lbp stops once no belief changes by more than this in an iteration (at most --iterations), "
+                    "and says whether it converged")
+        ->check(numberAbove(0.0));
     addReadLimitOptions(&command, arguments.readLimits);
 }
 
@@ -62,6 +67,7 @@ InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& comm
     options.progress = samplenet::terminalProgressBar();
     options.generator = arguments.generator == "wide" ? samplenet::Generator::Wide : samplenet::Generator::Standard;
     if (command.count("--target-error") > 0) options.targetError = arguments.targetError;
+    if (command.count("--tolerance") > 0) options.lbpTolerance = arguments.tolerance;
 
     const bool builtIn = arguments.networkPath.empty();
     InferenceRun run{builtIn ? kExampleNetworkDescription : arguments.networkPath,
@@ -77,6 +83,9 @@ void runInference(InferenceRun& run) {
         !(run.result.sampling && run.result.sampling->targetMet == true))
         std::cerr << "samplenet: note: the time limit of " << *run.options.maxSeconds << " s stopped sampling after "
                   << *run.result.samplesDrawn << " of " << run.options.samples << " samples\n";
+    if (run.result.propagation && run.options.lbpTolerance && !run.result.propagation->converged)
+        std::cerr << "samplenet: note: lbp did not converge within " << run.result.propagation->iterations
+                  << " iterations: the last changed a belief by " << run.result.propagation->lastChange << "\n";
     if (!run.result.sampling) return;
     const samplenet::SamplingReport& sampling = *run.result.sampling;
     if (sampling.distinct < sampling.drawn)

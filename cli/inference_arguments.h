@@ -20,6 +20,7 @@ struct InferenceArguments {
     RunOptions run;
     std::string generator = "standard";
     double targetError = 0.0;  // used only when given
+    double tolerance = 0.0;    // used only when given
     std::vector<std::string> queries;
     samplenet::ReadLimits readLimits;
 };

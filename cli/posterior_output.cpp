@@ -21,8 +21,13 @@ std::string likelihoodText(const std::vector<double>& likelihood) {
 }  // namespace
 
 std::string runDescription(const samplenet::InferenceOptions& options, const samplenet::InferenceResult& result) {
-    if (options.algorithm == Algorithm::Lbp)
-        return fmt::format("lbp, {} iterations", options.lbpIterations);
+    if (options.algorithm == Algorithm::Lbp) {
+        if (!options.lbpTolerance || !result.propagation) return fmt::format("lbp, {} iterations", options.lbpIterations);
+        const samplenet::PropagationReport& run = *result.propagation;
+        return fmt::format("lbp, {} of at most {} iterations, {} (last change {:.2g}, tolerance {})", run.iterations,
+                           options.lbpIterations, run.converged ? "converged" : "not converged", run.lastChange,
+                           *options.lbpTolerance);
+    }
     if (options.algorithm == Algorithm::Exact) {
         const double log10P = *result.logProbabilityOfEvidence / std::log(10.0);
         return fmt::format("exact, P(evidence) = {:.6g} (log10 {:.4f})", std::pow(10.0, log10P), log10P);
@@ -105,6 +110,12 @@ std::string jsonReport(const PosteriorReport& report) {
     json["algorithm"] = samplenet::algorithmName(options.algorithm);
     if (options.algorithm == Algorithm::Lbp) {
         json["iterations"] = options.lbpIterations;
+        if (options.lbpTolerance && report.result.propagation) {
+            json["tolerance"] = *options.lbpTolerance;
+            json["iterations_run"] = report.result.propagation->iterations;
+            json["last_change"] = report.result.propagation->lastChange;
+            json["converged"] = report.result.propagation->converged;
+        }
     } else if (options.algorithm == Algorithm::Exact) {
         json["log_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
     } else {

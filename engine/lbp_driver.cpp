@@ -7,12 +7,15 @@ int SampleNet::LBP() {
     propagation::Prepare(*this);
     const int result = propagation::Run(*this, iterations, propagation::OnEmptyBelief::Fail);
     if (result != 0) return result;
+    propagation::HandOverBeliefs(*this);
+    return 0;
+}
 
-    for (int i = 0; i < nodeCount; ++i) {
-        SampleNode& node = *nodes[i];
+void propagation::HandOverBeliefs(SampleNet& net) {
+    for (int i = 0; i < net.nodeCount; ++i) {
+        SampleNode& node = *net.nodes[i];
         for (int s = 0; s < node.numStates; ++s) node.weights[s] = node.beliefPrev[s];
         node.NormalizeWeight();
-        node.WriteBeliefsDirectBack(adapter->GetBeliefs(i));
+        node.WriteBeliefsDirectBack(net.adapter->GetBeliefs(i));
     }
-    return 0;
 }

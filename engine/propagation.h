@@ -17,4 +17,7 @@ void Prepare(SampleNet& net);
 // at the first belief with no mass when `onEmpty` is Fail.
 int Run(SampleNet& net, int iterations, OnEmptyBelief onEmpty);
 
+// How LBP ends: every node's last belief, normalised, to the host.
+void HandOverBeliefs(SampleNet& net);
+
 }  // namespace propagation

@@ -33,6 +33,8 @@ constexpr std::array<std::pair<Algorithm, std::string_view>, 4> kAlgorithmNames{
 void checkOptions(const InferenceOptions& options) {
     if (options.samples < 1) throw std::invalid_argument("the number of samples must be at least 1");
     if (options.lbpIterations < 1) throw std::invalid_argument("the number of iterations must be at least 1");
+    if (options.lbpTolerance && !(*options.lbpTolerance > 0.0))
+        throw std::invalid_argument("the tolerance must be above 0");
     if (options.jobs < 1) throw std::invalid_argument("the number of jobs must be at least 1");
     if (options.targetError && !(*options.targetError > 0.0 && *options.targetError < 1.0))
         throw std::invalid_argument("the target error must lie between 0 and 1");
@@ -122,7 +124,10 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     RunClock clock(options.seed, options.samples, options.progress, options.maxSeconds);
     NetworkAdapter adapter(*model, observed, engineParams(options), options.samples, clock);
     std::optional<SamplingReport> sampling;
-    Driver driver = [](SampleNet& net) { return net.LBP(); };
+    std::optional<PropagationReport> propagation;
+    Driver driver = [&](SampleNet& net) {
+        return runLoopyPropagation(net, options.lbpTolerance, propagation.emplace());
+    };
     if (options.algorithm != Algorithm::Lbp) {
         const SamplingSettings settings{.jobs = options.jobs,
                                         .generator = options.generator,
@@ -157,6 +162,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
         }
     }
     result.sampling = sampling;
+    result.propagation = propagation;
     for (int v = 0; v < network.size(); ++v) {
         result.posteriors.push_back(adapter.beliefs(v));
         // Loopy belief propagation writes every belief at once without

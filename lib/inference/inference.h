@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "lib/inference/loopy_propagation.h"
 #include "lib/inference/run_clock.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
@@ -51,6 +52,9 @@ struct InferenceOptions {
     // Rounds of message passing of loopy belief propagation; every round
     // updates every variable once.
     int lbpIterations = 50;
+    // LBP stops early once no belief changes by more than this in an
+    // iteration; the result says whether it did.
+    std::optional<double> lbpTolerance;
     // Inference refuses networks whose tables would need more: exact
     // inference its clique tables, the other algorithms their working
     // copies of the network's tables.
@@ -88,6 +92,8 @@ struct InferenceResult {
     // What the sampling stage did (EPIS, AIS): distinct samples, samples of
     // zero weight and why.
     std::optional<SamplingReport> sampling;
+    // What LBP did: iterations run, the last change, whether it converged.
+    std::optional<PropagationReport> propagation;
     // Natural log of the probability of the evidence: exact from exact
     // inference, estimated by the samplers (the log of their mean weight).
     std::optional<double> logProbabilityOfEvidence;

@@ -13,13 +13,14 @@ def _whole_at_least(name, value, minimum):
 
 def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_length=4, seed=None,
                  memory_limit_gib=4.0, jobs=1, generator="standard",
-                 target_error=None) -> _core.Options:
+                 target_error=None, tolerance=None) -> _core.Options:
     """The library's options; a fixed seed makes sampling repeatable (only
     its low 15 bits are used); `jobs` threads share one run's samples;
     generator="wide" draws from a stream of period 2^64 instead of the
     standard one, whose 2^31 numbers repeat; with `target_error`, epis and
     ais draw in rounds until the largest standard error is at most it
-    (`samples` is then the most they draw)."""
+    (`samples` is then the most they draw); lbp stops early once no belief
+    changes by more than `tolerance`."""
     options = _core.Options()
     options.algorithm = algorithm
     options.samples = _whole_at_least("samples", samples, 1)
@@ -33,6 +34,10 @@ def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_l
         if not 0 < target_error < 1:
             raise ValueError(f"target_error must lie between 0 and 1, got {target_error!r}")
         options.target_error = float(target_error)
+    if tolerance is not None:
+        if not tolerance > 0:
+            raise ValueError(f"tolerance must be above 0, got {tolerance!r}")
+        options.tolerance = float(tolerance)
     if seed is not None:
         options.seed = _whole_at_least("seed", seed, 0)
     if not memory_limit_gib > 0:

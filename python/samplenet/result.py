@@ -34,13 +34,16 @@ class Result(Mapping):
     Sampling runs also carry a SamplingSummary (`sampling`): samples drawn
     and distinct, the effective sample size, and standard errors."""
 
-    def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, sampling=None):
+    def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, sampling=None,
+                 converged=None):
         self._posteriors = posteriors
         self._picture = picture
         self._states = states
         self.log_probability_of_evidence = log_probability_of_evidence
         self.seconds = seconds
         self.sampling = sampling
+        # lbp with a tolerance: whether it converged; None otherwise.
+        self.converged = converged
 
     @property
     def probability_of_evidence(self):

@@ -27,11 +27,12 @@ using samplenet::InferenceOptions;
 // algorithm yields or estimates it, the run's seconds, and for the samplers
 // a record of the sampling: samples drawn, distinct draws, effective sample
 // size, P(evidence)'s relative error, each entry's standard error, and
-// whether a target error was met.
+// whether a target error was met; for lbp with a tolerance, whether it
+// converged.
 using SamplingRecord =
     std::tuple<long, long, double, double, std::vector<std::vector<double>>, std::optional<bool>>;
-using RunResult =
-    std::tuple<std::vector<std::vector<double>>, std::optional<double>, double, std::optional<SamplingRecord>>;
+using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double,
+                             std::optional<SamplingRecord>, std::optional<bool>>;
 
 // Every run holds the GIL throughout: the samplers' random state is
 // process-wide, so two runs in one process must never overlap.
@@ -44,7 +45,10 @@ RunResult inferOne(const samplenet::Network& network, const std::map<std::string
                                   result.sampling->errors.effectiveSampleSize,
                                   result.probabilityOfEvidenceRelativeError.value_or(NAN),
                                   std::move(result.standardErrors), result.sampling->targetMet};
-    return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds, std::move(sampling)};
+    std::optional<bool> converged;
+    if (result.propagation && options.lbpTolerance) converged = result.propagation->converged;
+    return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds, std::move(sampling),
+            converged};
 }
 
 // Cases first, first + 1, ...: for each, the posteriors of the queried
@@ -102,6 +106,7 @@ void bindInference(nb::module_& module) {
         .def_rw("lbp_iterations", &InferenceOptions::lbpIterations)
         .def_rw("jobs", &InferenceOptions::jobs)
         .def_rw("target_error", &InferenceOptions::targetError)
+        .def_rw("tolerance", &InferenceOptions::lbpTolerance)
         .def_prop_rw(
             "wide_generator", [](const InferenceOptions& options) { return options.generator == samplenet::Generator::Wide; },
             [](InferenceOptions& options, bool wide) {

@@ -119,3 +119,12 @@ def test_target_error_draws_until_it_is_met(alarm):
     assert capped.sampling.target_met is False and capped.sampling.samples_drawn == 2000
     with pytest.raises(ValueError, match="target_error"):
         alarm.infer(target_error=1.5)
+
+
+def test_lbp_with_a_tolerance_says_whether_it_converged(asia):
+    exact = asia.infer(evidence={"xray": "yes"}, algorithm="exact")
+    result = asia.infer(evidence={"xray": "yes"}, algorithm="lbp", tolerance=1e-12)
+    assert result.converged is True
+    np.testing.assert_allclose(result["lung"], exact["lung"], atol=0.05)
+    assert asia.infer(algorithm="lbp", iterations=1, tolerance=1e-12).converged is False
+    assert asia.infer(algorithm="lbp").converged is None

@@ -70,6 +70,7 @@ TEST(BadInput, OneLineMessageAndExitCode) {
         {{"infer", smoker, "--generator", "odd"}, 1, "unknown generator \"odd\"; use standard or wide"},
         {{"infer", smoker, "--target-error", "1.5"}, 1, "the target error must lie between 0 and 1"},
         {{"infer", smoker, "--target-error", "0"}, 1, "--target-error"},
+        {{"infer", smoker, "-a", "lbp", "--tolerance", "-1"}, 1, "--tolerance"},
         {{"infer", smoker, "--jobs", "0"}, 1, "--jobs: expected a whole number of at least 1"},
         {{"infer", smoker, "--jobs", "200", "-n", "100"}, 1,
          "the number of jobs (200) must not exceed the number of samples (100)"},
