@@ -44,6 +44,11 @@ CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments) {
     command->add_option("--iterations", benchmark.inference.lbpIterations, "Rounds of message passing of lbp")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
+    command
+        ->add_option("--target-error", arguments.targetError,
+                     "Run the samplers to this target error (-n is then the most they draw) and report how often "
+                     "the true error met it")
+        ->check(samplenet_cli::numberAbove(0.0));
     command->add_option("--format", arguments.format, "table, json or csv")
         ->check(CLI::IsMember({"table", "json", "csv"}))
         ->capture_default_str();
@@ -58,6 +63,7 @@ void runBench(BenchArguments arguments) {
     benchmark.algorithms.clear();
     for (const std::string& name : arguments.algorithms) benchmark.algorithms.push_back(*samplenet::algorithmNamed(name));
     benchmark.seed = static_cast<long>(arguments.cases.seed);
+    if (arguments.targetError > 0.0) benchmark.inference.targetError = arguments.targetError;
 
     const auto cases = samplenet::generateCases(network, exact, arguments.cases);
     const samplenet::BenchmarkReport report =

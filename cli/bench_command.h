@@ -15,6 +15,7 @@ struct BenchArguments {
     samplenet::BenchmarkOptions benchmark;
     samplenet::CaseOptions cases;
     std::string format = "table";
+    double targetError = 0.0;  // 0: none
     samplenet::ReadLimits readLimits;
 };
 

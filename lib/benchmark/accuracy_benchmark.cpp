@@ -21,6 +21,44 @@ double timed(Run run) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+// How well the samplers' reported errors describe their true errors.
+class Calibration {
+public:
+    void add(const InferenceResult& result, const std::vector<std::vector<double>>& exact, const Evidence& evidence,
+             const InferenceOptions& run) {
+        double largestError = 0.0;
+        for (std::size_t v = 0; v < exact.size(); ++v) {
+            if (evidence.hard.count(static_cast<int>(v)) != 0) continue;
+            for (std::size_t s = 0; s < exact[v].size(); ++s) {
+                const double error = std::abs(result.posteriors[v][s] - exact[v][s]);
+                largestError = std::max(largestError, error);
+                ++entries;
+                covered += error <= kNormalQuantile * result.standardErrors[v][s] ? 1 : 0;
+            }
+        }
+        ++runs;
+        unreliable += result.sampling->errors.effectiveSampleSize < kReliableSampleSize ? 1 : 0;
+        if (run.targetError) targetMet += largestError <= *run.targetError ? 1 : 0;
+        withTarget = run.targetError.has_value();
+    }
+
+    void report(BenchmarkRow& row) const {
+        if (runs == 0) return;
+        if (entries > 0) row.coverage = static_cast<double>(covered) / entries;
+        row.unreliableRuns = unreliable;
+        if (withTarget) row.targetMetShare = static_cast<double>(targetMet) / runs;
+    }
+
+private:
+    static constexpr double kNormalQuantile = 1.96;
+    long entries = 0;
+    long covered = 0;
+    int runs = 0;
+    int unreliable = 0;
+    int targetMet = 0;
+    bool withTarget = false;
+};
+
 class Runner {
 public:
     Runner(const Network& network, const JunctionTree& exact, const std::vector<EvidenceCase>& cases,
@@ -32,6 +70,7 @@ public:
     BenchmarkRow measure(Algorithm algorithm, int samples, CaseKind kind) {
         BenchmarkRow row{std::string(algorithmName(algorithm)), kind, algorithm == Algorithm::Lbp ? 0 : samples};
         std::vector<double> seconds;
+        Calibration calibration;
         for (std::size_t i = 0; i < cases.size(); ++i) {
             if (cases[i].kind != kind) continue;
             ++row.cases;
@@ -46,6 +85,7 @@ public:
                     posteriorDistance(result.posteriors, answers[i].posteriors, cases[i].evidence);
                 row.meanHellinger += accuracy.mean;
                 row.maxHellinger = std::max(row.maxHellinger, accuracy.max);
+                if (result.sampling) calibration.add(result, answers[i].posteriors, cases[i].evidence, run);
             } catch (const InferenceError& error) {
                 ++row.failures;
                 seconds.push_back(error.partial.seconds);
@@ -53,6 +93,7 @@ public:
         }
         const int succeeded = row.cases - row.failures;
         if (succeeded > 0) row.meanHellinger /= succeeded;
+        calibration.report(row);
         row.medianSeconds = median(seconds);
         if (row.samples > 0 && row.medianSeconds > 0.0) row.samplesPerSecond = row.samples / row.medianSeconds;
         return row;

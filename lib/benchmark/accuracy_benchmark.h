@@ -32,6 +32,13 @@ struct BenchmarkRow {
     // mean of the per-case means, and the largest of any variable.
     double meanHellinger = 0.0;
     double maxHellinger = 0.0;
+    // Samplers: the share of posterior entries of unobserved variables whose
+    // exact value lies within 1.96 reported standard errors (a 95% interval),
+    // and the runs whose effective sample size was below 100.
+    std::optional<double> coverage{};
+    int unreliableRuns = 0;
+    // With a target error: the share of runs whose largest true error met it.
+    std::optional<double> targetMetShare{};
 };
 
 // Fixed costs of the samplers, measured with a single final sample: AIS's

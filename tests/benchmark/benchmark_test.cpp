@@ -72,6 +72,11 @@ TEST(AccuracyBenchmark, MeasuresDistancesToTheExactPosteriors) {
     EXPECT_GT(epis.samplesPerSecond, 0.0);
     EXPECT_EQ(report.rows[3].cases, 0);  // no unlikely cases asked for
     ASSERT_EQ(report.stages.size(), 1u);
+    // Reported errors describe the true ones; LBP reports none.
+    ASSERT_TRUE(epis.coverage.has_value());
+    EXPECT_GT(*epis.coverage, 0.8);
+    EXPECT_FALSE(lbp.coverage.has_value());
+    EXPECT_FALSE(epis.targetMetShare.has_value());
 
     std::ostringstream json;
     writeReportJson(report, json);
@@ -82,6 +87,12 @@ TEST(AccuracyBenchmark, MeasuresDistancesToTheExactPosteriors) {
     writeReportCsv(report, csv);
     const std::string lines = csv.str();
     EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 7);
+
+    // With a target error, how often the true error met it.
+    options.inference.targetError = 0.02;
+    const BenchmarkReport targeted = runBenchmark("polytree", network, exact, cases, options);
+    ASSERT_TRUE(targeted.rows[2].targetMetShare.has_value());
+    EXPECT_GE(*targeted.rows[2].targetMetShare, 0.5);
 }
 
 }  // namespace
