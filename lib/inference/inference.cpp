@@ -107,8 +107,10 @@ std::string noWeightMessage(const std::string& variable, const InferenceOptions&
         return "no sample kept a weight within the range of double: " + std::to_string(sampling->lostToRange) +
                " of " + std::to_string(sampling->drawn) + " samples were lost to underflow or overflow and " +
                std::to_string(sampling->impossible) + " were incompatible with the evidence";
+    // A time budget can end a run before the requested count: say what was drawn.
+    const long drawn = sampling ? sampling->drawn : options.samples;
     return "no sample was compatible with the evidence: " + variable + " got no weight from " +
-           std::to_string(options.samples) + " samples (the evidence may be too unlikely for this sample count)";
+           std::to_string(drawn) + " samples (the evidence may be too unlikely for this sample count)";
 }
 
 InferenceResult engineRun(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
