@@ -6,6 +6,7 @@
 #include "cli/option_checks.h"
 #include "cli/read_limit_options.h"
 #include "lib/formats/formats.h"
+#include "lib/inference/automatic_choice.h"
 #include "lib/inference/evidence_parser.h"
 #include "lib/inference/progress_bar.h"
 
@@ -34,6 +35,8 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
     command.add_option("--evidence-file", arguments.evidenceFile,
                        "File of evidence, one NODE=STATE or NODE=[...] per line, # comments; "
                        "or a UAI .evid file");
+    // A user who does not choose gets the automatic choice.
+    arguments.run.algorithm = "auto";
     addRunOptions(command, arguments.run);
     command
         .add_option("--jobs", arguments.run.options.jobs,
@@ -78,7 +81,14 @@ InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& comm
 }
 
 void runInference(InferenceRun& run) {
-    run.result = samplenet::infer(run.network, run.evidence, run.options);
+    if (run.options.algorithm == samplenet::Algorithm::Auto) {
+        // Reports describe the run that produced the numbers.
+        samplenet::AutomaticRun chosen = samplenet::inferAutomatically(run.network, run.evidence, run.options);
+        run.result = std::move(chosen.result);
+        run.options = chosen.used;
+    } else {
+        run.result = samplenet::infer(run.network, run.evidence, run.options);
+    }
     if (run.options.maxSeconds && run.result.samplesDrawn && *run.result.samplesDrawn < run.options.samples &&
         !(run.result.sampling && run.result.sampling->targetMet == true))
         std::cerr << "samplenet: note: the time limit of " << *run.options.maxSeconds << " s stopped sampling after "

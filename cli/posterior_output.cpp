@@ -88,6 +88,7 @@ std::string tableReport(const PosteriorReport& report) {
     std::string text = fmt::format("# {}: {}, {:.3f} s\n# evidence: {}\n", report.source,
                                    runDescription(report.options, report.result), report.result.seconds,
                                    evidenceDescription(report.network, report.evidence));
+    if (!report.result.choice.empty()) text += "# chosen: " + report.result.choice + "\n";
     const bool withErrors = !report.result.standardErrors.empty();
     if (withErrors) text += "# error: " + errorDescription(report.result) + "\n";
     text += fmt::format("{:<{}}  {:<{}}  {}{}\n", "node", nameWidth, "state", stateWidth, "probability",
@@ -108,6 +109,7 @@ std::string jsonReport(const PosteriorReport& report) {
     const auto& options = report.options;
     json["network"] = report.source;
     json["algorithm"] = samplenet::algorithmName(options.algorithm);
+    if (!report.result.choice.empty()) json["chosen_because"] = report.result.choice;
     if (options.algorithm == Algorithm::Lbp) {
         json["iterations"] = options.lbpIterations;
         if (options.lbpTolerance && report.result.propagation) {

@@ -11,6 +11,7 @@
 #include "lib/exact/junction_tree.h"
 #include "lib/exact/saturating_arithmetic.h"
 #include "lib/model/errors.h"
+#include "lib/inference/automatic_choice.h"
 #include "lib/inference/evidence_check.h"
 #include "lib/inference/likelihood_evidence.h"
 #include "lib/inference/network_adapter.h"
@@ -23,11 +24,12 @@ constexpr int kNoWeight = -5;
 constexpr int kZeroBelief = -26;
 constexpr double kMaxSeconds = 365.0 * 24 * 3600;
 
-constexpr std::array<std::pair<Algorithm, std::string_view>, 4> kAlgorithmNames{{
+constexpr std::array<std::pair<Algorithm, std::string_view>, 5> kAlgorithmNames{{
     {Algorithm::Epis, "epis"},
     {Algorithm::Ais, "ais"},
     {Algorithm::Lbp, "lbp"},
     {Algorithm::Exact, "exact"},
+    {Algorithm::Auto, "auto"},
 }};
 
 void checkOptions(const InferenceOptions& options) {
@@ -215,6 +217,8 @@ std::optional<Algorithm> algorithmNamed(std::string_view name) {
 
 InferenceResult infer(const Network& given, const Evidence& evidence, const InferenceOptions& options) {
     checkOptions(options);
+    // Each step of the automatic choice checks what it runs.
+    if (options.algorithm == Algorithm::Auto) return inferAutomatically(given, evidence, options).result;
     checkTableCopies(given, options);
     // The engine trusts what it is given, so a network built in code is
     // checked here like one read from a file.
@@ -230,6 +234,7 @@ InferenceResult infer(const Network& given, const Evidence& evidence, const Infe
         case Algorithm::Ais:
         case Algorithm::Lbp: return engineRun(network, evidence, options);
         case Algorithm::Exact: return exactRun(network, evidence, options);
+        case Algorithm::Auto: break;
     }
     throw std::invalid_argument("unknown algorithm");
 }

@@ -20,6 +20,7 @@ enum class Algorithm {
     Ais,   // adaptive importance sampling: learns the importance function first
     Lbp,   // loopy belief propagation
     Exact, // junction tree; refuses networks whose cliques exceed the memory limit
+    Auto,  // exact where it is quick, else EPIS with a precision target, with fallbacks
 };
 
 std::string_view algorithmName(Algorithm algorithm);
@@ -92,6 +93,9 @@ struct InferenceResult {
     // What the sampling stage did (EPIS, AIS): distinct samples, samples of
     // zero weight and why.
     std::optional<SamplingReport> sampling;
+    // Automatic choice: what ran and why ("exact: the junction tree holds
+    // ..."); empty when the algorithm was named.
+    std::string choice;
     // What LBP did: iterations run, the last change, whether it converged.
     std::optional<PropagationReport> propagation;
     // Natural log of the probability of the evidence: exact from exact

@@ -81,12 +81,14 @@ class Network:
         """Writes in the format of the path's extension (gzipped for .gz)."""
         self._core.save(os.fspath(path))
 
-    def infer(self, evidence=None, likelihood=None, algorithm="epis", samples=100_000, iterations=50,
+    def infer(self, evidence=None, likelihood=None, algorithm="auto", samples=100_000, iterations=50,
               propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1,
               generator="standard", target_error=None, tolerance=None) -> Result:
         """Posterior marginals of every node. `evidence` maps node names to
         state names (or state indices); `likelihood` maps node names to one
-        non-negative factor per state. `jobs` threads share the samples of
+        non-negative factor per state. algorithm="auto" runs exact inference
+        where it is quick and epis to a target error of 0.01 otherwise
+        (result.choice says which and why). `jobs` threads share the samples of
         epis and ais (results depend on the seed and the job count);
         generator="wide" lifts the limit of 2^31 random numbers per run;
         target_error=E draws until every posterior's standard error is at most
@@ -96,7 +98,7 @@ class Network:
                                generator, target_error, tolerance)
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
-        posteriors, log_p, seconds, sampling, converged = _core.infer(self._core, hard, soft, options)
+        posteriors, log_p, seconds, sampling, converged, choice = _core.infer(self._core, hard, soft, options)
         names = self.nodes
         if sampling is not None:
             drawn, distinct = sampling[0], sampling[1]
@@ -113,6 +115,7 @@ class Network:
             seconds,
             sampling=sampling,
             converged=converged,
+            choice=choice or None,
             picture=lambda queried: _core.picture_svg(self._core, hard, soft, posteriors, queried),
         )
 

@@ -35,7 +35,7 @@ class Result(Mapping):
     and distinct, the effective sample size, and standard errors."""
 
     def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, sampling=None,
-                 converged=None):
+                 converged=None, choice=None):
         self._posteriors = posteriors
         self._picture = picture
         self._states = states
@@ -44,6 +44,8 @@ class Result(Mapping):
         self.sampling = sampling
         # lbp with a tolerance: whether it converged; None otherwise.
         self.converged = converged
+        # algorithm="auto": what ran and why; None otherwise.
+        self.choice = choice
 
     @property
     def probability_of_evidence(self):

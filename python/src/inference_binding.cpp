@@ -28,11 +28,11 @@ using samplenet::InferenceOptions;
 // a record of the sampling: samples drawn, distinct draws, effective sample
 // size, P(evidence)'s relative error, each entry's standard error, and
 // whether a target error was met; for lbp with a tolerance, whether it
-// converged.
+// converged; and with algorithm "auto", what ran and why.
 using SamplingRecord =
     std::tuple<long, long, double, double, std::vector<std::vector<double>>, std::optional<bool>>;
 using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double,
-                             std::optional<SamplingRecord>, std::optional<bool>>;
+                             std::optional<SamplingRecord>, std::optional<bool>, std::string>;
 
 // Every run holds the GIL throughout: the samplers' random state is
 // process-wide, so two runs in one process must never overlap.
@@ -48,7 +48,7 @@ RunResult inferOne(const samplenet::Network& network, const std::map<std::string
     std::optional<bool> converged;
     if (result.propagation && options.lbpTolerance) converged = result.propagation->converged;
     return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds, std::move(sampling),
-            converged};
+            converged, std::move(result.choice)};
 }
 
 // Cases first, first + 1, ...: for each, the posteriors of the queried
@@ -98,7 +98,7 @@ void bindInference(nb::module_& module) {
             [](InferenceOptions& options, const std::string& name) {
                 const auto algorithm = samplenet::algorithmNamed(name);
                 if (!algorithm)
-                    throw nb::value_error(("unknown algorithm \"" + name + "\"; use epis, ais, lbp or exact").c_str());
+                    throw nb::value_error(("unknown algorithm \"" + name + "\"; use auto, epis, ais, lbp or exact").c_str());
                 options.algorithm = *algorithm;
             })
         .def_rw("samples", &InferenceOptions::samples)

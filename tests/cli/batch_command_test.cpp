@@ -43,7 +43,7 @@ TEST(BatchCommand, EachRowEqualsInferWithTheCaseSeedWhateverTheJobs) {
     EXPECT_EQ(rows[0], "row,HYPOVOLEMIA=TRUE,HYPOVOLEMIA=FALSE,CO=LOW,CO=NORMAL,CO=HIGH");
 
     // Row 2 is case 1: infer with that case's seed prints the same numbers.
-    const auto single = runSamplenet({"infer", kAlarm, "-e", "HRSAT=LOW", "-e", "CVP=[0.2,0.5,0.3]", "-n", "1000",
+    const auto single = runSamplenet({"infer", kAlarm, "-a", "epis", "-e", "HRSAT=LOW", "-e", "CVP=[0.2,0.5,0.3]", "-n", "1000",
                                       "--seed", std::to_string(samplenet::caseSeed(17, 1)), "-q", "HYPOVOLEMIA", "-q",
                                       "CO", "--format", "csv"});
     ASSERT_EQ(single.exitCode, 0) << single.err;

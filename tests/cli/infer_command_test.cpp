@@ -46,8 +46,8 @@ Posteriors fromCsv(const std::string& text) {
 // A sampler's reported errors hold its distance from the known answer, in
 // every format that shows them.
 TEST(InferCommand, SamplersReportErrorsThatHoldTheirDistanceFromTheAnswer) {
-    const std::vector<std::string> base{"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-n", "4000",
-                                        "--seed", "5"};
+    const std::vector<std::string> base{"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Cough=yes",
+                                        "-n", "4000", "--seed", "5"};
     auto arguments = base;
     arguments.insert(arguments.end(), {"--format", "json"});
     const auto json = nlohmann::json::parse(runSamplenet(arguments).out);
@@ -127,8 +127,8 @@ TEST(InferCommand, SamplersLikelihoodsQueriesAndEvidenceFiles) {
 }
 
 TEST(InferCommand, FixedSeedRepeats) {
-    const std::vector<std::string> arguments{"infer", dataFile("smoker.bif"), "-e", "Lungs=healthy", "-n", "3000",
-                                             "--seed", "99", "--format", "csv"};
+    const std::vector<std::string> arguments{"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Lungs=healthy",
+                                             "-n", "3000", "--seed", "99", "--format", "csv"};
     const auto first = runSamplenet(arguments);
     ASSERT_EQ(first.exitCode, 0) << first.err;
     EXPECT_EQ(runSamplenet(arguments).out, first.out);
@@ -153,15 +153,28 @@ TEST(InferCommand, TimeBudgetStopsSamplingAndSaysHowFar) {
         EXPECT_EQ(run.err, "samplenet: note: the time limit of 0.3 s stopped sampling after " + std::to_string(drawn) +
                                " of 2000000000 samples\n");
     }
-    const auto table = runSamplenet({"infer", dataFile("smoker.bif"), "-n", "2000000000", "--max-seconds", "0.2"});
+    const auto table =
+        runSamplenet({"infer", dataFile("smoker.bif"), "-a", "epis", "-n", "2000000000", "--max-seconds", "0.2"});
     ASSERT_EQ(table.exitCode, 0) << table.err;
     EXPECT_NE(table.out.find(" of 2000000000 samples (time limit 0.2 s)"), std::string::npos) << table.out;
 
     // A budget that is not reached changes nothing.
-    const auto whole = runSamplenet({"infer", dataFile("smoker.bif"), "-n", "5000", "--max-seconds", "100", "--format", "json"});
+    const auto whole = runSamplenet(
+        {"infer", dataFile("smoker.bif"), "-a", "epis", "-n", "5000", "--max-seconds", "100", "--format", "json"});
     ASSERT_EQ(whole.exitCode, 0) << whole.err;
     EXPECT_EQ(nlohmann::json::parse(whole.out).at("samples_drawn").get<long>(), 5000);
     EXPECT_EQ(whole.err, "");
+}
+
+// Without -a the choice is automatic: exact where the junction tree is
+// small, and the report says so.
+TEST(InferCommand, ChoosesAutomaticallyAndSaysWhy) {
+    const auto run = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "--format", "json"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto json = nlohmann::json::parse(run.out);
+    EXPECT_EQ(json.at("algorithm"), "exact");
+    EXPECT_EQ(json.at("chosen_because").get<std::string>().rfind("exact: the junction tree holds ", 0), 0u);
+    EXPECT_NEAR(fromJson(run.out).at("Smoker")[0], kSmokerGivenCough, 1e-12);
 }
 
 TEST(InferCommand, RunsTheBuiltInExampleFromAnyDirectory) {
