@@ -71,6 +71,13 @@ std::string evidenceClass(const PosteriorReport& report, int v) {
     return "";
 }
 
+// A sampler's standard error, as a cell of its own.
+std::string errorCell(const PosteriorReport& report, int v, int s) {
+    if (report.result.standardErrors.empty()) return "";
+    const double error = report.result.standardErrors[v][s];
+    return fmt::format("<td class=\"number\" data-value=\"{}\">{:.6f}</td>", error, error);
+}
+
 std::string tableSection(const PosteriorReport& report) {
     std::string rows;
     for (int v : report.variables) {
@@ -81,13 +88,16 @@ std::string tableSection(const PosteriorReport& report) {
             rows += fmt::format(
                 "<tr class=\"{}\"><td>{}</td><td>{}</td><td class=\"number\" data-value=\"{}\">"
                 "<span class=\"track\"><span class=\"bar\" style=\"width:{:.1f}%\"></span></span>{:.6f}</td>"
-                "<td>{}</td></tr>\n",
-                mark, htmlEscaped(variable.name), htmlEscaped(variable.states[s]), p, 100.0 * p, p, mark);
+                "{}<td>{}</td></tr>\n",
+                mark, htmlEscaped(variable.name), htmlEscaped(variable.states[s]), p, 100.0 * p, p,
+                errorCell(report, v, s), mark);
         }
     }
+    const std::string errorHeading =
+        report.result.standardErrors.empty() ? "" : "<th data-type=\"number\">Std. error</th>";
     return "<table id=\"posteriors\">\n<thead><tr><th>Node</th><th>State</th>"
-           "<th data-type=\"number\">Probability</th><th>Evidence</th></tr></thead>\n<tbody>\n" +
-           rows + "</tbody>\n</table>\n";
+           "<th data-type=\"number\">Probability</th>" +
+           errorHeading + "<th>Evidence</th></tr></thead>\n<tbody>\n" + rows + "</tbody>\n</table>\n";
 }
 
 }  // namespace
@@ -101,6 +111,10 @@ std::string htmlReport(const PosteriorReport& report) {
                         htmlEscaped(runDescription(report.options, report.result)), report.result.seconds);
     page += fmt::format("<p class=\"run\">evidence: {}</p>\n",
                         htmlEscaped(evidenceDescription(report.network, report.evidence)));
+    if (!report.result.choice.empty())
+        page += fmt::format("<p class=\"run\">chosen: {}</p>\n", htmlEscaped(report.result.choice));
+    if (report.result.sampling)
+        page += fmt::format("<p class=\"run\">error: {}</p>\n", htmlEscaped(errorDescription(report.result)));
     page += pictureSection(report);
     page += tableSection(report);
     page += fmt::format("<script>{}</script>\n</body>\n</html>\n", kSortScript);

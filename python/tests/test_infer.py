@@ -48,7 +48,7 @@ def test_likelihood_evidence_and_state_indices(asia):
 
 
 def test_a_fixed_seed_repeats_a_run_and_another_seed_does_not(alarm):
-    runs = [alarm.infer(evidence={"BP": "LOW"}, samples=5000, seed=s) for s in (11, 11, 12)]
+    runs = [alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", samples=5000, seed=s) for s in (11, 11, 12)]
     assert all(np.array_equal(runs[0][n], runs[1][n]) for n in alarm.nodes)
     assert not all(np.array_equal(runs[0][n], runs[2][n]) for n in alarm.nodes)
 
@@ -98,27 +98,35 @@ def test_results_equal_the_command_line_bit_for_bit(alarm, cli, algorithm):
 def test_jobs_split_one_run_and_report_distinct_draws(asia):
     evidence = {"xray": "yes"}
     exact = asia.infer(evidence=evidence, algorithm="exact")
-    one = asia.infer(evidence=evidence, samples=20_000, seed=9)
-    assert asia.infer(evidence=evidence, samples=20_000, seed=9, jobs=1)["lung"].tolist() == one["lung"].tolist()
-    two = asia.infer(evidence=evidence, samples=20_000, seed=9, jobs=2)
-    again = asia.infer(evidence=evidence, samples=20_000, seed=9, jobs=2)
+    one = asia.infer(evidence=evidence, algorithm="epis", samples=20_000, seed=9)
+    assert asia.infer(evidence=evidence, algorithm="epis", samples=20_000, seed=9, jobs=1)["lung"].tolist() == one["lung"].tolist()
+    two = asia.infer(evidence=evidence, algorithm="epis", samples=20_000, seed=9, jobs=2)
+    again = asia.infer(evidence=evidence, algorithm="epis", samples=20_000, seed=9, jobs=2)
     assert two["lung"].tolist() == again["lung"].tolist()
     assert two["lung"].tolist() != one["lung"].tolist()
     for node in asia.nodes:
         np.testing.assert_allclose(two[node], exact[node], atol=0.03, err_msg=node)
     assert (two.sampling.samples_drawn, two.sampling.distinct_samples) == (20_000, 20_000)
     with pytest.raises(ValueError, match="jobs"):
-        asia.infer(jobs=0)
+        asia.infer(algorithm="epis", jobs=0)
 
 
 def test_target_error_draws_until_it_is_met(alarm):
-    result = alarm.infer(evidence={"BP": "LOW"}, target_error=0.01, seed=4)
+    result = alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", target_error=0.01, seed=4)
     assert result.sampling.target_met
     assert max(float(e.max()) for e in result.standard_errors.values()) <= 0.01
-    capped = alarm.infer(evidence={"BP": "LOW"}, target_error=0.0001, samples=2000, seed=4)
+    capped = alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", target_error=0.0001, samples=2000, seed=4)
     assert capped.sampling.target_met is False and capped.sampling.samples_drawn == 2000
     with pytest.raises(ValueError, match="target_error"):
         alarm.infer(target_error=1.5)
+
+
+def test_auto_takes_exact_inference_where_it_is_quick_and_says_so(asia):
+    result = asia.infer(evidence={"xray": "yes"})
+    exact = asia.infer(evidence={"xray": "yes"}, algorithm="exact")
+    assert result.choice.startswith("exact: the junction tree holds")
+    assert all(np.array_equal(result[n], exact[n]) for n in asia.nodes)
+    assert exact.choice is None
 
 
 def test_lbp_with_a_tolerance_says_whether_it_converged(asia):

@@ -58,4 +58,12 @@ TEST(HtmlReport, LeavesOutAPictureTooLargeToReadButKeepsTheTable) {
     EXPECT_NE(run.out.find("<td>Cirrhosis</td>"), std::string::npos);
 }
 
+TEST(HtmlReport, ShowsASamplersErrors) {
+    const auto run = runSamplenet(
+        {"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "epis", "-n", "2000", "--format", "html"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("<th data-type=\"number\">Std. error</th>"), std::string::npos);
+    EXPECT_NE(run.out.find("<p class=\"run\">error: largest standard error "), std::string::npos);
+}
+
 }  // namespace
