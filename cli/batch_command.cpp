@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <iostream>
 #include <random>
@@ -24,20 +25,24 @@ namespace {
 // A case's result as the worker hands it back: '+' and its CSV line, or 'I'
 // (inference failed) or 'E' (bad row) and the reason.
 std::string encodedCase(const samplenet::CaseOutcome& outcome, std::size_t row, const std::vector<int>& queried,
-                        bool withEvidenceProbability) {
+                        samplenet::Algorithm algorithm) {
     if (!outcome.result) return (outcome.inferenceFailed ? "I" : "E") + outcome.error;
     std::string line = fmt::format("+{}", row);
     for (int v : queried) line += fmt::format(",{}", fmt::join(outcome.result->posteriors[v], ","));
-    if (withEvidenceProbability) line += fmt::format(",{}", *outcome.result->logProbabilityOfEvidence);
+    // A value the run did not give is an empty cell.
+    for (const double value : samplenet::caseSummary(*outcome.result, algorithm))
+        line += std::isnan(value) ? std::string(",") : fmt::format(",{}", value);
     return line + "\n";
 }
 
-std::string header(const samplenet::Network& network, const std::vector<int>& queried, bool withEvidenceProbability) {
+std::string header(const samplenet::Network& network, const std::vector<int>& queried,
+                   samplenet::Algorithm algorithm) {
     std::string line = "row";
     for (int v : queried)
         for (const std::string& state : network.variables[v].states)
             line += "," + csvField(network.variables[v].name + "=" + state);
-    return line + (withEvidenceProbability ? ",log_probability_of_evidence\n" : "\n");
+    for (const std::string& column : samplenet::caseSummaryColumns(algorithm)) line += "," + column;
+    return line + "\n";
 }
 
 std::string checkOnError(const std::string& value) {
@@ -80,16 +85,15 @@ void runBatch(BatchArguments arguments, const CLI::App& command) {
     } catch (const samplenet::EvidenceError& error) {
         throw samplenet::EvidenceError(arguments.casesPath + ":1: " + error.what());
     }
-    const bool exact = options.algorithm == samplenet::Algorithm::Exact;
     const int jobs =
         arguments.jobs > 0 ? arguments.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
 
     const std::vector<std::string> results = runInProcesses(cases.rows.size(), jobs, [&](std::size_t i) {
         return encodedCase(samplenet::runCase(network, columns, cases.rows[i], options, runSeed, i), i + 1, queried,
-                           exact);
+                           options.algorithm);
     });
 
-    std::string text = header(network, queried, exact);
+    std::string text = header(network, queried, options.algorithm);
     for (std::size_t i = 0; i < results.size(); ++i) {
         const std::string& result = results[i];
         if (result.front() == '+') {

@@ -1,5 +1,7 @@
 #include "lib/batch/batch_case.h"
 
+#include <cmath>
+
 #include <cstdint>
 #include <set>
 
@@ -51,6 +53,24 @@ CaseOutcome runCase(const Network& network, const std::vector<int>& columns, con
     } catch (const std::exception& error) {
         return {std::nullopt, error.what(), false};
     }
+}
+
+std::vector<std::string> caseSummaryColumns(Algorithm algorithm) {
+    switch (algorithm) {
+        case Algorithm::Exact: return {"log_probability_of_evidence"};
+        case Algorithm::Lbp: return {};
+        default:
+            return {"log_probability_of_evidence", "probability_of_evidence_relative_error", "effective_sample_size"};
+    }
+}
+
+std::vector<double> caseSummary(const InferenceResult& result, Algorithm algorithm) {
+    const double missing = std::nan("");
+    std::vector<double> values{result.logProbabilityOfEvidence.value_or(missing),
+                               result.probabilityOfEvidenceRelativeError.value_or(missing),
+                               result.sampling ? result.sampling->errors.effectiveSampleSize : missing};
+    values.resize(caseSummaryColumns(algorithm).size());
+    return values;
 }
 
 }  // namespace samplenet

@@ -29,6 +29,14 @@ Evidence caseEvidence(const Network& network, const std::vector<int>& columns,
 // use, so that neighbouring cases draw unrelated samples.
 long caseSeed(long runSeed, std::size_t caseIndex);
 
+// The columns a batch writes after a case's posteriors: for exact
+// inference the natural log of P(evidence); for the samplers its estimate,
+// the estimate's relative standard error and the effective sample size; for
+// LBP none.
+std::vector<std::string> caseSummaryColumns(Algorithm algorithm);
+// Their values for one result, NaN where the run gave none.
+std::vector<double> caseSummary(const InferenceResult& result, Algorithm algorithm);
+
 // What one case gave: the posteriors, or why there are none.
 struct CaseOutcome {
     std::optional<InferenceResult> result;

@@ -71,7 +71,14 @@ def chunks(count: int, jobs: int):
     return [(first, min(first + size, count)) for first in range(0, count, size)]
 
 
-def collect(index, values, errors, names, on_error, exact, first=0):
+def summary_columns(option_values):
+    """The columns after the posteriors: log P(evidence) for exact inference;
+    its estimate, relative error and the effective sample size for the
+    samplers."""
+    return list(_core.case_summary_columns(make_options(**option_values)))
+
+
+def collect(index, values, errors, names, on_error, summaries, first=0):
     """The output table from the values and errors of cases first, first+1, ...
     in order; rows are numbered from 1 over the whole table."""
     kept, failures = [], {}
@@ -85,10 +92,10 @@ def collect(index, values, errors, names, on_error, exact, first=0):
         raise CaseError(f"row {row}: {error}")
     for row, error in failures.items():
         warnings.warn(f"row {row} skipped: {error}", stacklevel=3)
-    table = np.array([values[p] for p in kept], dtype=float).reshape(len(kept), len(names) + 1)
-    frame = pd.DataFrame(table[:, :-1], index=index[kept], columns=names)
-    if exact:
-        frame["log_probability_of_evidence"] = table[:, -1]
+    table = np.array([values[p] for p in kept], dtype=float).reshape(len(kept), len(names) + len(summaries))
+    frame = pd.DataFrame(table[:, :len(names)], index=index[kept], columns=names)
+    for k, column in enumerate(summaries):
+        frame[column] = table[:, len(names) + k]
     frame.attrs["skipped"] = failures
     return frame
 
@@ -98,7 +105,8 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=100_000, 
                on_error="skip") -> pd.DataFrame:
     """One output row per case (the input's index) and one column per
     NODE=STATE of the queried nodes; exact inference adds the natural log of
-    P(evidence). A case that fails is skipped with a warning naming its row
+    P(evidence), the samplers its estimate, the estimate's relative error and
+    the effective sample size (summary_columns). A case that fails is skipped with a warning naming its row
     (1-based), or raises CaseError with on_error="raise". jobs: processes,
     all cores by default."""
     if on_error not in ("skip", "raise"):
@@ -129,4 +137,4 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=100_000, 
                 chunk_values, chunk_errors = future.result()
                 values += chunk_values
                 errors += chunk_errors
-    return collect(cases.index, values, errors, names, on_error, algorithm == "exact")
+    return collect(cases.index, values, errors, names, on_error, summary_columns(option_values))

@@ -16,7 +16,7 @@ import secrets
 import numpy as np
 import pandas as pd
 
-from samplenet.batch import case_rows, collect, output_columns, run_chunk
+from samplenet.batch import case_rows, collect, output_columns, run_chunk, summary_columns
 from samplenet.network import load
 from samplenet.options import make_options
 
@@ -32,7 +32,7 @@ def _run_partition(part, path, offsets, query, option_values, run_seed, on_error
     first = offsets[partition_info["number"]] if partition_info else 0
     values, errors = run_chunk(network._core, [str(c) for c in part.columns], case_rows(part), queried,
                                option_values, run_seed, first)
-    return collect(part.index, values, errors, names, on_error, option_values["algorithm"] == "exact", first)
+    return collect(part.index, values, errors, names, on_error, summary_columns(option_values), first)
 
 
 def infer_many(network_path, cases, algorithm="epis", samples=100_000, iterations=50, propagation_length=4,
@@ -57,6 +57,6 @@ def infer_many(network_path, cases, algorithm="epis", samples=100_000, iteration
     offsets = [0, *np.cumsum(lengths)[:-1].tolist()]
     meta = pd.DataFrame({name: pd.Series(dtype=float) for name in names},
                         index=cases._meta.index)
-    if algorithm == "exact":
-        meta["log_probability_of_evidence"] = pd.Series(dtype=float)
+    for column in summary_columns(option_values):
+        meta[column] = pd.Series(dtype=float)
     return cases.map_partitions(_run_partition, path, offsets, query, option_values, run_seed, on_error, meta=meta)

@@ -52,8 +52,8 @@ RunResult inferOne(const samplenet::Network& network, const std::map<std::string
 }
 
 // Cases first, first + 1, ...: for each, the posteriors of the queried
-// variables one after the other and the log P(evidence) (NaN where the
-// algorithm has none), or the reason the case failed.
+// variables one after the other and the algorithm's summary columns (NaN
+// where the run gave none), or the reason the case failed.
 using CaseRows = std::tuple<std::vector<std::vector<double>>, std::vector<std::string>>;
 
 CaseRows runCases(const samplenet::Network& network, const std::vector<std::string>& columnNames,
@@ -71,7 +71,8 @@ CaseRows runCases(const samplenet::Network& network, const std::vector<std::stri
                 const std::vector<double>& posterior = outcome.result->posteriors[v];
                 row.insert(row.end(), posterior.begin(), posterior.end());
             }
-            row.push_back(outcome.result->logProbabilityOfEvidence.value_or(std::nan("")));
+            const std::vector<double> summary = samplenet::caseSummary(*outcome.result, options.algorithm);
+            row.insert(row.end(), summary.begin(), summary.end());
         }
         values.push_back(std::move(row));
         errors.push_back(outcome.error);
@@ -120,6 +121,10 @@ void bindInference(nb::module_& module) {
     module.def("run_cases", &runCases, nb::arg("network"), nb::arg("columns"), nb::arg("rows"), nb::arg("queried"),
                nb::arg("options"), nb::arg("run_seed"), nb::arg("first_case"));
     module.def("case_seed", &samplenet::caseSeed, nb::arg("run_seed"), nb::arg("case_index"));
+    module.def(
+        "case_summary_columns",
+        [](const InferenceOptions& options) { return samplenet::caseSummaryColumns(options.algorithm); },
+        nb::arg("options"));
 }
 
 }  // namespace samplenet_python
