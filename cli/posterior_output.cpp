@@ -119,7 +119,7 @@ std::string jsonReport(const PosteriorReport& report) {
             json["converged"] = report.result.propagation->converged;
         }
     } else if (options.algorithm == Algorithm::Exact) {
-        json["log_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
+        json["ln_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
     } else {
         json["samples"] = options.samples;
         json["samples_drawn"] = report.result.samplesDrawn.value_or(options.samples);
@@ -128,7 +128,7 @@ std::string jsonReport(const PosteriorReport& report) {
         if (const auto& sampling = report.result.sampling) {
             json["effective_sample_size"] = sampling->errors.effectiveSampleSize;
             if (report.result.logProbabilityOfEvidence) {
-                json["log_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
+                json["ln_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
                 json["probability_of_evidence_relative_error"] = *report.result.probabilityOfEvidenceRelativeError;
             }
             json["distinct_samples"] = sampling->distinct;
