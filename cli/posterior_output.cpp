@@ -51,8 +51,9 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
 std::string errorDescription(const samplenet::InferenceResult& result) {
     if (!result.sampling) return {};
     const samplenet::ErrorEstimates& errors = result.sampling->errors;
-    std::string text = fmt::format("largest standard error {:.2g}, effective sample size {:.0f} of {}",
-                                   errors.largestStandardError, errors.effectiveSampleSize, result.sampling->drawn);
+    std::string text = fmt::format(
+        "largest standard error {:.2g}, every posterior within {:.2g} (95%), effective sample size {:.0f} of {}",
+        errors.largestStandardError, errors.errorBound, errors.effectiveSampleSize, result.sampling->drawn);
     if (result.logProbabilityOfEvidence) {
         const double log10P = *result.logProbabilityOfEvidence / std::log(10.0);
         text += fmt::format(", P(evidence) ~ {:.4g} (log10 {:.4f}) +- {:.2g}%", std::pow(10.0, log10P), log10P,
@@ -133,6 +134,7 @@ std::string jsonReport(const PosteriorReport& report) {
             }
             json["distinct_samples"] = sampling->distinct;
             json["largest_standard_error"] = sampling->errors.largestStandardError;
+            json["error_bound"] = sampling->errors.errorBound;
             if (options.targetError) {
                 json["target_error"] = *options.targetError;
                 json["target_met"] = sampling->targetMet.value_or(false);

@@ -74,9 +74,10 @@ struct InferenceOptions {
     // opt-in generator of period 2^64 for longer runs.
     Generator generator = Generator::Standard;
     // EPIS, AIS: draw in rounds (1,000 samples, then twice the samples drawn
-    // so far, and so on) until the largest standard error of any posterior
-    // entry is at most this, with at least 100 effective samples; `samples`
-    // is then the most to draw. The result says whether the target was met.
+    // so far, and so on) until every posterior entry is within this of the
+    // truth with 95% confidence, all at once, with at least 100 effective
+    // samples; `samples` is then the most to draw. The result says whether
+    // the target was met.
     std::optional<double> targetError;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;

@@ -32,9 +32,9 @@ private:
     long granted = 0;
 };
 
-// Round after round, each twice the samples drawn before, until the
-// largest standard error is at most `target` with enough effective samples
-// to trust it, or the cap or the time budget ends the run.
+// Round after round, each twice the samples drawn before, until every
+// posterior is within `target` of the truth with 95% confidence, with enough
+// effective samples to trust that, or the cap or the time budget ends the run.
 bool drawToTarget(const SamplingPlan& plan, ParallelDraws& draws, double target, long cap,
                   const std::function<bool(long)>& keepGoing) {
     long total = 0;
@@ -42,7 +42,7 @@ bool drawToTarget(const SamplingPlan& plan, ParallelDraws& draws, double target,
         const bool going = draws.drawRound(next - total, keepGoing);
         total = next;
         const ErrorEstimates errors = estimateErrors(plan, draws.merged());
-        if (errors.effectiveSampleSize >= kReliableSampleSize && errors.largestStandardError <= target) return true;
+        if (errors.effectiveSampleSize >= kReliableSampleSize && errors.errorBound <= target) return true;
         if (!going || next >= cap) return false;
     }
 }

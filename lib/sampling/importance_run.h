@@ -19,9 +19,9 @@ struct SamplingSettings {
     // Standard: the engine's generator, bit for bit its results. Wide: a
     // generator of period 2^64 for runs that draw more than 2^31 numbers.
     Generator generator = Generator::Standard;
-    // Draw in rounds until the largest standard error of any posterior
-    // entry is at most this, taking the host's sample count as the most to
-    // draw.
+    // Draw in rounds until every posterior entry is within this of the
+    // truth with 95% confidence (ErrorEstimates::errorBound), taking the
+    // host's sample count as the most to draw.
     std::optional<double> targetError;
     // With more than one job or a target error: called every few milliseconds with the samples
     // drawn so far; false ends the run (the time budget).
