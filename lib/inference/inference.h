@@ -79,6 +79,9 @@ struct InferenceOptions {
     // samples; `samples` is then the most to draw. The result says whether
     // the target was met.
     std::optional<double> targetError;
+    // EPIS, AIS: keep the most probable complete sample drawn
+    // (InferenceResult::bestSample), a candidate explanation of the evidence.
+    bool keepBestSample = false;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };
@@ -107,6 +110,9 @@ struct InferenceResult {
     // observed variables).
     std::optional<double> probabilityOfEvidenceRelativeError;
     std::vector<std::vector<double>> standardErrors;
+    // With keepBestSample: the most probable sample's state of every
+    // variable; empty when no sample had weight.
+    std::vector<int> bestSample;
 };
 
 // The network is too large for the chosen algorithm within the memory limit.

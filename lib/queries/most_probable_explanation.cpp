@@ -21,17 +21,21 @@ Explanation mostProbableExplanation(const Network& network, const Evidence& evid
     return explanation;
 }
 
+double logFamilyProbability(const Network& network, const Evidence& evidence, const std::vector<int>& states, int v) {
+    const Variable& variable = network.variables[v];
+    std::size_t column = 0;
+    for (int parent : variable.parents)
+        column = column * network.variables[parent].states.size() + static_cast<std::size_t>(states[parent]);
+    double logProbability =
+        std::log(variable.table[column * variable.states.size() + static_cast<std::size_t>(states[v])]);
+    if (const auto soft = evidence.likelihood.find(v); soft != evidence.likelihood.end())
+        logProbability += std::log(soft->second[states[v]]);
+    return logProbability;
+}
+
 double logJointProbability(const Network& network, const Evidence& evidence, const std::vector<int>& states) {
     double logJoint = 0.0;
-    for (int v = 0; v < network.size(); ++v) {
-        const Variable& variable = network.variables[v];
-        std::size_t column = 0;
-        for (int parent : variable.parents)
-            column = column * network.variables[parent].states.size() + static_cast<std::size_t>(states[parent]);
-        logJoint += std::log(variable.table[column * variable.states.size() + static_cast<std::size_t>(states[v])]);
-        if (const auto soft = evidence.likelihood.find(v); soft != evidence.likelihood.end())
-            logJoint += std::log(soft->second[states[v]]);
-    }
+    for (int v = 0; v < network.size(); ++v) logJoint += logFamilyProbability(network, evidence, states, v);
     return logJoint;
 }
 

@@ -13,7 +13,13 @@ namespace samplenet {
 struct Explanation {
     std::vector<int> states;  // per variable
     double logJoint;          // natural log of P(states, evidence)
-    double logPosterior;      // natural log of P(states | evidence)
+    // Natural log of P(states | evidence); from the samplers' estimate of
+    // P(evidence) when the explanation is not exact.
+    double logPosterior;
+    // False for the samplers' best sample: P(states, evidence) is then a
+    // lower bound on the most probable explanation's.
+    bool exact = true;
+    int searchChanges = 0;  // variables the local search changed
 };
 
 // The most probable explanation of the evidence, exactly: max-product
@@ -24,6 +30,10 @@ struct Explanation {
 // memory limit.
 Explanation mostProbableExplanation(const Network& network, const Evidence& evidence,
                                     const ExactOptions& options = {});
+
+// Natural log of the factors of P(states, evidence) that involve variable v:
+// its own table's entry and its likelihood.
+double logFamilyProbability(const Network& network, const Evidence& evidence, const std::vector<int>& states, int v);
 
 // Natural log of P(states, evidence) for a complete assignment, -inf where
 // it is impossible: the product of every table's entry for the assignment

@@ -6,6 +6,7 @@
 #include "engine/random_state.h"
 #include "engine/sampler_steps.h"
 #include "engine/samplenet.h"
+#include "lib/sampling/best_sample.h"
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/generator_stream.h"
 #include "lib/sampling/parallel_draws.h"
@@ -66,10 +67,14 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
 
     report = SamplingReport{};
     WeightSums sums(plan.sumCount);
+    // One per job; job 0's where there is one job.
+    std::vector<BestSample> best;
+    if (settings.keepBestSample)
+        for (int k = 0; k < settings.jobs; ++k) best.emplace_back(net, plan);
     if (settings.jobs == 1 && !settings.targetError) {
         AdapterQuota quota(*net.adapter);
         BlockSampler blocks(plan, settings.generator);
-        const std::uint64_t end = blocks.draw(start, quota, sums);
+        const std::uint64_t end = blocks.draw(start, quota, sums, best.empty() ? nullptr : &best.front());
         // The engine's generator ends where the engine would have left it.
         if (settings.generator == Generator::Standard) engine_random::SetSeed(static_cast<long long>(end));
         report.distinct = generator_stream::distinctSamples(sums.drawn, plan.drawnNodes,
@@ -77,6 +82,11 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     } else {
         const long cap = net.adapter->GetNumberOfSamples();
         ParallelDraws draws(plan, start, settings.generator, settings.jobs);
+        if (!best.empty()) {
+            std::vector<BlockObserver*> observers;
+            for (BestSample& job : best) observers.push_back(&job);
+            draws.watch(observers);
+        }
         if (settings.targetError) {
             report.targetMet = drawToTarget(plan, draws, *settings.targetError, cap, settings.keepGoing);
         } else {
@@ -91,6 +101,8 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     report.lostToRange = sums.lostToRange;
     report.outsideDouble = sums.outsideDouble;
     report.errors = estimateErrors(plan, sums);
+    for (std::size_t k = 1; k < best.size(); ++k) best.front().merge(best[k]);
+    if (!best.empty() && best.front().found()) report.best = ScoredSample{best.front().states(), best.front().logScore()};
 
     for (int i = 0; i < net.nodeCount; ++i) {
         SampleNode& node = *net.nodes[i];

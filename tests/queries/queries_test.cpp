@@ -8,6 +8,7 @@
 
 #include "lib/exact/junction_tree.h"
 #include "lib/model/errors.h"
+#include "lib/queries/approximate_explanation.h"
 #include "lib/queries/joint_posterior.h"
 #include "lib/queries/most_probable_explanation.h"
 #include "tests/support/random_network.h"
@@ -101,6 +102,47 @@ TEST(MostProbableExplanation, StaysExactWhereTheEvidenceUnderflows) {
     EXPECT_EQ(explanation.states[root], 1);
     EXPECT_NEAR(explanation.logJoint, std::log(0.7) + 1000 * std::log(0.5), 1e-9);
     EXPECT_NEAR(explanation.logPosterior, std::log(0.7), 1e-9);
+}
+
+// On small networks the samplers draw the most probable explanation among
+// their samples; keeping the best sample changes no posterior; and the
+// local search never lowers an explanation's probability.
+TEST(ApproximateExplanation, FindsTheExactOneOnSmallNetworksAndLeavesThePosteriorsAlone) {
+    std::mt19937 rng(29);
+    int searched = 0;
+    for (int trial = 0; trial < 30; ++trial) {
+        const TinyNet net = testing_support::randomNetwork(rng, {8, 3, 3, 0.2, false});
+        const samplenet::Network network = testing_support::toNetwork(net);
+        const Evidence evidence = evidenceOf(testing_support::sampledEvidence(rng, net, 0.3));
+        const auto exact = samplenet::mostProbableExplanation(network, evidence);
+        samplenet::InferenceOptions options;
+        options.samples = 5000;
+        options.seed = trial;
+        options.jobs = 1 + trial % 2;
+        options.algorithm = trial % 3 ? samplenet::Algorithm::Epis : samplenet::Algorithm::Ais;
+        SCOPED_TRACE("trial " + std::to_string(trial));
+
+        const auto sampled = samplenet::approximateExplanation(network, evidence, options, false);
+        EXPECT_FALSE(sampled.exact);
+        EXPECT_NEAR(sampled.logJoint, exact.logJoint, 1e-9);
+        for (const auto& [v, state] : evidence.hard) EXPECT_EQ(sampled.states[v], state);
+
+        // A poor start: the local search climbs from it without falling.
+        std::vector<int> start(net.size(), 0);
+        for (const auto& [v, state] : evidence.hard) start[v] = state;
+        const double before = samplenet::logJointProbability(network, evidence, start);
+        searched += samplenet::improveLocally(network, evidence, start) > 0;
+        EXPECT_GE(samplenet::logJointProbability(network, evidence, start), before);
+        EXPECT_LE(samplenet::logJointProbability(network, evidence, start), exact.logJoint + 1e-9);
+
+        options.keepBestSample = true;
+        const auto keeping = samplenet::infer(network, evidence, options);
+        options.keepBestSample = false;
+        const auto plain = samplenet::infer(network, evidence, options);
+        EXPECT_EQ(keeping.posteriors, plain.posteriors);
+        EXPECT_TRUE(plain.bestSample.empty());
+    }
+    EXPECT_GT(searched, 5) << "the local search was hardly tried";
 }
 
 TEST(JointPosterior, EqualsEnumerationAndAgreesWithTheMarginals) {
