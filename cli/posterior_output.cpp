@@ -146,11 +146,7 @@ std::string jsonReport(const PosteriorReport& report) {
         json["seed"] = options.seed ? nlohmann::ordered_json(*options.seed) : nlohmann::ordered_json(nullptr);
     }
     json["seconds"] = report.result.seconds;
-    auto& evidence = json["evidence"] = nlohmann::ordered_json::object();
-    for (const auto& [v, state] : report.evidence.hard)
-        evidence[report.network.variables[v].name] = report.network.variables[v].states[state];
-    for (const auto& [v, likelihood] : report.evidence.likelihood)
-        evidence[report.network.variables[v].name] = likelihood;
+    json["evidence"] = evidenceJson(report.network, report.evidence);
     auto& posteriors = json["posteriors"] = nlohmann::ordered_json::array();
     for (int v : report.variables) {
         const auto& variable = report.network.variables[v];
@@ -176,6 +172,13 @@ std::string csvReport(const PosteriorReport& report) {
 }
 
 }  // namespace
+
+nlohmann::ordered_json evidenceJson(const samplenet::Network& network, const samplenet::Evidence& evidence) {
+    auto json = nlohmann::ordered_json::object();
+    for (const auto& [v, state] : evidence.hard) json[network.variables[v].name] = network.variables[v].states[state];
+    for (const auto& [v, likelihood] : evidence.likelihood) json[network.variables[v].name] = likelihood;
+    return json;
+}
 
 std::string csvField(const std::string& field) {
     if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
