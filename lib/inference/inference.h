@@ -79,9 +79,10 @@ struct InferenceOptions {
     // samples; `samples` is then the most to draw. The result says whether
     // the target was met.
     std::optional<double> targetError;
-    // EPIS, AIS: keep the most probable complete sample drawn
-    // (InferenceResult::bestSample), a candidate explanation of the evidence.
-    bool keepBestSample = false;
+    // EPIS, AIS: keep this many of the most probable complete samples drawn,
+    // all different (InferenceResult::bestSamples): candidate explanations
+    // of the evidence.
+    int keepBestSamples = 0;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };
@@ -110,9 +111,9 @@ struct InferenceResult {
     // observed variables).
     std::optional<double> probabilityOfEvidenceRelativeError;
     std::vector<std::vector<double>> standardErrors;
-    // With keepBestSample: the most probable sample's state of every
-    // variable; empty when no sample had weight.
-    std::vector<int> bestSample;
+    // With keepBestSamples: the most probable samples, best first, each a
+    // state per variable; empty when no sample had weight.
+    std::vector<std::vector<int>> bestSamples;
 };
 
 // The network is too large for the chosen algorithm within the memory limit.
