@@ -149,8 +149,10 @@ private:
         }
         const pid_t pid = fork();
         if (pid == 0) {
-            // Ends with its parent, whatever ends the parent.
+            // Ends with its parent, whatever ends the parent (even before this).
+            const pid_t parent = getppid();
             prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (getppid() != parent) _exit(1);
             signals_.restore();
             for (const Worker& other : workers_) {
                 close(other.tasks);
