@@ -158,6 +158,9 @@ long peakMemoryOfBatch(std::size_t rows) {
 }
 
 TEST(BatchStreaming, MemoryDoesNotGrowWithTheNumberOfCases) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "AddressSanitizer keeps freed memory in quarantine, so peak memory grows with the work done";
+#endif
     const long few = peakMemoryOfBatch(1000);
     const long many = peakMemoryOfBatch(100000);
     ASSERT_GT(few, 0);
