@@ -28,7 +28,9 @@ AutomaticRun attempt(const Network& network, const Evidence& evidence, const Inf
 }  // namespace
 
 AutomaticRun inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
-    const CliqueStatistics cliques = estimateCliques(network, ExactOptions{options.memoryLimitBytes});
+    CancellationPoller poller(options.cancellation);
+    const CliqueStatistics cliques =
+        estimateCliques(network, ExactOptions{options.memoryLimitBytes, [&poller] { poller.step(); }});
     if (!cliques.exceedsLimit && cliques.estimatedBytes <= options.memoryLimitBytes &&
         cliques.totalEntries <= kQuickExactEntries)
         return attempt(network, evidence, withAlgorithm(options, Algorithm::Exact),
