@@ -34,6 +34,7 @@ int fail(std::string message, int code) {
 int main(int argc, char** argv) {
     CLI::App app("Approximate inference in discrete Bayesian networks.", "samplenet");
     app.footer(kExitCodes);
+    app.set_version_flag("--version", "samplenet " SAMPLENET_VERSION);
     app.require_subcommand(1);
     samplenet_cli::InferArguments inferArguments;
     samplenet_cli::InfoArguments infoArguments;

@@ -43,7 +43,7 @@ def test_a_bad_case_fails_the_run_with_its_row_over_the_whole_table(client):
 
 
 def test_bad_file_or_header_fails_before_the_cluster_runs(client, tmp_path):
-    with pytest.raises(samplenet.ParseError):
+    with pytest.raises(FileNotFoundError):
         samplenet.dask.infer_many(tmp_path / "none.bif", dd.from_pandas(CASES, npartitions=2))
     with pytest.raises(samplenet.EvidenceError, match="in the header"):
         samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", dd.from_pandas(CASES.rename(columns={"BP": "X"}), npartitions=2))

@@ -44,15 +44,30 @@ def test_built_network_equals_the_one_it_came_from(alarm):
         assert np.array_equal(rebuilt.table(node), alarm.table(node))
 
 
-def test_unreadable_files_say_where_and_what(tmp_path):
-    with pytest.raises(samplenet.ParseError, match="cannot open file"):
+def test_file_errors_are_os_errors_and_parse_errors_say_where(tmp_path):
+    with pytest.raises(FileNotFoundError) as missing:
         samplenet.load(tmp_path / "missing.bif")
+    assert missing.value.filename == str(tmp_path / "missing.bif")
+    with pytest.raises(IsADirectoryError):
+        samplenet.load(tmp_path)
     bad = tmp_path / "bad.bif"
     bad.write_text("network x {\n}\nvariable A {\n  type discrete [ 2 ] { a, b }\n  oops\n}\n")
-    with pytest.raises(samplenet.ParseError, match=r"bad\.bif:5:"):
+    with pytest.raises(samplenet.ParseError, match=r"bad\.bif:5:") as error:
         samplenet.load(bad)
-    with pytest.raises(samplenet.ParseError):
-        samplenet.load(tmp_path / "net.unknownformat")
+    assert (error.value.path, error.value.line) == (str(bad), 5)
+    # Bytes that are not UTF-8 show escaped: the error itself never fails.
+    garbage = tmp_path / "garbage.bif"
+    garbage.write_bytes(b"\x8b\xff\x00 binary \xe9t\xe9\n")
+    with pytest.raises(samplenet.ParseError, match=r"found '\\x8b\\xff") as error:
+        samplenet.load(garbage)
+    assert (error.value.path, error.value.line) == (str(garbage), 1)
+    unknown = tmp_path / "net.unknownformat"
+    unknown.write_text("")
+    with pytest.raises(samplenet.ParseError, match="unknown file extension") as error:
+        samplenet.load(unknown)
+    assert error.value.path == str(unknown)
+    with pytest.raises(FileNotFoundError):
+        samplenet.Network.from_tables([("A", ["a", "b"], [], [0.5, 0.5])]).save(tmp_path / "none" / "x.bif")
 
 
 def test_bad_tables_are_refused_with_the_node_named():
