@@ -150,7 +150,12 @@ JunctionTree::JunctionTree(const Network& network, const ExactOptions& options)
         cliqueOffsets.push_back(offset);
         offset += cliques.back().size;
     }
-    initialPotentials.assign(offset, 1.0);
+    // Filled clique by clique, so that a stop need not wait for all of it.
+    initialPotentials.reserve(offset);
+    for (const TableShape& clique : cliques) {
+        if (options.checkpoint) options.checkpoint();
+        initialPotentials.insert(initialPotentials.end(), clique.size, 1.0);
+    }
     placeTables(network, tree, options.checkpoint);
     linkSeparators(tree);
 }
@@ -233,7 +238,14 @@ ExactResult JunctionTree::infer(const Evidence& evidence, const std::function<vo
     ExactResult result{std::vector<std::vector<double>>(names.size()), 1.0, 0.0};
     if (cliques.empty()) return result;
 
-    std::vector<double> potentials = initialPotentials;
+    // Copied clique by clique, so that a stop need not wait for all of it.
+    std::vector<double> potentials;
+    potentials.reserve(initialPotentials.size());
+    for (std::size_t c = 0; c < cliques.size(); ++c) {
+        step();
+        const auto first = initialPotentials.begin() + static_cast<std::ptrdiff_t>(cliqueOffsets[c]);
+        potentials.insert(potentials.end(), first, first + static_cast<std::ptrdiff_t>(cliques[c].size));
+    }
     const auto table = [&](int c) { return potentials.data() + cliqueOffsets[c]; };
     // Every rescaling is undone in log space, so P(e) survives underflow.
     double logScale = 0.0;
