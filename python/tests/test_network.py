@@ -37,6 +37,33 @@ def test_every_format_keeps_every_table(alarm, tmp_path, suffix):
             assert back.states(node) == alarm.states(node)
 
 
+ODD_NAMES = ["with space", "Ünïcödé", "日本語", "a{b}", "x;y", "p|q", "(e)", "%pct", "a//b", "<tag>&amp;", "it's",
+             "network", "variable", "probability", "table", "default", "node", "potential", "states", "data"]
+
+
+def odd_network(names):
+    """A chain over `names`, each node's states named by the next two names."""
+    families = [(name, [names[(k + 1) % len(names)], names[(k + 2) % len(names)]], [names[k - 1]] if k else [],
+                 [[0.25, 0.75], [0.5, 0.5]] if k else [0.125, 0.875]) for k, name in enumerate(names)]
+    return samplenet.Network.from_tables(families, "odd")
+
+
+@pytest.mark.parametrize("suffix", [".bif", ".xml", ".net", ".bif.gz"])
+def test_odd_names_survive_every_format_and_quotes_are_refused_where_they_cannot(tmp_path, suffix):
+    network = odd_network(ODD_NAMES)
+    network.save(tmp_path / f"odd{suffix}")
+    back = samplenet.load(tmp_path / f"odd{suffix}")
+    assert back.families() and [f[:3] for f in back.families()] == [f[:3] for f in network.families()]
+    quoted = odd_network(ODD_NAMES[:3] + ['say "hi"'] + ODD_NAMES[3:])
+    if suffix == ".xml":
+        quoted.save(tmp_path / "quoted.xml")
+        assert samplenet.load(tmp_path / "quoted.xml").nodes == quoted.nodes
+    else:
+        with pytest.raises(samplenet.ModelError, match="cannot hold"):
+            quoted.save(tmp_path / f"quoted{suffix}")
+        assert not (tmp_path / f"quoted{suffix}").exists()
+
+
 def test_built_network_equals_the_one_it_came_from(alarm):
     rebuilt = samplenet.Network.from_tables(alarm.families(), "copy")
     assert rebuilt.name == "copy"
