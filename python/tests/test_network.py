@@ -88,6 +88,11 @@ def test_file_errors_are_os_errors_and_parse_errors_say_where(tmp_path):
     with pytest.raises(samplenet.ParseError, match=r"found '\\x8b\\xff") as error:
         samplenet.load(garbage)
     assert (error.value.path, error.value.line) == (str(garbage), 1)
+    latin = tmp_path / "latin.bif"
+    latin.write_bytes(b"network n {\n}\nvariable Bogot\xe1 {\n  type discrete [ 1 ] { s };\n}\n"
+                      b"probability ( Bogot\xe1 ) {\n  table 1;\n}\n")
+    with pytest.raises(samplenet.ParseError, match=r'"Bogot\\xe1" is not UTF-8'):
+        samplenet.load(latin)
     unknown = tmp_path / "net.unknownformat"
     unknown.write_text("")
     with pytest.raises(samplenet.ParseError, match="unknown file extension") as error:
