@@ -149,8 +149,9 @@ class Network:
             1; results depend on the seed and the job count).
         generator: "standard" (default) or "wide", whose period of 2^64 lifts
             the standard one's limit of 2^31 numbers per run.
-        target_error: epis and ais draw until every posterior's standard error
-            is at most this (result.sampling.target_met says whether it was).
+        target_error: epis and ais draw until every posterior is within this
+            of the truth with 95% confidence (result.sampling.target_met says
+            whether it was).
         tolerance: lbp stops once no belief changes by more than this
             (result.converged).
         max_seconds: epis and ais stop drawing once this is spent and answer
