@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "cli/example_network.h"
+#include "cli/interrupt_signal.h"
 #include "cli/option_checks.h"
 #include "cli/read_limit_options.h"
 #include "lib/formats/formats.h"
@@ -81,6 +82,8 @@ InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& comm
 }
 
 void runInference(InferenceRun& run) {
+    const InterruptibleRun interruptible;
+    run.options.cancellation = interruptible.cancellation();
     if (run.options.algorithm == samplenet::Algorithm::Auto) {
         // Reports describe the run that produced the numbers.
         samplenet::AutomaticRun chosen = samplenet::inferAutomatically(run.network, run.evidence, run.options);

@@ -15,10 +15,11 @@ namespace {
 
 constexpr int kInputError = 1;
 constexpr int kInferenceFailed = 2;
+constexpr int kInterrupted = 130;  // as a shell reports a process ended by SIGINT
 
 constexpr const char* kExitCodes =
     "Exit codes: 0 success; 1 bad usage or input (options, files, networks, evidence); "
-    "2 inference failed (impossible evidence, or no sample compatible with it).";
+    "2 inference failed (impossible evidence, or no sample compatible with it); 130 interrupted (Ctrl-C).";
 
 // Always one line, whatever the message holds.
 int fail(std::string message, int code) {
@@ -33,6 +34,7 @@ int fail(std::string message, int code) {
 int main(int argc, char** argv) {
     CLI::App app("Approximate inference in discrete Bayesian networks.", "samplenet");
     app.footer(kExitCodes);
+    app.set_version_flag("--version", "samplenet " SAMPLENET_VERSION);
     app.require_subcommand(1);
     samplenet_cli::InferArguments inferArguments;
     samplenet_cli::InfoArguments infoArguments;
@@ -65,6 +67,9 @@ int main(int argc, char** argv) {
         if (plot->parsed()) samplenet_cli::runPlot(plotArguments, *plot);
         if (batch->parsed()) samplenet_cli::runBatch(batchArguments, *batch);
         if (generate->parsed()) samplenet_cli::runGenerate(generateArguments);
+    } catch (const samplenet::RunCancelled&) {
+        std::cerr << "samplenet: interrupted\n";
+        return kInterrupted;
     } catch (const samplenet::InferenceError& error) {
         return fail(error.what(), kInferenceFailed);
     } catch (const std::bad_alloc&) {

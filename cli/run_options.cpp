@@ -43,7 +43,10 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
     command.add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
-    command.add_option("--seed", run.seed, "Fixed seed for repeatable sampling; only its low 15 bits are used");
+    // Negative seeds would only alias positive ones (-1 runs as 32767), so they
+    // are refused, here as in Python.
+    command.add_option("--seed", run.seed, "Fixed seed for repeatable sampling, from 0; only its low 15 bits are used")
+        ->check(wholeNumberAtLeast(0));
 }
 
 samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::App& command) {

@@ -27,6 +27,7 @@ void sampler_steps::PrepareAis(SampleNet& net) {
     }
 
     for (int k = 1; k <= kLearningSamples; ++k) {
+        net.adapter->Checkpoint();
         net.AddImportantTable(net.OneImportanceSample(), false);
         if (k % kUpdateInterval == 0) net.UpdateNormalizedTable();
     }

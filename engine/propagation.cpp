@@ -153,8 +153,10 @@ void Prepare(SampleNet& net) {
 
 int Run(SampleNet& net, int iterations, OnEmptyBelief onEmpty) {
     for (int t = 0; t < iterations; ++t) {
-        for (int i = 0; i < net.nodeCount; ++i)
+        for (int i = 0; i < net.nodeCount; ++i) {
+            net.adapter->Checkpoint();
             if (!UpdateNode(net, i, onEmpty)) return kZeroTotal;
+        }
         for (int i = 0; i < net.nodeCount; ++i) RotateNode(*net.nodes[i]);
     }
     return 0;

@@ -27,4 +27,8 @@ public:
     virtual void SetValueValid(int node) = 0;
     virtual EpisParams* GetEPISParams() = 0;
     virtual int GetDepthOfNet() = 0;
+    // Called between units of work of the long loops (node updates of
+    // propagation, samples of learning), so that the host can stop a run by
+    // throwing; it must not touch the network.
+    virtual void Checkpoint() {}
 };

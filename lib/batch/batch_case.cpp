@@ -48,6 +48,8 @@ CaseOutcome runCase(const Network& network, const std::vector<int>& columns, con
     options.seed = caseSeed(runSeed, caseIndex);
     try {
         return {infer(network, caseEvidence(network, columns, cells), options), "", false};
+    } catch (const RunCancelled&) {
+        throw;  // the whole batch stops, not this case
     } catch (const InferenceError& error) {
         return {std::nullopt, error.what(), true};
     } catch (const std::exception& error) {

@@ -45,7 +45,8 @@ struct CaseOutcome {
 };
 
 // Runs case `caseIndex` with `options` and the case's own seed. Bad cells,
-// impossible evidence and failed runs come back as an error, never thrown.
+// impossible evidence and failed runs come back as an error, never thrown;
+// a cancelled run throws RunCancelled.
 CaseOutcome runCase(const Network& network, const std::vector<int>& columns, const std::vector<std::string>& cells,
                     InferenceOptions options, long runSeed, std::size_t caseIndex);
 

@@ -55,7 +55,8 @@ struct Plan {
 
 // Triangulates until the clique tables certainly exceed the limit, and joins
 // the cliques into a tree only when all of them were found.
-Plan plan(const Network& network, const std::vector<int>& stateCounts, std::size_t limitBytes) {
+Plan plan(const Network& network, const std::vector<int>& stateCounts, std::size_t limitBytes,
+          const std::function<void()>& checkpoint) {
     checkIndexable(network);
     // Past half of what a size counts the estimate itself could saturate;
     // no memory comes near that.
@@ -63,7 +64,7 @@ Plan plan(const Network& network, const std::vector<int>& stateCounts, std::size
     // Every clique table is held twice, as doubles: entries beyond this
     // exceed the limit whatever the separators add.
     const std::size_t entryBudget = limit / (2 * sizeof(double));
-    Triangulation triangulation = triangulate(network, entryBudget);
+    Triangulation triangulation = triangulate(network, entryBudget, checkpoint);
 
     Plan result;
     CliqueStatistics& stats = result.stats;
@@ -121,12 +122,12 @@ std::string describeBytes(std::size_t bytes) {
 }
 
 CliqueStatistics estimateCliques(const Network& network, const ExactOptions& options) {
-    return plan(network, stateCountsOf(network), options.memoryLimitBytes).stats;
+    return plan(network, stateCountsOf(network), options.memoryLimitBytes, options.checkpoint).stats;
 }
 
 JunctionTree::JunctionTree(const Network& network, const ExactOptions& options)
     : stateCounts(stateCountsOf(network)) {
-    Plan planned = plan(network, stateCounts, options.memoryLimitBytes);
+    Plan planned = plan(network, stateCounts, options.memoryLimitBytes, options.checkpoint);
     stats = planned.stats;
     const std::string advice = "use an approximate algorithm such as -a epis";
     if (stats.exceedsLimit)
@@ -149,12 +150,18 @@ JunctionTree::JunctionTree(const Network& network, const ExactOptions& options)
         cliqueOffsets.push_back(offset);
         offset += cliques.back().size;
     }
-    initialPotentials.assign(offset, 1.0);
-    placeTables(network, tree);
+    // Filled clique by clique, so that a stop need not wait for all of it.
+    initialPotentials.reserve(offset);
+    for (const TableShape& clique : cliques) {
+        if (options.checkpoint) options.checkpoint();
+        initialPotentials.insert(initialPotentials.end(), clique.size, 1.0);
+    }
+    placeTables(network, tree, options.checkpoint);
     linkSeparators(tree);
 }
 
-void JunctionTree::placeTables(const Network& network, const CliqueTree& tree) {
+void JunctionTree::placeTables(const Network& network, const CliqueTree& tree,
+                               const std::function<void()>& checkpoint) {
     std::vector<std::vector<int>> cliquesContaining(network.size());
     for (int c = 0; c < static_cast<int>(tree.cliques.size()); ++c)
         for (int v : tree.cliques[c]) cliquesContaining[v].push_back(c);
@@ -168,6 +175,7 @@ void JunctionTree::placeTables(const Network& network, const CliqueTree& tree) {
         return best;
     };
     for (int v = 0; v < network.size(); ++v) {
+        if (checkpoint) checkpoint();
         const Variable& variable = network.variables[v];
         std::vector<int> family = variable.parents;
         family.push_back(v);
@@ -222,12 +230,22 @@ std::vector<std::vector<double>> JunctionTree::evidenceWeights(const Evidence& e
     return weights;
 }
 
-ExactResult JunctionTree::infer(const Evidence& evidence) const {
+ExactResult JunctionTree::infer(const Evidence& evidence, const std::function<void()>& checkpoint) const {
+    const auto step = [&checkpoint] {
+        if (checkpoint) checkpoint();
+    };
     auto weights = evidenceWeights(evidence);
     ExactResult result{std::vector<std::vector<double>>(names.size()), 1.0, 0.0};
     if (cliques.empty()) return result;
 
-    std::vector<double> potentials = initialPotentials;
+    // Copied clique by clique, so that a stop need not wait for all of it.
+    std::vector<double> potentials;
+    potentials.reserve(initialPotentials.size());
+    for (std::size_t c = 0; c < cliques.size(); ++c) {
+        step();
+        const auto first = initialPotentials.begin() + static_cast<std::ptrdiff_t>(cliqueOffsets[c]);
+        potentials.insert(potentials.end(), first, first + static_cast<std::ptrdiff_t>(cliques[c].size));
+    }
     const auto table = [&](int c) { return potentials.data() + cliqueOffsets[c]; };
     // Every rescaling is undone in log space, so P(e) survives underflow.
     double logScale = 0.0;
@@ -243,6 +261,7 @@ ExactResult JunctionTree::infer(const Evidence& evidence) const {
     // Collect towards the root (clique 0), children before parents.
     std::vector<double> messages(separatorEntries);
     for (auto link = links.rbegin(); link != links.rend(); ++link) {
+        step();
         double* message = messages.data() + link->separatorOffset;
         link->fromClique.marginalise(table(link->clique), message);
         logScale += normalise(message, link->separatorSize);
@@ -254,6 +273,7 @@ ExactResult JunctionTree::infer(const Evidence& evidence) const {
     // the message it sent up.
     std::vector<double> update(largestSeparator);
     for (const auto& link : links) {
+        step();
         const double* sent = messages.data() + link.separatorOffset;
         link.fromParent.marginalise(table(link.parent), update.data());
         normalise(update.data(), link.separatorSize);
@@ -262,6 +282,7 @@ ExactResult JunctionTree::infer(const Evidence& evidence) const {
     }
 
     for (std::size_t v = 0; v < names.size(); ++v) {
+        step();
         auto& posterior = result.posteriors[v];
         posterior.resize(stateCounts[v]);
         sumAlong(table(homes[v].clique), cliques[homes[v].clique], homes[v].position, posterior.data());

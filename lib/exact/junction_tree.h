@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -15,6 +16,9 @@ namespace samplenet {
 struct ExactOptions {
     // The tree refuses to build when its tables would need more than this.
     std::size_t memoryLimitBytes = std::size_t{4} << 30;
+    // Called between steps of the work (eliminations, clique operations);
+    // it may throw to stop the work, which leaves nothing behind.
+    std::function<void()> checkpoint = {};
 };
 
 struct ExactResult {
@@ -66,8 +70,8 @@ public:
     const CliqueStatistics& statistics() const { return stats; }
     // Posteriors of every variable and the probability of the evidence, with
     // hard and likelihood evidence. Throws EvidenceError for malformed or
-    // impossible evidence.
-    ExactResult infer(const Evidence& evidence) const;
+    // impossible evidence. `checkpoint` as in ExactOptions.
+    ExactResult infer(const Evidence& evidence, const std::function<void()>& checkpoint = {}) const;
 
 private:
     // A clique's connection to its parent through their separator.
@@ -87,7 +91,7 @@ private:
     };
 
     // Multiplies each table into the smallest clique holding its family.
-    void placeTables(const Network& network, const CliqueTree& tree);
+    void placeTables(const Network& network, const CliqueTree& tree, const std::function<void()>& checkpoint);
     void linkSeparators(const CliqueTree& tree);
     std::vector<std::vector<double>> evidenceWeights(const Evidence& evidence) const;
 

@@ -163,7 +163,7 @@ private:
 
 }  // namespace
 
-Triangulation triangulate(const Network& network, std::size_t entryBudget) {
+Triangulation triangulate(const Network& network, std::size_t entryBudget, const std::function<void()>& checkpoint) {
     const int n = network.size();
     MinFillElimination elimination(network);
     Triangulation result;
@@ -172,6 +172,7 @@ Triangulation triangulate(const Network& network, std::size_t entryBudget) {
         const EliminationCost chosen = elimination.cheapest();
         std::vector<int> clique = elimination.eliminate(chosen.vertex);
         ++result.variablesEliminated;
+        if (checkpoint) checkpoint();
         clique.insert(std::upper_bound(clique.begin(), clique.end(), chosen.vertex), chosen.vertex);
         // A clique inside an earlier one contains the variable eliminated here,
         // so only the earlier cliques holding that variable can swallow it.

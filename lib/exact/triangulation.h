@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -20,8 +21,11 @@ struct Triangulation {
 // by fewest fill-in edges, ties broken by the smallest table over the
 // variable and its neighbours, then by the lower index. Elimination stops as
 // soon as the cliques' tables together hold more than `entryBudget` entries.
+// `checkpoint`, when given, is called after every elimination (it may throw
+// to stop).
 Triangulation triangulate(const Network& network,
-                          std::size_t entryBudget = std::numeric_limits<std::size_t>::max());
+                          std::size_t entryBudget = std::numeric_limits<std::size_t>::max(),
+                          const std::function<void()>& checkpoint = {});
 
 // The maximal cliques of the whole triangulation.
 std::vector<std::vector<int>> maximalCliques(const Network& network);

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "lib/formats/lexer.h"
+#include "lib/formats/writable_names.h"
 #include "lib/formats/network_builder.h"
 #include "lib/formats/network_text.h"
 #include "lib/formats/number_text.h"
@@ -191,6 +192,7 @@ Network readBif(std::string_view text, const std::string& path, const ReadLimits
 }
 
 std::string writeBif(const Network& network) {
+    refuseUnwritableNames(network, "BIF", "XMLBIF (.xml)", doubleQuoteProblem);
     std::string out = "network ";
     appendName(out, network.name.empty() ? "unknown" : network.name, kBifSyntax);
     out += " {\n";

@@ -1,6 +1,7 @@
 #include "lib/formats/net.h"
 
 #include "lib/formats/lexer.h"
+#include "lib/formats/writable_names.h"
 #include "lib/formats/network_builder.h"
 #include "lib/formats/network_text.h"
 #include "lib/formats/number_text.h"
@@ -169,6 +170,7 @@ Network readNet(std::string_view text, const std::string& path, const ReadLimits
 }
 
 std::string writeNet(const Network& network) {
+    refuseUnwritableNames(network, "NET", "XMLBIF (.xml)", doubleQuoteProblem);
     std::string out = "net\n{\n";
     if (!network.name.empty()) out += "    name = \"" + network.name + "\";\n";
     appendAttributes(out, network.properties);

@@ -9,7 +9,7 @@ std::string ParseErrors::message(int line, std::string_view expected, std::strin
 }
 
 void ParseErrors::fail(int line, std::string_view expected, std::string_view found) const {
-    throw ParseError(message(line, expected, found));
+    throw ParseError(message(line, expected, found), path_, line);
 }
 
 }  // namespace samplenet

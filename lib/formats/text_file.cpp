@@ -162,19 +162,22 @@ std::string decompressed(std::string_view bytes, const std::string& path, std::s
 }
 
 void writeTextFile(const std::string& path, std::string_view text, bool compress) {
+    const auto failed = [&path](int error, const std::string& reason) {
+        return FileError(path + ": cannot write file: " + reason, path, error);
+    };
     errno = 0;
     // "T" writes the bytes through uncompressed.
     GzHandle file(gzopen(path.c_str(), compress ? "wb" : "wbT"));
-    if (!file) throw ParseError(path + ": cannot write file: " + std::strerror(errno ? errno : ENOMEM));
+    if (!file) throw failed(errno ? errno : ENOMEM, std::strerror(errno ? errno : ENOMEM));
     while (!text.empty()) {
         const unsigned chunk = static_cast<unsigned>(std::min<std::size_t>(text.size(), 1 << 20));
         errno = 0;
         if (gzwrite(file.get(), text.data(), chunk) != static_cast<int>(chunk))
-            throw ParseError(path + ": cannot write file: " + reason(file.get()));
+            throw failed(errno ? errno : EIO, reason(file.get()));
         text.remove_prefix(chunk);
     }
     errno = 0;
-    if (gzclose(file.release()) != Z_OK) throw ParseError(path + ": cannot write file: " + std::strerror(errno ? errno : EIO));
+    if (gzclose(file.release()) != Z_OK) throw failed(errno ? errno : EIO, std::strerror(errno ? errno : EIO));
 }
 
 }  // namespace samplenet

@@ -20,7 +20,7 @@ std::string readTextFile(const std::string& path, std::size_t maxBytes = ReadLim
 std::string decompressed(std::string_view bytes, const std::string& path, std::size_t maxBytes);
 
 // Replaces the file's contents with `text`, gzip-compressed when `compress`.
-// Throws ParseError "path: cannot write file: reason".
+// Throws FileError "path: cannot write file: reason".
 void writeTextFile(const std::string& path, std::string_view text, bool compress);
 
 }  // namespace samplenet

@@ -3,6 +3,7 @@
 #include <pugixml.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 #include <sstream>
 
@@ -10,6 +11,7 @@
 #include "lib/formats/network_text.h"
 #include "lib/formats/number_text.h"
 #include "lib/formats/text_util.h"
+#include "lib/formats/writable_names.h"
 
 namespace samplenet {
 namespace {
@@ -101,6 +103,18 @@ void addProperties(pugi::xml_node parent, const std::vector<std::string>& proper
     for (const std::string& property : properties) parent.append_child("PROPERTY").text() = property.c_str();
 }
 
+// Element text loses white space at its ends when read, and XML 1.0 has
+// no control characters but tab, line feed and carriage return.
+std::string xmlNameProblem(std::string_view name) {
+    if (!name.empty() && (std::isspace(static_cast<unsigned char>(name.front())) ||
+                          std::isspace(static_cast<unsigned char>(name.back()))))
+        return "begins or ends with white space";
+    for (char c : name)
+        if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r')
+            return "holds a control character";
+    return "";
+}
+
 }  // namespace
 
 Network readXmlBif(std::string_view text, const std::string& path, const ReadLimits& limits) {
@@ -108,6 +122,7 @@ Network readXmlBif(std::string_view text, const std::string& path, const ReadLim
 }
 
 std::string writeXmlBif(const Network& network) {
+    refuseUnwritableNames(network, "XMLBIF", "BIF (.bif)", xmlNameProblem);
     pugi::xml_document document;
     auto declaration = document.append_child(pugi::node_declaration);
     declaration.append_attribute("version") = "1.0";

@@ -28,7 +28,9 @@ AutomaticRun attempt(const Network& network, const Evidence& evidence, const Inf
 }  // namespace
 
 ExactVerdict judgeExactInference(const Network& network, const InferenceOptions& options) {
-    const CliqueStatistics cliques = estimateCliques(network, ExactOptions{options.memoryLimitBytes});
+    CancellationPoller poller(options.cancellation);
+    const CliqueStatistics cliques =
+        estimateCliques(network, ExactOptions{options.memoryLimitBytes, [&poller] { poller.step(); }});
     if (cliques.exceedsLimit || cliques.estimatedBytes > options.memoryLimitBytes)
         return {false, "the junction tree exceeds the memory limit"};
     if (cliques.totalEntries > kQuickExactEntries) return {false, "the junction tree is too large to be quick"};

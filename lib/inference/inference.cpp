@@ -125,7 +125,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
         model = &withLikelihoods;
     }
 
-    RunClock clock(options.seed, options.samples, options.progress, options.maxSeconds);
+    RunClock clock(options.seed, options.samples, options.progress, options.maxSeconds, options.cancellation);
     NetworkAdapter adapter(*model, observed, engineParams(options), options.samples, clock);
     std::optional<SamplingReport> sampling;
     std::optional<PropagationReport> propagation;
@@ -189,10 +189,12 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
 
 InferenceResult exactRun(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
     const auto start = std::chrono::steady_clock::now();
-    const JunctionTree tree(network, ExactOptions{options.memoryLimitBytes});
+    CancellationPoller poller(options.cancellation);
+    const std::function<void()> checkpoint = [&poller] { poller.step(); };
+    const JunctionTree tree(network, ExactOptions{options.memoryLimitBytes, checkpoint});
     ExactResult exact;
     try {
-        exact = tree.infer(evidence);
+        exact = tree.infer(evidence, checkpoint);
     } catch (const EvidenceError& error) {
         // The evidence's shape was checked before: what is left is evidence
         // of probability zero.

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "lib/inference/cancellation.h"
 #include "lib/inference/loopy_propagation.h"
 #include "lib/inference/run_clock.h"
 #include "lib/model/evidence.h"
@@ -61,9 +62,9 @@ struct InferenceOptions {
     // copies of the network's tables.
     std::size_t memoryLimitBytes = std::size_t{4} << 30;
     // Time budget of a sampling run: once it is spent, EPIS and AIS stop
-    // drawing samples and report from those drawn (at least 4095: the clock
-    // is read every 4096 samples). Their set-up stages (EPIS's propagation,
-    // AIS's learning) run to the end.
+    // drawing samples and report from those drawn (the clock is read about
+    // every millisecond). Their set-up stages (EPIS's propagation, AIS's
+    // learning) run to the end.
     std::optional<double> maxSeconds;
     // Threads that share the samples of one run (EPIS, AIS). Each job draws
     // from its own share of the generator's stream, so results depend on the
@@ -85,6 +86,9 @@ struct InferenceOptions {
     int keepBestSamples = 0;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
+    // Stops the run from another thread or from the caller's own check; see
+    // Cancellation. A stopped run throws RunCancelled.
+    Cancellation cancellation;
 };
 
 struct InferenceResult {
@@ -134,8 +138,10 @@ public:
 // Posterior marginals of every variable. Throws ModelError for a network
 // that fails validate(), NetworkTooLargeError (or ExactMemoryError) for one
 // above the memory limit, std::invalid_argument for bad options,
-// EvidenceError for malformed evidence, InferenceError when inference fails. Runs must not
-// overlap: the samplers' random state and clock are process-wide.
+// EvidenceError for malformed evidence, InferenceError when inference fails,
+// RunCancelled when options.cancellation stops it. Any thread may call it:
+// runs of EPIS, AIS and LBP take turns through the engine lock (the engine's
+// random state and clock are process-wide), exact runs go side by side.
 InferenceResult infer(const Network& network, const Evidence& evidence, const InferenceOptions& options);
 
 }  // namespace samplenet

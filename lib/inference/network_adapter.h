@@ -41,6 +41,7 @@ public:
     void SetValueValid(int node) override;
     EpisParams* GetEPISParams() override { return &params; }
     int GetDepthOfNet() override { return depth; }
+    void Checkpoint() override { clock.step(); }
 
 private:
     const Network& network;

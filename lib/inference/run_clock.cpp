@@ -12,8 +12,10 @@ constexpr std::chrono::milliseconds kReportInterval{100};
 }  // namespace
 
 RunClock::RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress,
-                   std::optional<double> maxSeconds)
-    : samplesTotal(samplesTotal), progress(std::move(progress)), fixedSeed(seed.has_value()) {
+                   std::optional<double> maxSeconds, Cancellation cancellation)
+    : poller(std::move(cancellation)),
+      lock(poller),
+      samplesTotal(samplesTotal), progress(std::move(progress)), fixedSeed(seed.has_value()) {
     // The samplers seed from time XOR clock; a fixed time and a zero clock
     // make that the seed itself.
     if (seed) qvr_clock::FixReadings(*seed, 0);
@@ -24,6 +26,13 @@ RunClock::RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback
 
 RunClock::~RunClock() {
     if (fixedSeed) qvr_clock::UseRealClock();
+    // A cancelled run still closes its progress display.
+    if (reported && !end) {
+        try {
+            report(true);
+        } catch (...) {
+        }
+    }
 }
 
 void RunClock::finish() {
@@ -38,7 +47,7 @@ double RunClock::seconds() const {
 
 void RunClock::checkProgress() {
     if (!progress && !deadline) return;
-    const auto now = Clock::now();
+    const auto now = poller.lastReading();
     if (deadline && now >= *deadline) outOfTime_ = true;
     if (!progress) return;
     if (now - start < kQuietStart || now - lastReport < kReportInterval) return;

@@ -4,6 +4,9 @@
 #include <functional>
 #include <optional>
 
+#include "lib/inference/cancellation.h"
+#include "lib/inference/engine_lock.h"
+
 namespace samplenet {
 
 struct Progress {
@@ -19,40 +22,51 @@ using ProgressCallback = std::function<void(const Progress&)>;
 // readings for the run when a seed is given (they seed from the clock, and
 // only the low 15 bits of the seed take effect), measures the run's time, and
 // reports progress of runs that last longer than a second. With a time
-// budget it also tells when the budget is spent.
+// budget it also tells when the budget is spent. It holds the engine lock
+// for the run (waiting for it while another run holds it), and its readings
+// of the time poll the run's Cancellation.
 class RunClock {
 public:
     RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress,
-             std::optional<double> maxSeconds = std::nullopt);
+             std::optional<double> maxSeconds = std::nullopt, Cancellation cancellation = {});
     RunClock(const RunClock&) = delete;
     RunClock& operator=(const RunClock&) = delete;
     ~RunClock();
 
-    // Called once per sample, so it reads the time only every few thousand.
+    // Called once per sample. The time is read about every millisecond (see
+    // CancellationPoller). Throws RunCancelled once the run is to stop.
     void countSample() {
-        if (++samplesDone % kSamplesBetweenChecks == 0) checkProgress();
+        ++samplesDone;
+        step();
+    }
+    // A unit of work other than a sample: a node update of propagation, a
+    // sample of AIS's learning stage.
+    void step() {
+        if (poller.step()) checkProgress();
     }
     // For runs that count their samples elsewhere: the samples drawn so far.
     // Returns false once the time budget is spent.
     bool poll(long samplesSoFar) {
         samplesDone = samplesSoFar;
+        poller.read();
         checkProgress();
         return !outOfTime_;
     }
     // Whether the time budget was found spent at the last reading, which is
-    // at most a few thousand samples old.
+    // about a millisecond old.
     bool outOfTime() const { return outOfTime_; }
     // Ends the run: stops the time and closes any progress display.
     void finish();
     double seconds() const;
 
 private:
-    static constexpr long kSamplesBetweenChecks = 4096;
     using Clock = std::chrono::steady_clock;
 
     void checkProgress();
     void report(bool finished);
 
+    CancellationPoller poller;
+    EngineLock lock;  // before anything touches the engine's state
     long samplesDone = 0;
     long samplesTotal;
     ProgressCallback progress;

@@ -12,10 +12,23 @@ public:
 };
 
 // A file that cannot be read or does not follow its format; the message
-// already carries "file:line: what was expected".
+// already carries "file:line: what was expected". Where the error was
+// raised with them, `path` and `line` say the same apart (else empty and 0).
 class ParseError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+    ParseError(const std::string& message, std::string path, int line)
+        : std::runtime_error(message), path(std::move(path)), line(line) {}
+    std::string path;
+    int line = 0;
+};
+
+// A file that cannot be written; `error` is the errno value behind it.
+class FileError : public ParseError {
+public:
+    FileError(const std::string& message, std::string path, int error)
+        : ParseError(message, std::move(path), 0), error(error) {}
+    int error;
 };
 
 // Evidence that names an unknown variable or state, or is malformed.

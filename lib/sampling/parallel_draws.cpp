@@ -71,11 +71,21 @@ bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& kee
             running.fetch_sub(1);
         });
     }
+    // keepGoing may throw to cancel the run: the jobs stop and are joined
+    // before the exception leaves, as they use this frame.
+    std::exception_ptr cancelled;
     while (running.load() > 0) {
         std::this_thread::sleep_for(kPollInterval);
-        if (keepGoing && !keepGoing(drawn.load(std::memory_order_relaxed))) stop = true;
+        if (!keepGoing || stop) continue;
+        try {
+            if (!keepGoing(drawn.load(std::memory_order_relaxed))) stop = true;
+        } catch (...) {
+            cancelled = std::current_exception();
+            stop = true;
+        }
     }
     for (std::thread& thread : threads) thread.join();
+    if (cancelled) std::rethrow_exception(cancelled);
     for (const std::exception_ptr& failure : failures)
         if (failure) std::rethrow_exception(failure);
     return !stop;

@@ -26,8 +26,9 @@ public:
 
     // Draws `samples` more samples, shared among the jobs. `keepGoing` is
     // called every few milliseconds with the samples drawn in all rounds so
-    // far; once it returns false the jobs stop, and so does this round.
-    // Returns false when stopped.
+    // far; once it returns false the jobs stop, and so does this round; an
+    // exception it throws leaves once the jobs have stopped. Returns false
+    // when stopped.
     bool drawRound(long samples, const std::function<bool(long)>& keepGoing);
 
     WeightSums merged() const;

@@ -1,14 +1,24 @@
-"""Approximate inference in discrete Bayesian networks.
+"""Approximate and exact inference in discrete Bayesian networks.
 
     import samplenet
     net = samplenet.load("alarm.bif.gz")
     result = net.infer(evidence={"BP": "LOW"}, algorithm="epis", seed=7)
     result.to_pandas()
+
+load() reads a network file, Network.infer() runs one case and
+Network.infer_many() a table of them; from_pgmpy() and from_pyagrum() convert.
+The exceptions are described in samplenet.errors.
 """
 
-from samplenet._core import EvidenceError, InferenceError, ModelError, ParseError
+from samplenet import _core
+from samplenet.errors import (CaseError, Error, EvidenceError, InferenceError, ModelError, NetworkTooLargeError,
+                              OptionError, ParseError)
 from samplenet.interop import from_pgmpy, from_pyagrum
 from samplenet.network import Network, load
-from samplenet.result import Result
+from samplenet.result import Result, SamplingSummary
 
-__all__ = ["load", "from_pgmpy", "from_pyagrum", "Network", "Result", "ParseError", "ModelError", "EvidenceError", "InferenceError"]
+__version__ = _core.__version__
+
+__all__ = ["load", "from_pgmpy", "from_pyagrum", "Network", "Result", "SamplingSummary", "Error", "ParseError",
+           "ModelError", "EvidenceError", "OptionError", "CaseError", "NetworkTooLargeError", "InferenceError",
+           "__version__"]

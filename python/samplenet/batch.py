@@ -17,32 +17,43 @@ import numpy as np
 import pandas as pd
 
 from samplenet import _core
-from samplenet.options import make_options
+from samplenet.errors import CaseError, OptionError
+from samplenet.options import make_options, seed_value, whole_number
 
 
-class CaseError(ValueError):
-    """A case that gave no posteriors, with its row number."""
-
-
-def cell_text(value) -> str:
-    """A cell as the evidence text of the command line's case files."""
+def cell_text(value, states=None) -> str:
+    """A cell as the evidence text of the command line's case files. A whole
+    number names a state of the column's node (`states`) when one has that
+    name (pandas reads numeric state names as numbers), else it is a state
+    index, as in Network.infer; one that is neither makes its case fail."""
     if value is None or (isinstance(value, float) and math.isnan(value)) or value is pd.NA:
         return ""
-    if isinstance(value, (float, np.floating)) and float(value).is_integer():
-        return str(int(value))  # a numeric state column read with NaN in it
     if isinstance(value, (list, tuple, np.ndarray)):
         return "[" + ",".join(repr(float(x)) for x in value) + "]"
+    # Floats too: a column of numbers with a gap in it is read as floats.
+    if isinstance(value, (int, np.integer, float, np.floating)) and not isinstance(value, bool) \
+            and float(value).is_integer():
+        text = str(int(value))
+        if states is None or text in states or not 0 <= int(value) < len(states):
+            return text
+        return states[int(value)]
     return str(value)
 
 
-def case_rows(cases: pd.DataFrame) -> list[list[str]]:
-    return [[cell_text(v) for v in row] for row in cases.itertuples(index=False, name=None)]
+def case_rows(cases: pd.DataFrame, network) -> list[list[str]]:
+    """Every row of `cases` as cell texts; columns that name nodes of the
+    network take state indices."""
+    states = [network.states(c) if c in network else None for c in cases.columns]
+    return [[cell_text(v, s) for v, s in zip(row, states)] for row in cases.itertuples(index=False, name=None)]
 
 
 def output_columns(network, query) -> tuple[list[int], list[str]]:
     """Indices of the queried nodes (all by default) and the NODE=STATE names
     of their columns."""
-    nodes = list(query) if query is not None else network.nodes
+    nodes = ([query] if isinstance(query, str) else list(query)) if query is not None else network.nodes
+    unknown = [n for n in nodes if n not in network]
+    if unknown:
+        raise OptionError("query", f"unknown node {unknown[0]!r} in query")
     indices = [network.index(n) for n in nodes]
     return indices, [f"{n}={s}" for n in nodes for s in network.states(n)]
 
@@ -89,7 +100,7 @@ def collect(index, values, errors, names, on_error, summaries, first=0):
             kept.append(position)
     if failures and on_error == "raise":
         row, error = next(iter(failures.items()))
-        raise CaseError(f"row {row}: {error}")
+        raise CaseError(row, error)
     for row, error in failures.items():
         warnings.warn(f"row {row} skipped: {error}", stacklevel=3)
     table = np.array([values[p] for p in kept], dtype=float).reshape(len(kept), len(names) + len(summaries))
@@ -100,25 +111,43 @@ def collect(index, values, errors, names, on_error, summaries, first=0):
     return frame
 
 
+def check_on_error(on_error):
+    """Refuses an on_error other than "skip" and "raise"."""
+    if on_error not in ("skip", "raise"):
+        raise OptionError("on_error", f'on_error must be "skip" or "raise", got {on_error!r}')
+
+
 def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=100_000, iterations=50,
                propagation_length=4, seed=None, memory_limit_gib=4.0, query=None, jobs=None,
                on_error="skip") -> pd.DataFrame:
-    """One output row per case (the input's index) and one column per
-    NODE=STATE of the queried nodes; exact inference adds the natural log of
-    P(evidence), the samplers its estimate, the estimate's relative error and
-    the effective sample size (summary_columns). A case that fails is skipped with a warning naming its row
-    (1-based), or raises CaseError with on_error="raise". jobs: processes,
-    all cores by default."""
-    if on_error not in ("skip", "raise"):
-        raise ValueError(f'on_error must be "skip" or "raise", got {on_error!r}')
+    """Runs every row of `cases` as one evidence case and returns a DataFrame
+    with one row per case (the input's index) and one column per NODE=STATE
+    of the queried nodes (all by default); exact inference adds the natural
+    log of P(evidence), the samplers its estimate, the estimate's relative
+    error and the effective sample size (summary_columns).
+
+    cases: columns named after nodes; a cell holds a state name, a state
+    index, or a list of likelihood factors, and an empty cell (NaN, None,
+    "") leaves its node unobserved. Case i runs with a seed derived from
+    `seed` and i, so results do not depend on `jobs`. The options are those
+    of Network.infer; jobs is the number of processes (default: all cores).
+
+    A case that fails is skipped with a warning naming its row (from 1), or
+    raises CaseError with on_error="raise". Raises OptionError naming a bad
+    option, EvidenceError for a column that names no node.
+
+    With jobs above 1 the cases run in worker processes started afresh, which
+    import the caller's main module: a script must start its work under
+    `if __name__ == "__main__":`, as with any process pool."""
+    check_on_error(on_error)
     option_values = dict(algorithm=algorithm, samples=samples, iterations=iterations,
                          propagation_length=propagation_length, memory_limit_gib=memory_limit_gib)
     make_options(**option_values)  # refuses bad options here
-    run_seed = secrets.randbelow(1 << 31) if seed is None else int(seed)
+    run_seed = secrets.randbelow(1 << 31) if seed is None else seed_value(seed)
     columns = [str(c) for c in cases.columns]
-    rows = case_rows(cases)
+    rows = case_rows(cases, network)
     queried, names = output_columns(network, query)
-    jobs = jobs or os.cpu_count() or 1
+    jobs = (os.cpu_count() or 1) if jobs is None else whole_number("jobs", jobs, 1)
     run_chunk(network._core, columns, [], queried, option_values, run_seed, 0)  # refuses a bad header here
     values, errors = [], []
     if jobs == 1 or len(rows) <= 1:

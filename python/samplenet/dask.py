@@ -16,9 +16,9 @@ import secrets
 import numpy as np
 import pandas as pd
 
-from samplenet.batch import case_rows, collect, output_columns, run_chunk, summary_columns
+from samplenet.batch import case_rows, check_on_error, collect, output_columns, run_chunk, summary_columns
 from samplenet.network import load
-from samplenet.options import make_options
+from samplenet.options import make_options, seed_value
 
 
 @functools.lru_cache(maxsize=8)
@@ -30,7 +30,7 @@ def _run_partition(part, path, offsets, query, option_values, run_seed, on_error
     network = _network(path)
     queried, names = output_columns(network, query)
     first = offsets[partition_info["number"]] if partition_info else 0
-    values, errors = run_chunk(network._core, [str(c) for c in part.columns], case_rows(part), queried,
+    values, errors = run_chunk(network._core, [str(c) for c in part.columns], case_rows(part, network), queried,
                                option_values, run_seed, first)
     return collect(part.index, values, errors, names, on_error, summary_columns(option_values), first)
 
@@ -40,14 +40,15 @@ def infer_many(network_path, cases, algorithm="epis", samples=100_000, iteration
     """A lazy Dask DataFrame of posteriors, one row per case of the Dask
     DataFrame `cases` and one column per NODE=STATE, as Network.infer_many
     gives. The network file must be readable at the same path on every
-    worker. Skipped cases are logged as warnings on the workers."""
-    if on_error not in ("skip", "raise"):
-        raise ValueError(f'on_error must be "skip" or "raise", got {on_error!r}')
+    worker. Skipped cases are logged as warnings on the workers. Options and
+    errors as in Network.infer_many; runs release the GIL, so a worker keeps
+    answering its scheduler while it computes."""
+    check_on_error(on_error)
     path = str(network_path)
     option_values = dict(algorithm=algorithm, samples=samples, iterations=iterations,
                          propagation_length=propagation_length, memory_limit_gib=memory_limit_gib)
     make_options(**option_values)
-    run_seed = secrets.randbelow(1 << 31) if seed is None else int(seed)
+    run_seed = secrets.randbelow(1 << 31) if seed is None else seed_value(seed)
     network = load(path)  # here too, so that a bad file or query fails at once
     queried, names = output_columns(network, query)
     run_chunk(network._core, [str(c) for c in cases.columns], [], queried, option_values, run_seed, 0)

@@ -6,6 +6,7 @@ from __future__ import annotations
 
 import numpy as np
 
+from samplenet.errors import ModelError
 from samplenet.network import Network
 
 
@@ -33,9 +34,21 @@ def to_pgmpy(network: Network):
 
 
 def from_pgmpy(model, name="") -> Network:
+    """A Network from a pgmpy (Discrete)BayesianNetwork: the same nodes,
+    states, parent order (that of each table's evidence) and tables. Raises
+    ModelError naming the nodes when the model is incomplete: a node with no
+    table, or a table whose evidence is not the node's parents."""
+    cpds = {cpd.variables[0]: cpd for cpd in model.get_cpds()}
+    missing = [str(node) for node in model.nodes() if node not in cpds]
+    if missing:
+        raise ModelError(f"the pgmpy model has no table for {', '.join(missing)}; add them with add_cpds()")
     nodes = []
-    for cpd in model.get_cpds():
-        node, parents = cpd.variables[0], list(cpd.variables[1:])
+    for node in model.nodes():
+        cpd = cpds[node]
+        parents = list(cpd.variables[1:])
+        if set(parents) != set(model.get_parents(node)):
+            raise ModelError(f"the table of {node} is conditioned on {parents or 'nothing'}, but its parents in the "
+                             f"model are {list(model.get_parents(node)) or 'none'}")
         states = cpd.state_names[node]
         shape = [len(cpd.state_names[p]) for p in parents] + [len(states)]
         nodes.append((node, states, parents, cpd.get_values().T.reshape(shape)))
@@ -65,13 +78,16 @@ def to_pyagrum(network: Network):
 
 
 def from_pyagrum(bn, name="") -> Network:
+    """A Network from a pyAgrum BayesNet: the same nodes, states, parent
+    order (that of each table's variables) and tables."""
     nodes = []
     for node_id in sorted(bn.nodes()):
         variable = bn.variable(node_id)
         node = variable.name()
         cpt = bn.cpt(node_id)
-        axes = list(reversed(cpt.names))
-        parents = [n for n in axes if n != node]
-        table = np.transpose(cpt.toarray(), _axes_to(axes, [*parents, node]))
+        # cpt.names lists the node, then its parents in the table's order;
+        # toarray() has them as axes in reverse.
+        parents = [n for n in cpt.names if n != node]
+        table = np.transpose(cpt.toarray(), _axes_to(list(reversed(cpt.names)), [*parents, node]))
         nodes.append((node, list(variable.labels()), parents, table))
     return Network.from_tables(nodes, name)

@@ -8,19 +8,49 @@ import warnings
 import numpy as np
 
 from samplenet import _core
+from samplenet.errors import EvidenceError, OptionError, ParseError
 from samplenet.options import make_options
 from samplenet.result import Result, SamplingSummary
 
 
 def load(path) -> "Network":
-    """Reads a network (BIF, XMLBIF, Hugin NET or UAI, optionally gzipped),
-    chosen by the file's extension."""
-    return Network(_core.read_network(os.fspath(path)))
+    """Reads a network file: BIF, XMLBIF, Hugin NET or UAI, chosen by the
+    extension (.bif, .xml/.xmlbif, .net, .uai), each optionally gzipped
+    (.gz). Returns a Network.
+
+    Raises the OSError of the file (FileNotFoundError, PermissionError,
+    IsADirectoryError, ...) when it cannot be opened; ParseError, with the
+    file and line, when it does not follow its format or has no known
+    extension; ModelError when the network it describes is not valid."""
+    name = os.fspath(path)
+    # Python's own open gives the OSError subclass that says why.
+    with open(name, "rb"):
+        pass
+    try:
+        return Network(_core.read_network(name))
+    except ParseError as error:
+        if error.path is None:
+            error.path = name
+        raise
+
+
+class _Picture:
+    """Draws a finished run's posteriors on its network; pickles with them."""
+
+    def __init__(self, network, hard, soft, posteriors):
+        self.network, self.hard, self.soft, self.posteriors = network, hard, soft, posteriors
+
+    def __call__(self, nodes) -> str:
+        queried = [self.network.index(node) for node in nodes]
+        return _core.picture_svg(self.network._core, self.hard, self.soft, self.posteriors, queried)
 
 
 class Network:
-    """A discrete Bayesian network. Tables are numpy arrays with one axis per
-    parent, in parents order, then one for the node's own states."""
+    """A discrete Bayesian network: named nodes, each with named states,
+    parents and a table. Tables are numpy arrays with one axis per parent, in
+    parents order, then one for the node's own states. Get one with load(),
+    Network.from_tables(), from_pgmpy() or from_pyagrum(); it cannot be
+    changed once built, and pickles (as its tables)."""
 
     def __init__(self, core: _core.Network):
         self._core = core
@@ -29,7 +59,9 @@ class Network:
     @classmethod
     def from_tables(cls, nodes, name="") -> "Network":
         """Builds a network from (name, states, parent names, table) tuples,
-        in any order; the tables are checked like a file's."""
+        in any order, with the parents in the order of the table's axes
+        (the layout of Network.table()). Raises ModelError when the tables
+        fail the checks a file's get (shapes, sums, cycles)."""
         specs = [
             (str(node), [str(s) for s in states], [str(p) for p in parents],
              np.asarray(table, dtype=float).ravel().tolist())
@@ -43,10 +75,12 @@ class Network:
 
     @property
     def name(self) -> str:
+        """The network's name ("" when it has none)."""
         return self._core.name
 
     @property
     def nodes(self) -> list[str]:
+        """The node names, in the order of the file."""
         return self._core.nodes
 
     def __len__(self):
@@ -56,19 +90,25 @@ class Network:
         return node in self._index
 
     def index(self, node) -> int:
+        """The node's position in `nodes`; KeyError for an unknown name."""
         try:
             return self._index[node]
         except KeyError:
             raise KeyError(f"unknown node {node!r}") from None
 
     def states(self, node) -> list[str]:
+        """The node's state names, in table order; KeyError for an unknown node."""
         return self._core.states(self.index(node))
 
     def parents(self, node) -> list[str]:
+        """The node's parents, in the order of its table's axes."""
         names = self._core.nodes
         return [names[p] for p in self._core.parents(self.index(node))]
 
     def table(self, node) -> np.ndarray:
+        """The node's conditional probability table: axes for the parents in
+        order, then the node's own states, so that each table[..., :] sums
+        to 1. A new array each call."""
         v = self.index(node)
         shape = [len(self.states(p)) for p in self.parents(node)] + [len(self._core.states(v))]
         return np.asarray(self._core.table(v), dtype=float).reshape(shape)
@@ -78,29 +118,63 @@ class Network:
         return [(n, self.states(n), self.parents(n), self.table(n)) for n in self.nodes]
 
     def save(self, path) -> None:
-        """Writes in the format of the path's extension (gzipped for .gz)."""
+        """Writes the network in the format of the path's extension (.bif,
+        .xml/.xmlbif, .net, .uai; gzipped for .gz). Names a format cannot
+        hold (a '"' in BIF or NET) are refused with ModelError before
+        anything is written; a file that cannot be written raises its
+        OSError. UAI files keep no names."""
         self._core.save(os.fspath(path))
 
     def infer(self, evidence=None, likelihood=None, algorithm="auto", samples=100_000, iterations=50,
-              propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1,
-              generator="standard", target_error=None, tolerance=None) -> Result:
-        """Posterior marginals of every node. `evidence` maps node names to
-        state names (or state indices); `likelihood` maps node names to one
-        non-negative factor per state. algorithm="auto" runs exact inference
-        where it is quick and epis to a target error of 0.01 otherwise
-        (result.choice says which and why). `jobs` threads share the samples of
-        epis and ais (results depend on the seed and the job count);
-        generator="wide" lifts the limit of 2^31 random numbers per run;
-        target_error=E draws until every posterior is within E of the truth
-        with 95% confidence (result.sampling.target_met says whether it was,
-        result.sampling.error_bound how close they are); tolerance=T stops
-        lbp once no belief changes by more than T (result.converged)."""
+              propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1, generator="standard",
+              target_error=None, tolerance=None, max_seconds=None, query=None) -> Result:
+        """Posterior marginals given evidence, as a Result (a mapping from node
+        name to a numpy array over the node's states).
+
+        evidence: node name -> state name or state index (hard evidence).
+        likelihood: node name -> one non-negative factor per state.
+        algorithm: "auto" (default: exact inference where the junction tree
+            is small, else epis to a target error of 0.01; result.choice says
+            which ran and why), "epis", "ais", "lbp" or "exact".
+        samples: samples of epis and ais (default 100,000; with target_error,
+            the most they draw).
+        iterations: rounds of lbp (default 50).
+        propagation_length: rounds of evidence propagation that shape epis's
+            importance function (default 4).
+        seed: a whole number from 0 makes sampling repeatable (only its low
+            15 bits are used); None (default) seeds from the clock.
+        memory_limit_gib: networks whose tables would need more raise
+            NetworkTooLargeError (default 4).
+        jobs: threads that share the samples of one epis or ais run (default
+            1; results depend on the seed and the job count).
+        generator: "standard" (default) or "wide", whose period of 2^64 lifts
+            the standard one's limit of 2^31 numbers per run.
+        target_error: epis and ais draw until every posterior is within this
+            of the truth with 95% confidence (result.sampling.target_met says
+            whether it was).
+        tolerance: lbp stops once no belief changes by more than this
+            (result.converged).
+        max_seconds: epis and ais stop drawing once this is spent and answer
+            from the samples drawn (result.sampling.samples_drawn).
+        query: node names; the result holds only these (default: all).
+
+        The run releases the GIL: other threads go on meanwhile, and runs from
+        several threads take turns. Ctrl-C stops it within about 0.05 s with
+        KeyboardInterrupt.
+
+        Raises EvidenceError for unknown nodes or states, OptionError naming a
+        bad option, NetworkTooLargeError above the memory limit,
+        InferenceError when no posterior could be computed (evidence of
+        probability zero, or no compatible sample)."""
         options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib, jobs,
-                               generator, target_error, tolerance)
+                               generator, target_error, tolerance, max_seconds)
+        if isinstance(query, str):
+            query = [query]
+        shown = self.nodes if query is None else [self._queried(node) for node in query]
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
         posteriors, log_p, seconds, sampling, converged, choice = _core.infer(self._core, hard, soft, options)
-        names = self.nodes
+        positions = [self.index(node) for node in shown]
         if sampling is not None:
             drawn, distinct = sampling[0], sampling[1]
             if distinct < drawn:
@@ -108,40 +182,52 @@ class Network:
                               "2^31 numbers repeats after that, so more samples add no information", RuntimeWarning,
                               stacklevel=2)
             sampling = SamplingSummary(drawn, distinct, sampling[2], sampling[3],
-                                       {name: np.asarray(e) for name, e in zip(names, sampling[4])}, sampling[5])
+                                       {name: np.asarray(sampling[4][v]) for name, v in zip(shown, positions)},
+                                       sampling[5])
         return Result(
-            {name: np.asarray(p) for name, p in zip(names, posteriors)},
-            {name: self._core.states(v) for v, name in enumerate(names)},
+            {name: np.asarray(posteriors[v]) for name, v in zip(shown, positions)},
+            {name: self._core.states(v) for name, v in zip(shown, positions)},
             log_p,
             seconds,
             sampling=sampling,
             converged=converged,
             choice=choice or None,
-            picture=lambda queried: _core.picture_svg(self._core, hard, soft, posteriors, queried),
+            picture=_Picture(self, hard, soft, posteriors),
+            queried=None if query is None else list(shown),
         )
 
     def infer_many(self, cases, **kwargs):
-        """Runs every row of a DataFrame as one evidence case; see
-        samplenet.batch.infer_many."""
+        """Runs every row of a DataFrame as one evidence case and returns a
+        DataFrame of posteriors, one row per case; see
+        samplenet.batch.infer_many for the options."""
         from samplenet.batch import infer_many
 
         return infer_many(self, cases, **kwargs)
 
     def to_pgmpy(self):
+        """A pgmpy DiscreteBayesianNetwork with the same nodes, states, parent
+        order and tables (needs pgmpy)."""
         from samplenet.interop import to_pgmpy
 
         return to_pgmpy(self)
 
     def to_pyagrum(self):
+        """A pyAgrum BayesNet with the same nodes, states, parent order and
+        tables (needs pyAgrum)."""
         from samplenet.interop import to_pyagrum
 
         return to_pyagrum(self)
+
+    def _queried(self, node):
+        if node not in self._index:
+            raise OptionError("query", f"unknown node {node!r} in query")
+        return node
 
     def _state_name(self, node, state):
         if isinstance(state, (int, np.integer)) and not isinstance(state, bool):
             states = self.states(node)
             if not 0 <= state < len(states):
-                raise _core.EvidenceError(f'state index {state} of "{node}" is out of range 0..{len(states) - 1}')
+                raise EvidenceError(f'state index {state} of "{node}" is out of range 0..{len(states) - 1}')
             return states[state]
         return str(state)
 

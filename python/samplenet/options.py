@@ -2,45 +2,70 @@
 
 from __future__ import annotations
 
+import math
+import numbers
+
 from samplenet import _core
+from samplenet.errors import OptionError
+
+ALGORITHMS = ("auto", "epis", "ais", "lbp", "exact")
+_INT_MAX = 2**31 - 1
+_LONG_MAX = 2**63 - 1
+_YEAR = 365 * 24 * 3600
 
 
-def _whole_at_least(name, value, minimum):
-    if isinstance(value, bool) or int(value) != value or value < minimum:
-        raise ValueError(f"{name} must be a whole number of at least {minimum}, got {value!r}")
+def whole_number(name, value, minimum, maximum=_INT_MAX) -> int:
+    """`value` as an int within [minimum, maximum]; OptionError naming
+    `name` otherwise (booleans and fractions included)."""
+    if isinstance(value, bool) or not isinstance(value, numbers.Real) or not math.isfinite(value) \
+            or int(value) != value or value < minimum:
+        raise OptionError(name, f"{name} must be a whole number of at least {minimum}, got {value!r}")
+    if value > maximum:
+        raise OptionError(name, f"{name} must be at most {maximum}, got {value!r}")
     return int(value)
 
 
+def _number(name, value, requirement, inside) -> float:
+    """`value` as a float when `inside` accepts it; OptionError naming
+    `name` and the `requirement` otherwise."""
+    if isinstance(value, bool) or not isinstance(value, numbers.Real) or not math.isfinite(value) \
+            or not inside(value):
+        raise OptionError(name, f"{name} must {requirement}, got {value!r}")
+    return float(value)
+
+
+def seed_value(seed) -> int:
+    """A seed as the command line takes it: a whole number from 0 up (only
+    its low 15 bits are used)."""
+    return whole_number("seed", seed, 0, _LONG_MAX)
+
+
 def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_length=4, seed=None,
-                 memory_limit_gib=4.0, jobs=1, generator="standard",
-                 target_error=None, tolerance=None) -> _core.Options:
-    """The library's options; a fixed seed makes sampling repeatable (only
-    its low 15 bits are used); `jobs` threads share one run's samples;
-    generator="wide" draws from a stream of period 2^64 instead of the
-    standard one, whose 2^31 numbers repeat; with `target_error`, epis and
-    ais draw in rounds until the largest standard error is at most it
-    (`samples` is then the most they draw); lbp stops early once no belief
-    changes by more than `tolerance`."""
+                 memory_limit_gib=4.0, jobs=1, generator="standard", target_error=None, tolerance=None,
+                 max_seconds=None) -> _core.Options:
+    """The library's options, each checked: raises OptionError naming the
+    first option out of range. See Network.infer for their meaning."""
     options = _core.Options()
+    if algorithm not in ALGORITHMS:
+        raise OptionError("algorithm", f'unknown algorithm "{algorithm}"; use {", ".join(ALGORITHMS)}')
     options.algorithm = algorithm
-    options.samples = _whole_at_least("samples", samples, 1)
-    options.lbp_iterations = _whole_at_least("iterations", iterations, 1)
-    options.propagation_length = _whole_at_least("propagation_length", propagation_length, 0)
-    options.jobs = _whole_at_least("jobs", jobs, 1)
+    options.samples = whole_number("samples", samples, 1)
+    options.lbp_iterations = whole_number("iterations", iterations, 1)
+    options.propagation_length = whole_number("propagation_length", propagation_length, 0)
+    options.jobs = whole_number("jobs", jobs, 1, options.samples)
     if generator not in ("standard", "wide"):
-        raise ValueError(f'unknown generator {generator!r}; use "standard" or "wide"')
+        raise OptionError("generator", f'unknown generator {generator!r}; use "standard" or "wide"')
     options.wide_generator = generator == "wide"
     if target_error is not None:
-        if not 0 < target_error < 1:
-            raise ValueError(f"target_error must lie between 0 and 1, got {target_error!r}")
-        options.target_error = float(target_error)
+        options.target_error = _number("target_error", target_error, "lie between 0 and 1", lambda x: 0 < x < 1)
     if tolerance is not None:
-        if not tolerance > 0:
-            raise ValueError(f"tolerance must be above 0, got {tolerance!r}")
-        options.tolerance = float(tolerance)
+        options.tolerance = _number("tolerance", tolerance, "be above 0", lambda x: x > 0)
+    if max_seconds is not None:
+        options.max_seconds = _number("max_seconds", max_seconds, "be above 0 and at most a year of seconds",
+                                      lambda x: 0 < x <= _YEAR)
     if seed is not None:
-        options.seed = _whole_at_least("seed", seed, 0)
-    if not memory_limit_gib > 0:
-        raise ValueError(f"memory_limit_gib must be above 0, got {memory_limit_gib!r}")
-    options.memory_limit_bytes = int(memory_limit_gib * (1 << 30))
+        options.seed = seed_value(seed)
+    gib = _number("memory_limit_gib", memory_limit_gib, "be above 0", lambda x: x > 0)
+    # Limits beyond what a size can count mean no limit, as on the command line.
+    options.memory_limit_bytes = min(int(gib * (1 << 30)), 2**64 - 1)
     return options

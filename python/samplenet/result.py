@@ -12,7 +12,11 @@ import pandas as pd
 
 @dataclass(frozen=True)
 class SamplingSummary:
-    """What a sampling run (epis, ais) says of itself."""
+    """What a sampling run (epis, ais) says of itself: samples drawn (fewer
+    than asked when max_seconds ran out), distinct samples, the effective
+    sample size, the relative error of the estimated P(evidence), every
+    posterior entry's standard error by node, and, with a target error,
+    whether it was met."""
 
     samples_drawn: int
     # Samples drawn before the generator's stream could repeat.
@@ -28,16 +32,22 @@ class SamplingSummary:
 
 
 class Result(Mapping):
-    """Posteriors by node name (numpy arrays over the node's states), with
-    the run's seconds and, where the algorithm yields it (exact), the
-    probability of the evidence, exact or, for the samplers, estimated.
-    Sampling runs also carry a SamplingSummary (`sampling`): samples drawn
-    and distinct, the effective sample size, and standard errors."""
+    """What Network.infer returns: a mapping from node name (every node, or
+    the queried ones) to its posterior, a numpy array over the node's states.
+
+    Attributes: seconds (the run's time); log_probability_of_evidence and
+    probability_of_evidence (exact from exact inference, estimated by the
+    samplers, None from lbp); sampling, a SamplingSummary for epis and ais
+    (None otherwise); converged (lbp with a tolerance, else None); choice
+    (algorithm="auto": what ran and why, else None). A Result pickles, so it
+    can come back from a process pool or dask.delayed; it carries its
+    network along for picture()."""
 
     def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, sampling=None,
-                 converged=None, choice=None):
+                 converged=None, choice=None, queried=None):
         self._posteriors = posteriors
         self._picture = picture
+        self._queried = queried
         self._states = states
         self.log_probability_of_evidence = log_probability_of_evidence
         self.seconds = seconds
@@ -49,6 +59,8 @@ class Result(Mapping):
 
     @property
     def probability_of_evidence(self):
+        """P(evidence), or None where the algorithm gives no estimate; 0.0
+        when it underflows (log_probability_of_evidence keeps it)."""
         if self.log_probability_of_evidence is None:
             return None
         return math.exp(self.log_probability_of_evidence)
@@ -61,6 +73,8 @@ class Result(Mapping):
 
     @property
     def effective_sample_size(self):
+        """(sum of weights)^2 / sum of squared weights of a sampling run;
+        None for the other algorithms."""
         return None if self.sampling is None else self.sampling.effective_sample_size
 
     def __getitem__(self, node) -> np.ndarray:
@@ -83,16 +97,13 @@ class Result(Mapping):
 
     def picture(self, nodes=None) -> str:
         """SVG of the network with these posteriors, observed nodes marked:
-        every node, or the given ones with their parents and children by
-        name (needed above 60 nodes). Drawn by Graphviz's dot program."""
+        every node, or the given ones (by default the queried ones) with
+        their parents and children by name (needed above 60 nodes). Drawn by
+        Graphviz's dot program; RuntimeError without it, ValueError for too
+        many nodes, KeyError for an unknown one."""
         if self._picture is None:
             raise ValueError("this result has no network to draw")
-        index = {name: v for v, name in enumerate(self._posteriors)}
-        try:
-            queried = [index[node] for node in nodes or []]
-        except KeyError as unknown:
-            raise KeyError(f"unknown node {unknown.args[0]!r}") from None
-        return self._picture(queried)
+        return self._picture(nodes or self._queried or [])
 
     def _repr_svg_(self):
         # Notebooks show the picture; a network too large to draw whole

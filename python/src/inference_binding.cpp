@@ -34,11 +34,35 @@ using SamplingRecord =
 using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double,
                              std::optional<SamplingRecord>, std::optional<bool>, std::string>;
 
-// Every run holds the GIL throughout: the samplers' random state is
-// process-wide, so two runs in one process must never overlap.
+// Runs `work` with the GIL released, so that other Python threads (a Dask
+// worker's heartbeat, a notebook's event loop) go on meanwhile; the engine
+// lock, not the GIL, keeps engine runs apart. About every 50 ms the run
+// takes the GIL back for a moment to let Python handle its signals: Ctrl-C,
+// or an exception any signal handler raises, stops the run and is raised
+// here. `work` must not touch Python objects.
+template <typename Work>
+auto withoutGil(InferenceOptions& options, Work work) {
+    std::optional<nb::python_error> raised;
+    options.cancellation.check = [&raised] {
+        nb::gil_scoped_acquire gil;
+        if (PyErr_CheckSignals() == 0) return false;
+        raised.emplace();  // takes the pending exception
+        return true;
+    };
+    try {
+        nb::gil_scoped_release released;
+        return work();
+    } catch (const samplenet::RunCancelled&) {
+        if (raised) throw std::move(*raised);
+        throw;
+    }
+}
+
 RunResult inferOne(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
-                   const std::map<std::string, std::vector<double>>& likelihood, const InferenceOptions& options) {
-    samplenet::InferenceResult result = samplenet::infer(network, evidenceByName(network, hard, likelihood), options);
+                   const std::map<std::string, std::vector<double>>& likelihood, InferenceOptions options) {
+    const samplenet::Evidence evidence = evidenceByName(network, hard, likelihood);
+    samplenet::InferenceResult result =
+        withoutGil(options, [&] { return samplenet::infer(network, evidence, options); });
     std::optional<SamplingRecord> sampling;
     if (result.sampling)
         sampling = SamplingRecord{result.sampling->drawn, result.sampling->distinct,
@@ -58,13 +82,13 @@ using CaseRows = std::tuple<std::vector<std::vector<double>>, std::vector<std::s
 
 CaseRows runCases(const samplenet::Network& network, const std::vector<std::string>& columnNames,
                   const std::vector<std::vector<std::string>>& rows, const std::vector<int>& queried,
-                  const InferenceOptions& options, long runSeed, std::size_t first) {
+                  InferenceOptions options, long runSeed, std::size_t first) {
     const std::vector<int> columns = samplenet::caseColumns(network, columnNames);
     std::vector<std::vector<double>> values;
     std::vector<std::string> errors;
     for (std::size_t r = 0; r < rows.size(); ++r) {
-        const samplenet::CaseOutcome outcome =
-            samplenet::runCase(network, columns, rows[r], options, runSeed, first + r);
+        const samplenet::CaseOutcome outcome = withoutGil(
+            options, [&] { return samplenet::runCase(network, columns, rows[r], options, runSeed, first + r); });
         std::vector<double> row;
         if (outcome.result) {
             for (int v : queried) {
@@ -99,7 +123,7 @@ void bindInference(nb::module_& module) {
             [](InferenceOptions& options, const std::string& name) {
                 const auto algorithm = samplenet::algorithmNamed(name);
                 if (!algorithm)
-                    throw nb::value_error(("unknown algorithm \"" + name + "\"; use auto, epis, ais, lbp or exact").c_str());
+                    throw std::invalid_argument("unknown algorithm \"" + name + "\"; use auto, epis, ais, lbp or exact");
                 options.algorithm = *algorithm;
             })
         .def_rw("samples", &InferenceOptions::samples)
@@ -116,7 +140,8 @@ void bindInference(nb::module_& module) {
         .def_prop_rw(
             "propagation_length", [](const InferenceOptions& options) { return options.epis.propagationLength; },
             [](InferenceOptions& options, int rounds) { options.epis.propagationLength = rounds; })
-        .def_rw("memory_limit_bytes", &InferenceOptions::memoryLimitBytes);
+        .def_rw("memory_limit_bytes", &InferenceOptions::memoryLimitBytes)
+        .def_rw("max_seconds", &InferenceOptions::maxSeconds);
     module.def("infer", &inferOne, nb::arg("network"), nb::arg("hard"), nb::arg("likelihood"), nb::arg("options"));
     module.def("run_cases", &runCases, nb::arg("network"), nb::arg("columns"), nb::arg("rows"), nb::arg("queried"),
                nb::arg("options"), nb::arg("run_seed"), nb::arg("first_case"));

@@ -2,6 +2,7 @@
 
 NB_MODULE(_core, module) {
     module.doc() = "samplenet's network model and inference, for the samplenet package";
+    module.attr("__version__") = SAMPLENET_VERSION;
     samplenet_python::bindErrors(module);
     samplenet_python::bindNetwork(module);
     samplenet_python::bindInference(module);

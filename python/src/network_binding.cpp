@@ -38,6 +38,36 @@ samplenet::Network buildNetwork(const std::string& name, const std::vector<NodeS
     return network;
 }
 
+bool isUtf8(const std::string& text) {
+    PyObject* decoded = PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "strict");
+    if (!decoded) PyErr_Clear();
+    Py_XDECREF(decoded);
+    return decoded != nullptr;
+}
+
+// Python's names are str: a file whose names are not UTF-8 (say Latin-1)
+// is refused with the first such name, its bytes escaped.
+samplenet::Network readUtf8Network(const std::string& path) {
+    samplenet::Network network = samplenet::readNetwork(path);
+    const auto check = [&path](const std::string& name) {
+        if (isUtf8(name)) return;
+        std::string escaped;
+        for (unsigned char c : name) {
+            static const char digits[] = "0123456789abcdef";
+            if (c < 0x80) escaped += static_cast<char>(c);
+            else escaped += std::string("\\x") + digits[c >> 4] + digits[c & 15];
+        }
+        throw samplenet::ParseError(path + ": the name \"" + escaped + "\" is not UTF-8 text; convert the file to UTF-8",
+                                    path, 0);
+    };
+    check(network.name);
+    for (const samplenet::Variable& variable : network.variables) {
+        check(variable.name);
+        for (const std::string& state : variable.states) check(state);
+    }
+    return network;
+}
+
 const samplenet::Variable& variableAt(const samplenet::Network& network, int v) {
     if (v < 0 || v >= network.size()) throw nb::index_error("node index out of range");
     return network.variables[v];
@@ -63,7 +93,7 @@ void bindNetwork(nb::module_& module) {
             samplenet::writeNetwork(network, path);
         });
     // The default reading limits; the file names what exceeds them.
-    module.def("read_network", [](const std::string& path) { return samplenet::readNetwork(path); }, nb::arg("path"));
+    module.def("read_network", &readUtf8Network, nb::arg("path"));
     module.def("build_network", &buildNetwork, nb::arg("name"), nb::arg("nodes"));
 }
 

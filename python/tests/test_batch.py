@@ -78,7 +78,7 @@ def test_bad_header_or_arguments_fail_before_any_case(asia):
         asia.infer_many(pd.DataFrame({"Asia": ["yes"]}))
     with pytest.raises(ValueError, match="on_error"):
         asia.infer_many(pd.DataFrame({"asia": ["yes"]}), on_error="ignore")
-    with pytest.raises(KeyError):
+    with pytest.raises(samplenet.OptionError, match="unknown node 'nope' in query"):
         asia.infer_many(pd.DataFrame({"asia": ["yes"]}), query=["nope"])
 
 

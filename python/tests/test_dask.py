@@ -4,6 +4,7 @@ import pytest
 
 from conftest import NETWORKS
 
+dask = pytest.importorskip("dask")
 dd = pytest.importorskip("dask.dataframe")
 distributed = pytest.importorskip("distributed")
 import samplenet  # noqa: E402
@@ -43,7 +44,20 @@ def test_a_bad_case_fails_the_run_with_its_row_over_the_whole_table(client):
 
 
 def test_bad_file_or_header_fails_before_the_cluster_runs(client, tmp_path):
-    with pytest.raises(samplenet.ParseError):
+    with pytest.raises(FileNotFoundError):
         samplenet.dask.infer_many(tmp_path / "none.bif", dd.from_pandas(CASES, npartitions=2))
     with pytest.raises(samplenet.EvidenceError, match="in the header"):
         samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", dd.from_pandas(CASES.rename(columns={"BP": "X"}), npartitions=2))
+
+
+def test_a_worker_busy_with_a_long_partition_keeps_answering_its_scheduler():
+    # The scheduler drops a worker it has not heard from for 2 s, or ten
+    # heartbeats (5 s with one worker); the run takes about twice that, so it
+    # completes only if the worker keeps answering while it computes.
+    with dask.config.set({"distributed.scheduler.worker-ttl": "2s"}), \
+            distributed.LocalCluster(n_workers=1, threads_per_worker=1, processes=True,
+                                     dashboard_address=None) as cluster, distributed.Client(cluster):
+        # One case: between cases a worker gets a word in anyway.
+        cases = dd.from_pandas(pd.DataFrame({"BP": ["LOW"]}), npartitions=1)
+        table = samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", cases, samples=20_000_000, seed=1).compute()
+    assert len(table) == 1

@@ -37,6 +37,33 @@ def test_every_format_keeps_every_table(alarm, tmp_path, suffix):
             assert back.states(node) == alarm.states(node)
 
 
+ODD_NAMES = ["with space", "Ünïcödé", "日本語", "a{b}", "x;y", "p|q", "(e)", "%pct", "a//b", "<tag>&amp;", "it's",
+             "network", "variable", "probability", "table", "default", "node", "potential", "states", "data"]
+
+
+def odd_network(names):
+    """A chain over `names`, each node's states named by the next two names."""
+    families = [(name, [names[(k + 1) % len(names)], names[(k + 2) % len(names)]], [names[k - 1]] if k else [],
+                 [[0.25, 0.75], [0.5, 0.5]] if k else [0.125, 0.875]) for k, name in enumerate(names)]
+    return samplenet.Network.from_tables(families, "odd")
+
+
+@pytest.mark.parametrize("suffix", [".bif", ".xml", ".net", ".bif.gz"])
+def test_odd_names_survive_every_format_and_quotes_are_refused_where_they_cannot(tmp_path, suffix):
+    network = odd_network(ODD_NAMES)
+    network.save(tmp_path / f"odd{suffix}")
+    back = samplenet.load(tmp_path / f"odd{suffix}")
+    assert back.families() and [f[:3] for f in back.families()] == [f[:3] for f in network.families()]
+    quoted = odd_network(ODD_NAMES[:3] + ['say "hi"'] + ODD_NAMES[3:])
+    if suffix == ".xml":
+        quoted.save(tmp_path / "quoted.xml")
+        assert samplenet.load(tmp_path / "quoted.xml").nodes == quoted.nodes
+    else:
+        with pytest.raises(samplenet.ModelError, match="cannot hold"):
+            quoted.save(tmp_path / f"quoted{suffix}")
+        assert not (tmp_path / f"quoted{suffix}").exists()
+
+
 def test_built_network_equals_the_one_it_came_from(alarm):
     rebuilt = samplenet.Network.from_tables(alarm.families(), "copy")
     assert rebuilt.name == "copy"
@@ -44,15 +71,35 @@ def test_built_network_equals_the_one_it_came_from(alarm):
         assert np.array_equal(rebuilt.table(node), alarm.table(node))
 
 
-def test_unreadable_files_say_where_and_what(tmp_path):
-    with pytest.raises(samplenet.ParseError, match="cannot open file"):
+def test_file_errors_are_os_errors_and_parse_errors_say_where(tmp_path):
+    with pytest.raises(FileNotFoundError) as missing:
         samplenet.load(tmp_path / "missing.bif")
+    assert missing.value.filename == str(tmp_path / "missing.bif")
+    with pytest.raises(IsADirectoryError):
+        samplenet.load(tmp_path)
     bad = tmp_path / "bad.bif"
     bad.write_text("network x {\n}\nvariable A {\n  type discrete [ 2 ] { a, b }\n  oops\n}\n")
-    with pytest.raises(samplenet.ParseError, match=r"bad\.bif:5:"):
+    with pytest.raises(samplenet.ParseError, match=r"bad\.bif:5:") as error:
         samplenet.load(bad)
-    with pytest.raises(samplenet.ParseError):
-        samplenet.load(tmp_path / "net.unknownformat")
+    assert (error.value.path, error.value.line) == (str(bad), 5)
+    # Bytes that are not UTF-8 show escaped: the error itself never fails.
+    garbage = tmp_path / "garbage.bif"
+    garbage.write_bytes(b"\x8b\xff\x00 binary \xe9t\xe9\n")
+    with pytest.raises(samplenet.ParseError, match=r"found '\\x8b\\xff") as error:
+        samplenet.load(garbage)
+    assert (error.value.path, error.value.line) == (str(garbage), 1)
+    latin = tmp_path / "latin.bif"
+    latin.write_bytes(b"network n {\n}\nvariable Bogot\xe1 {\n  type discrete [ 1 ] { s };\n}\n"
+                      b"probability ( Bogot\xe1 ) {\n  table 1;\n}\n")
+    with pytest.raises(samplenet.ParseError, match=r'"Bogot\\xe1" is not UTF-8'):
+        samplenet.load(latin)
+    unknown = tmp_path / "net.unknownformat"
+    unknown.write_text("")
+    with pytest.raises(samplenet.ParseError, match="unknown file extension") as error:
+        samplenet.load(unknown)
+    assert error.value.path == str(unknown)
+    with pytest.raises(FileNotFoundError):
+        samplenet.Network.from_tables([("A", ["a", "b"], [], [0.5, 0.5])]).save(tmp_path / "none" / "x.bif")
 
 
 def test_bad_tables_are_refused_with_the_node_named():
