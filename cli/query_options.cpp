@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "cli/interrupt_signal.h"
 #include "cli/query_output.h"
 #include "cli/run_options.h"
 #include "lib/queries/query_choice.h"
@@ -23,12 +24,15 @@ void addQueryOptions(CLI::App& command, QueryArguments& arguments) {
 std::string answerQuery(const QueryArguments& arguments, const InferenceRun& run, OutputFormat format) {
     if (format == OutputFormat::Html) throw std::invalid_argument("--mpe and --joint print as table, json or csv");
     const QueryReportContext context{run.source, run.network, run.evidence};
+    const InterruptibleRun interruptible;
+    samplenet::InferenceOptions options = run.options;
+    options.cancellation = interruptible.cancellation();
     if (arguments.mostProbableExplanation)
-        return formatExplanation(context, samplenet::explainEvidence(run.network, run.evidence, run.options,
+        return formatExplanation(context, samplenet::explainEvidence(run.network, run.evidence, options,
                                                                      arguments.localSearch),
                                  format);
     const std::vector<int> variables = variablesNamed(run.network, arguments.joint, "--joint");
-    return formatJointPosterior(context, samplenet::jointPosterior(run.network, run.evidence, variables, run.options),
+    return formatJointPosterior(context, samplenet::jointPosterior(run.network, run.evidence, variables, options),
                                 format);
 }
 

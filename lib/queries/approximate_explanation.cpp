@@ -5,13 +5,19 @@
 #include <random>
 #include <stdexcept>
 
+#include "lib/inference/cancellation.h"
+
 namespace samplenet {
 
 namespace {
 
-// The local search starts from this many of the best samples: on andes, 32
-// starts found the exact explanation in 0 of 10 cases, 256 in 4, 2048 in 8.
+// The local search starts from up to this many of the best samples: on
+// andes, 32 starts found the exact explanation in 0 of 10 cases, 256 in 4,
+// 2048 in 8. Larger networks get fewer, so that the starts together visit
+// about as many variables as andes's 2048 do.
 constexpr int kSearchStarts = 2048;
+constexpr int kFewestStarts = 16;
+constexpr long kStartVariables = 2048L * 223;
 // Joint states of a variable and its parents that one move tries at most.
 constexpr std::size_t kLargestFamilyMove = 64;
 // Perturbations of the best explanation found, each followed by a search:
@@ -60,7 +66,7 @@ public:
     // Iterated local search: sets a random variable and its unobserved
     // neighbours to random states, climbs from there, and keeps the result
     // when it is more probable. Returns the number of variables changed.
-    int perturbAndClimb(std::vector<int>& best, int rounds, unsigned seed) {
+    int perturbAndClimb(std::vector<int>& best, int rounds, unsigned seed, CancellationPoller& poller) {
         std::vector<int> free;
         for (int v = 0; v < network.size(); ++v)
             if (!observed(v)) free.push_back(v);
@@ -69,6 +75,7 @@ public:
         double bestScore = logJointProbability(network, evidence, best);
         int changes = 0;
         for (int round = 0; round < rounds; ++round) {
+            poller.step();
             std::vector<int> trial = best;
             const int centre = free[rng() % free.size()];
             std::vector<int> shaken = {centre};
@@ -192,7 +199,10 @@ Explanation approximateExplanation(const Network& network, const Evidence& evide
                                    bool localSearch) {
     if (options.algorithm != Algorithm::Epis && options.algorithm != Algorithm::Ais)
         throw std::invalid_argument("an approximate explanation comes from the samplers: epis or ais");
-    options.keepBestSamples = localSearch ? kSearchStarts : 1;
+    options.keepBestSamples =
+        localSearch ? static_cast<int>(std::clamp<long>(kStartVariables / std::max(1, network.size()), kFewestStarts,
+                                                        kSearchStarts))
+                    : 1;
     const InferenceResult result = infer(network, evidence, options);
     Explanation explanation;
     explanation.states = result.bestSamples.front();
@@ -201,10 +211,12 @@ Explanation approximateExplanation(const Network& network, const Evidence& evide
         // The search starts from each of the best samples and from every
         // variable in its most probable state; the best end is then shaken.
         LocalSearch search(network, evidence);
+        CancellationPoller poller(options.cancellation);
         std::vector<std::vector<int>> starts = result.bestSamples;
         starts.push_back(mostProbableStates(result, evidence));
         double bestScore = -std::numeric_limits<double>::infinity();
         for (std::vector<int>& start : starts) {
+            poller.step();
             const std::vector<int> before = start;
             search.climb(start);
             if (const double score = logJointProbability(network, evidence, start); score > bestScore) {
@@ -215,7 +227,7 @@ Explanation approximateExplanation(const Network& network, const Evidence& evide
             }
         }
         explanation.searchChanges +=
-            search.perturbAndClimb(explanation.states, kPerturbations, static_cast<unsigned>(options.seed.value_or(0)));
+            search.perturbAndClimb(explanation.states, kPerturbations, static_cast<unsigned>(options.seed.value_or(0)), poller);
     }
     explanation.logJoint = logJointProbability(network, evidence, explanation.states);
     explanation.logPosterior = explanation.logJoint - result.logProbabilityOfEvidence.value_or(0.0);

@@ -21,7 +21,8 @@ bool holds(const TableShape& shape, int variable) { return shape.position(variab
 }  // namespace
 
 FactorElimination::FactorElimination(const Network& network, const Evidence& evidence, const ExactOptions& options)
-    : observed(network.size(), -1), limitEntries(options.memoryLimitBytes / sizeof(double)) {
+    : observed(network.size(), -1), limitEntries(options.memoryLimitBytes / sizeof(double)),
+      checkpoint(options.checkpoint) {
     checkEvidenceShape(network, evidence);
     for (const Variable& variable : network.variables) stateCounts.push_back(variable.stateCount());
     for (const auto& [v, state] : evidence.hard) observed[v] = state;
@@ -48,6 +49,7 @@ FactorElimination::FactorElimination(const Network& network, const Evidence& evi
 
 void FactorElimination::enterEvidence(const Network& network, const Evidence& evidence) {
     for (int v = 0; v < network.size(); ++v) {
+        if (checkpoint) checkpoint();
         const Variable& variable = network.variables[v];
         std::vector<int> family = variable.parents;
         family.push_back(v);
@@ -99,6 +101,7 @@ FactorElimination::Factor FactorElimination::multiplyAll(const std::vector<const
 void FactorElimination::eliminate(Mode mode, const std::vector<int>& kept) {
     for (int v : order) {
         if (std::find(kept.begin(), kept.end(), v) != kept.end()) continue;
+        if (checkpoint) checkpoint();
         std::vector<const Factor*> touching;
         std::vector<int> scope;
         for (const Factor& factor : factors)

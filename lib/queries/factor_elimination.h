@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 #include "lib/exact/clique_potentials.h"
@@ -24,7 +25,8 @@ public:
     enum class Mode { Sum, Max };
 
     // Throws EvidenceError for evidence that does not fit the network and
-    // ExactMemoryError when the tables would exceed the memory limit.
+    // ExactMemoryError when the tables would exceed the memory limit; calls
+    // the options' checkpoint between steps.
     FactorElimination(const Network& network, const Evidence& evidence, const ExactOptions& options);
 
     // Eliminates every unobserved variable but `kept`, summing or
@@ -66,6 +68,7 @@ private:
     double logScale_ = 0.0;
     std::size_t limitEntries;
     std::size_t heldEntries = 0;
+    std::function<void()> checkpoint;
 };
 
 }  // namespace samplenet

@@ -3,14 +3,27 @@
 #include <stdexcept>
 
 #include "lib/inference/automatic_choice.h"
+#include "lib/inference/cancellation.h"
 #include "lib/queries/approximate_explanation.h"
 
 namespace samplenet {
 
 namespace {
 
-// The exact tables within the options' memory limit.
-ExactOptions exactOptions(const InferenceOptions& options) { return ExactOptions{options.memoryLimitBytes}; }
+// The exact tables within the options' memory limit, stopping when their
+// cancellation says so.
+class ExactSettings {
+public:
+    explicit ExactSettings(const InferenceOptions& options)
+        : poller(options.cancellation), settings{options.memoryLimitBytes, [this] { poller.step(); }} {}
+    ExactSettings(const ExactSettings&) = delete;
+    ExactSettings& operator=(const ExactSettings&) = delete;
+    const ExactOptions& get() const { return settings; }
+
+private:
+    CancellationPoller poller;
+    ExactOptions settings;
+};
 
 }  // namespace
 
@@ -18,14 +31,14 @@ QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& ev
                                       const InferenceOptions& options, bool localSearch) {
     switch (options.algorithm) {
         case Algorithm::Exact:
-            return {mostProbableExplanation(network, evidence, exactOptions(options)), Algorithm::Exact, ""};
+            return {mostProbableExplanation(network, evidence, ExactSettings(options).get()), Algorithm::Exact, ""};
         case Algorithm::Epis:
         case Algorithm::Ais:
             return {approximateExplanation(network, evidence, options, localSearch), options.algorithm, ""};
         case Algorithm::Auto: {
             const ExactVerdict exact = judgeExactInference(network, options);
             if (exact.quick)
-                return {mostProbableExplanation(network, evidence, exactOptions(options)), Algorithm::Exact,
+                return {mostProbableExplanation(network, evidence, ExactSettings(options).get()), Algorithm::Exact,
                         "exact: " + exact.why};
             InferenceOptions sampling = options;
             sampling.algorithm = Algorithm::Epis;
@@ -41,7 +54,7 @@ QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& 
                                         const std::vector<int>& variables, const InferenceOptions& options) {
     if (options.algorithm != Algorithm::Exact && options.algorithm != Algorithm::Auto)
         throw std::invalid_argument("joint posteriors are computed exactly: use exact or auto");
-    return {exactJointPosterior(network, evidence, variables, exactOptions(options)), Algorithm::Exact, ""};
+    return {exactJointPosterior(network, evidence, variables, ExactSettings(options).get()), Algorithm::Exact, ""};
 }
 
 }  // namespace samplenet
