@@ -5,8 +5,10 @@
     result = net.infer(evidence={"BP": "LOW"}, algorithm="epis", seed=7)
     result.to_pandas()
 
-load() reads a network file, Network.infer() runs one case and
-Network.infer_many() a table of them; from_pgmpy() and from_pyagrum() convert.
+load() reads a network file, Network.infer() runs one case (joint=[...]
+adds a joint posterior), Network.mpe() finds the most probable explanation
+and Network.infer_many() runs a table of cases; from_pgmpy() and
+from_pyagrum() convert.
 The exceptions are described in samplenet.errors.
 """
 
@@ -15,10 +17,12 @@ from samplenet.errors import (CaseError, Error, EvidenceError, InferenceError, M
                               OptionError, ParseError)
 from samplenet.interop import from_pgmpy, from_pyagrum
 from samplenet.network import Network, load
+from samplenet.queries import Explanation, JointPosterior
 from samplenet.result import Result, SamplingSummary
 
 __version__ = _core.__version__
 
-__all__ = ["load", "from_pgmpy", "from_pyagrum", "Network", "Result", "SamplingSummary", "Error", "ParseError",
+__all__ = ["load", "from_pgmpy", "from_pyagrum", "Network", "Result", "SamplingSummary", "Explanation",
+           "JointPosterior", "Error", "ParseError",
            "ModelError", "EvidenceError", "OptionError", "CaseError", "NetworkTooLargeError", "InferenceError",
            "__version__"]

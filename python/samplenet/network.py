@@ -10,6 +10,7 @@ import numpy as np
 from samplenet import _core
 from samplenet.errors import EvidenceError, OptionError, ParseError
 from samplenet.options import make_options
+from samplenet.queries import Explanation, JointPosterior
 from samplenet.result import Result, SamplingSummary
 
 
@@ -127,7 +128,7 @@ class Network:
 
     def infer(self, evidence=None, likelihood=None, algorithm="auto", samples=100_000, iterations=50,
               propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1, generator="standard",
-              target_error=None, tolerance=None, max_seconds=None, query=None) -> Result:
+              target_error=None, tolerance=None, max_seconds=None, query=None, joint=None) -> Result:
         """Posterior marginals given evidence, as a Result (a mapping from node
         name to a numpy array over the node's states).
 
@@ -157,6 +158,11 @@ class Network:
         max_seconds: epis and ais stop drawing once this is spent and answer
             from the samples drawn (result.sampling.samples_drawn).
         query: node names; the result holds only these (default: all).
+        joint: node names; result.joint is then their joint posterior (a
+            JointPosterior: a numpy table with one axis per node, and
+            to_pandas()), computed exactly whatever the algorithm of the
+            marginals; NetworkTooLargeError where exact tables exceed the
+            memory limit.
 
         The run releases the GIL: other threads go on meanwhile, and runs from
         several threads take turns. Ctrl-C stops it within about 0.05 s with
@@ -183,7 +189,7 @@ class Network:
                               stacklevel=2)
             sampling = SamplingSummary(drawn, distinct, sampling[2], sampling[3],
                                        {name: np.asarray(sampling[4][v]) for name, v in zip(shown, positions)},
-                                       sampling[5])
+                                       sampling[5], sampling[6])
         return Result(
             {name: np.asarray(posteriors[v]) for name, v in zip(shown, positions)},
             {name: self._core.states(v) for name, v in zip(shown, positions)},
@@ -194,7 +200,44 @@ class Network:
             choice=choice or None,
             picture=_Picture(self, hard, soft, posteriors),
             queried=None if query is None else list(shown),
+            joint=None if joint is None else self._joint(joint, hard, soft, memory_limit_gib),
         )
+
+    def mpe(self, evidence=None, likelihood=None, algorithm="auto", samples=100_000, seed=None,
+            memory_limit_gib=4.0, jobs=1, local_search=True) -> Explanation:
+        """The most probable explanation of the evidence: a state for every
+        node, as an Explanation (states, joint_probability = P(x, e),
+        posterior_probability = P(x | e), exact).
+
+        algorithm: "auto" (default: exact where the junction tree is small,
+            else epis), "exact" (max-product elimination), "epis" or "ais"
+            (the most probable of the samples drawn, then, with local_search,
+            a search that changes a few nodes at a time while P(x, e) rises;
+            exact=False, and P(x, e) is a lower bound on the most probable
+            explanation's). evidence, likelihood, samples, seed,
+            memory_limit_gib and jobs as for infer.
+
+        Raises EvidenceError for unknown nodes or states and for impossible
+        evidence, OptionError naming a bad option (lbp gives no
+        explanation), NetworkTooLargeError above the memory limit."""
+        if algorithm == "lbp":
+            raise OptionError("algorithm", "lbp gives no explanation: use auto, exact, epis or ais")
+        options = make_options(algorithm, samples, seed=seed, memory_limit_gib=memory_limit_gib, jobs=jobs)
+        hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
+        soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+        states, log_joint, log_posterior, exact, changes, used, choice = _core.explain(
+            self._core, hard, soft, options, bool(local_search))
+        return Explanation({node: self._core.states(v)[s] for v, (node, s) in enumerate(zip(self.nodes, states))},
+                           log_joint, log_posterior, exact, used, choice or None, changes)
+
+    def _joint(self, nodes, hard, soft, memory_limit_gib) -> JointPosterior:
+        if isinstance(nodes, str):
+            nodes = [nodes]
+        nodes = [self._queried(node, "joint") for node in nodes]
+        options = make_options("exact", memory_limit_gib=memory_limit_gib)
+        table = _core.joint_posterior(self._core, hard, soft, [self.index(node) for node in nodes], options)
+        states = {node: self.states(node) for node in nodes}
+        return JointPosterior(nodes, states, np.asarray(table).reshape([len(states[node]) for node in nodes]))
 
     def infer_many(self, cases, **kwargs):
         """Runs every row of a DataFrame as one evidence case and returns a
@@ -218,9 +261,9 @@ class Network:
 
         return to_pyagrum(self)
 
-    def _queried(self, node):
+    def _queried(self, node, option="query"):
         if node not in self._index:
-            raise OptionError("query", f"unknown node {node!r} in query")
+            raise OptionError(option, f"unknown node {node!r} in {option}")
         return node
 
     def _state_name(self, node, state):

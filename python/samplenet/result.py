@@ -15,8 +15,9 @@ class SamplingSummary:
     """What a sampling run (epis, ais) says of itself: samples drawn (fewer
     than asked when max_seconds ran out), distinct samples, the effective
     sample size, the relative error of the estimated P(evidence), every
-    posterior entry's standard error by node, and, with a target error,
-    whether it was met."""
+    posterior entry's standard error by node, with a target error whether
+    it was met, and the error bound: with 95% confidence every posterior
+    entry is within it of the truth, all at once."""
 
     samples_drawn: int
     # Samples drawn before the generator's stream could repeat.
@@ -29,6 +30,7 @@ class SamplingSummary:
     standard_errors: dict
     # With a target error: whether the run met it; None otherwise.
     target_met: bool | None = None
+    error_bound: float | None = None
 
 
 class Result(Mapping):
@@ -39,12 +41,13 @@ class Result(Mapping):
     probability_of_evidence (exact from exact inference, estimated by the
     samplers, None from lbp); sampling, a SamplingSummary for epis and ais
     (None otherwise); converged (lbp with a tolerance, else None); choice
-    (algorithm="auto": what ran and why, else None). A Result pickles, so it
+    (algorithm="auto": what ran and why, else None); joint (with
+    infer(joint=[...]): a JointPosterior, else None). A Result pickles, so it
     can come back from a process pool or dask.delayed; it carries its
     network along for picture()."""
 
     def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, sampling=None,
-                 converged=None, choice=None, queried=None):
+                 converged=None, choice=None, queried=None, joint=None):
         self._posteriors = posteriors
         self._picture = picture
         self._queried = queried
@@ -56,6 +59,8 @@ class Result(Mapping):
         self.converged = converged
         # algorithm="auto": what ran and why; None otherwise.
         self.choice = choice
+        # infer(joint=[...]): the joint posterior of those nodes.
+        self.joint = joint
 
     @property
     def probability_of_evidence(self):

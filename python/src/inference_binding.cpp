@@ -14,6 +14,7 @@
 #include "lib/inference/evidence_parser.h"
 #include "lib/inference/inference.h"
 #include "python/src/bindings.h"
+#include "python/src/gil_release.h"
 
 namespace nb = nanobind;
 
@@ -27,36 +28,13 @@ using samplenet::InferenceOptions;
 // algorithm yields or estimates it, the run's seconds, and for the samplers
 // a record of the sampling: samples drawn, distinct draws, effective sample
 // size, P(evidence)'s relative error, each entry's standard error, and
-// whether a target error was met; for lbp with a tolerance, whether it
+// whether a target error was met, and the distance within which every
+// posterior lies with 95% confidence; for lbp with a tolerance, whether it
 // converged; and with algorithm "auto", what ran and why.
 using SamplingRecord =
-    std::tuple<long, long, double, double, std::vector<std::vector<double>>, std::optional<bool>>;
+    std::tuple<long, long, double, double, std::vector<std::vector<double>>, std::optional<bool>, double>;
 using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double,
                              std::optional<SamplingRecord>, std::optional<bool>, std::string>;
-
-// Runs `work` with the GIL released, so that other Python threads (a Dask
-// worker's heartbeat, a notebook's event loop) go on meanwhile; the engine
-// lock, not the GIL, keeps engine runs apart. About every 50 ms the run
-// takes the GIL back for a moment to let Python handle its signals: Ctrl-C,
-// or an exception any signal handler raises, stops the run and is raised
-// here. `work` must not touch Python objects.
-template <typename Work>
-auto withoutGil(InferenceOptions& options, Work work) {
-    std::optional<nb::python_error> raised;
-    options.cancellation.check = [&raised] {
-        nb::gil_scoped_acquire gil;
-        if (PyErr_CheckSignals() == 0) return false;
-        raised.emplace();  // takes the pending exception
-        return true;
-    };
-    try {
-        nb::gil_scoped_release released;
-        return work();
-    } catch (const samplenet::RunCancelled&) {
-        if (raised) throw std::move(*raised);
-        throw;
-    }
-}
 
 RunResult inferOne(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
                    const std::map<std::string, std::vector<double>>& likelihood, InferenceOptions options) {
@@ -68,7 +46,8 @@ RunResult inferOne(const samplenet::Network& network, const std::map<std::string
         sampling = SamplingRecord{result.sampling->drawn, result.sampling->distinct,
                                   result.sampling->errors.effectiveSampleSize,
                                   result.probabilityOfEvidenceRelativeError.value_or(NAN),
-                                  std::move(result.standardErrors), result.sampling->targetMet};
+                                  std::move(result.standardErrors), result.sampling->targetMet,
+                                  result.sampling->errors.errorBound};
     std::optional<bool> converged;
     if (result.propagation && options.lbpTolerance) converged = result.propagation->converged;
     return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds, std::move(sampling),

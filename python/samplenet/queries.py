@@ -1,0 +1,58 @@
+"""Queries beyond single marginals: the most probable explanation of the
+evidence (Network.mpe) and the joint posterior of a few nodes
+(Network.infer(joint=...))."""
+
+from __future__ import annotations
+
+import math
+from dataclasses import dataclass
+
+import numpy as np
+import pandas as pd
+
+
+@dataclass(frozen=True)
+class Explanation:
+    """A state for every node that agrees with the evidence, and how probable
+    it is. With exact=False (found by epis or ais) it is the most probable
+    assignment the samplers and the local search found: its probability is a
+    lower bound on the most probable explanation's, and
+    log_posterior_probability uses the sampled estimate of P(evidence)."""
+
+    states: dict
+    # Natural logs of P(states, evidence) and P(states | evidence).
+    log_joint_probability: float
+    log_posterior_probability: float
+    exact: bool
+    # The algorithm that found it: "exact", "epis" or "ais".
+    algorithm: str
+    # algorithm="auto": what ran and why; None otherwise.
+    choice: str | None = None
+    # Nodes the local search changed from the best sample (0 when exact).
+    search_changes: int = 0
+
+    @property
+    def joint_probability(self) -> float:
+        """P(states, evidence); 0.0 when it underflows."""
+        return math.exp(self.log_joint_probability)
+
+    @property
+    def posterior_probability(self) -> float:
+        """P(states | evidence)."""
+        return math.exp(self.log_posterior_probability)
+
+
+@dataclass(frozen=True)
+class JointPosterior:
+    """P(nodes | evidence) for a few nodes at once: `table` has one axis per
+    node, in the order of `nodes`, over that node's `states`."""
+
+    nodes: list
+    states: dict
+    table: np.ndarray
+
+    def to_pandas(self) -> pd.Series:
+        """The table as a Series named "probability", indexed by every
+        combination of the nodes' states."""
+        index = pd.MultiIndex.from_product([self.states[node] for node in self.nodes], names=self.nodes)
+        return pd.Series(self.table.reshape(-1), index=index, name="probability")

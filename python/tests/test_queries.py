@@ -1,0 +1,65 @@
+import itertools
+import math
+import pickle
+
+import numpy as np
+import pytest
+
+import samplenet
+
+
+def joint_probability(net, states, evidence):
+    """P(states) from the tables, 0 where states disagree with the evidence."""
+    if any(states[node] != state for node, state in evidence.items()):
+        return 0.0
+    p = 1.0
+    for node in net.nodes:
+        index = tuple(net.states(parent).index(states[parent]) for parent in net.parents(node))
+        p *= net.table(node)[index + (net.states(node).index(states[node]),)]
+    return p
+
+
+def test_exact_explanation_is_the_best_of_every_assignment(asia):
+    evidence = {"dysp": "yes", "xray": "yes"}
+    assignments = [dict(zip(asia.nodes, combination))
+                   for combination in itertools.product(*(asia.states(node) for node in asia.nodes))]
+    weights = [joint_probability(asia, states, evidence) for states in assignments]
+    explanation = asia.mpe(evidence=evidence, algorithm="exact")
+    assert explanation.exact and explanation.algorithm == "exact"
+    assert explanation.joint_probability == pytest.approx(max(weights), rel=1e-12)
+    assert joint_probability(asia, explanation.states, evidence) == pytest.approx(max(weights), rel=1e-12)
+    assert explanation.posterior_probability == pytest.approx(max(weights) / sum(weights), rel=1e-12)
+
+    sampled = asia.mpe(evidence=evidence, algorithm="epis", samples=5000, seed=3)
+    assert not sampled.exact and sampled.states == explanation.states
+    chosen = asia.mpe(evidence=evidence)
+    assert chosen.exact and chosen.choice.startswith("exact")
+
+
+def test_joint_posterior_agrees_with_the_marginals_and_pickles(asia):
+    result = asia.infer(evidence={"dysp": "yes"}, algorithm="exact", joint=["lung", "bronc", "dysp"])
+    joint = result.joint
+    assert joint.table.shape == (2, 2, 2)
+    assert joint.table.sum() == pytest.approx(1.0, abs=1e-12)
+    np.testing.assert_allclose(joint.table.sum(axis=(1, 2)), result["lung"], atol=1e-12)
+    np.testing.assert_allclose(joint.table.sum(axis=(0, 2)), result["bronc"], atol=1e-12)
+    assert joint.table[:, :, 1].sum() == 0.0  # dysp is observed "yes"
+    series = joint.to_pandas()
+    assert series.loc[("yes", "no", "yes")] == joint.table[0, 1, 0]
+    assert pickle.loads(pickle.dumps(result)).joint.table.tolist() == joint.table.tolist()
+
+
+def test_sampling_results_carry_their_error_bound(alarm):
+    result = alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", samples=3000, seed=1)
+    largest = max(errors.max() for errors in result.standard_errors.values())
+    assert result.sampling.error_bound >= 1.96 * largest
+    assert math.isfinite(result.sampling.error_bound)
+
+
+def test_queries_refuse_what_they_cannot_answer(asia):
+    with pytest.raises(samplenet.OptionError, match="lbp gives no explanation"):
+        asia.mpe(algorithm="lbp")
+    with pytest.raises(samplenet.OptionError, match="joint"):
+        asia.infer(joint=["lung", "nowhere"])
+    with pytest.raises(samplenet.EvidenceError, match="impossible"):
+        asia.mpe(evidence={"either": "no", "lung": "yes"}, algorithm="exact")
