@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "engine/samplenet.h"
+#include "lib/exact/exact_query.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/exact/saturating_arithmetic.h"
 #include "lib/model/errors.h"
@@ -184,10 +185,9 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
 
 InferenceResult exactRun(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
     const auto start = std::chrono::steady_clock::now();
-    const JunctionTree tree(network, ExactOptions{options.memoryLimitBytes});
     ExactResult exact;
     try {
-        exact = tree.infer(evidence);
+        exact = inferExactly(network, evidence, options.queried, ExactOptions{options.memoryLimitBytes});
     } catch (const EvidenceError& error) {
         // The evidence's shape was checked before: what is left is evidence
         // of probability zero.
@@ -195,7 +195,7 @@ InferenceResult exactRun(const Network& network, const Evidence& evidence, const
     }
     InferenceResult result;
     result.posteriors = std::move(exact.posteriors);
-    result.valid.assign(network.size(), true);
+    for (const auto& posterior : result.posteriors) result.valid.push_back(!posterior.empty());
     result.logProbabilityOfEvidence = exact.logProbabilityOfEvidence;
     result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return result;

@@ -78,6 +78,10 @@ struct InferenceOptions {
     // entry is at most this, with at least 100 effective samples; `samples`
     // is then the most to draw. The result says whether the target was met.
     std::optional<double> targetError;
+    // Exact inference computes only these variables' posteriors (all when
+    // empty) and leaves the others empty and invalid; it then builds its
+    // junction tree over only what they need.
+    std::vector<int> queried;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };
