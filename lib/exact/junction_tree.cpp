@@ -47,7 +47,7 @@ Plan plan(const EliminationProblem& problem, std::size_t limitBytes) {
     Plan result;
     CliqueStatistics& stats = result.stats;
     stats = {static_cast<int>(triangulation.cliques.size()), 0, 0, 0, 0, limitBytes, false,
-             triangulation.variablesEliminated};
+             triangulation.variablesEliminated, triangulation.order};
     for (const auto& clique : triangulation.cliques) {
         const std::size_t entries = entriesOf(clique, stateCounts);
         stats.largestCliqueVariables = std::max(stats.largestCliqueVariables, static_cast<int>(clique.size()));

@@ -42,6 +42,7 @@ struct CliqueStatistics {
     // out above the limit by its separators.)
     bool exceedsLimit;
     int variablesEliminated;  // before the stop; all of them otherwise
+    std::string order;        // how the elimination order was chosen
 
     bool operator==(const CliqueStatistics&) const = default;
 };

@@ -198,6 +198,8 @@ Triangulation triangulate(const EliminationProblem& problem, EliminationCriterio
     const int n = static_cast<int>(problem.stateCounts.size());
     GreedyElimination elimination(problem, criterion, ranks);
     Triangulation result;
+    constexpr const char* names[] = {"min-fill", "min-weight", "weighted min-fill"};
+    result.order = std::string(names[static_cast<int>(criterion)]) + (ranks.empty() ? "" : ", shuffled ties");
     std::vector<std::vector<int>> cliquesContaining(n);
     while (result.variablesEliminated < n && result.tableEntries <= entryBudget) {
         const auto [chosen, tableEntries] = elimination.cheapest();

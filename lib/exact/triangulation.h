@@ -2,11 +2,19 @@
 
 #include <cstddef>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "lib/model/network.h"
 
 namespace samplenet {
+
+// What the greedy elimination minimises first; the other measure breaks ties.
+enum class EliminationCriterion {
+    MinFill,          // fill-in edges, then the table over the variable and its neighbours
+    MinWeight,        // that table, then fill-in edges
+    WeightedMinFill,  // fill-in edges weighted by the product of their ends' state counts, then the table
+};
 
 struct Triangulation {
     std::vector<std::vector<int>> cliques;  // maximal, each as ascending variable indices
@@ -14,13 +22,7 @@ struct Triangulation {
     // cliques are then those found up to that point.
     int variablesEliminated = 0;
     std::size_t tableEntries = 0;  // of the cliques found, saturating
-};
-
-// What the greedy elimination minimises first; the other measure breaks ties.
-enum class EliminationCriterion {
-    MinFill,          // fill-in edges, then the table over the variable and its neighbours
-    MinWeight,        // that table, then fill-in edges
-    WeightedMinFill,  // fill-in edges weighted by the product of their ends' state counts, then the table
+    std::string order;              // the criterion that found it, as `info` names it
 };
 
 // The graph to triangulate: variables 0..stateCounts.size()-1, joined
