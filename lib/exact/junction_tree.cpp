@@ -31,6 +31,11 @@ struct Plan {
 // variable.
 constexpr int kMaxOrderRestarts = 16;
 constexpr std::size_t kEntriesPerRestart = 2000;
+// The search costs three triangulations and more, each a tenth of a second
+// and more beyond this many variables (where most networks exceed the
+// memory limit whatever the order): larger ones are planned by min-fill
+// alone.
+constexpr std::size_t kMostVariablesSearched = 5000;
 
 // Triangulates until the clique tables certainly exceed the limit, and joins
 // the cliques into a tree only when all of them were found.
@@ -42,7 +47,10 @@ Plan plan(const EliminationProblem& problem, std::size_t limitBytes) {
     // Every clique table is held twice, as doubles: entries beyond this
     // exceed the limit whatever the separators add.
     const std::size_t entryBudget = limit / (2 * sizeof(double));
-    Triangulation triangulation = cheapestTriangulation(problem, kMaxOrderRestarts, kEntriesPerRestart, entryBudget);
+    Triangulation triangulation =
+        problem.stateCounts.size() > kMostVariablesSearched
+            ? triangulate(problem, EliminationCriterion::MinFill, {}, entryBudget)
+            : cheapestTriangulation(problem, kMaxOrderRestarts, kEntriesPerRestart, entryBudget);
 
     Plan result;
     CliqueStatistics& stats = result.stats;

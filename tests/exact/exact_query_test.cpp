@@ -118,10 +118,12 @@ TEST_P(BundledNetworkQuery, MatchesTheWholeJunctionTree) {
     }
 }
 
+// All but link, whose whole tree of 26.8 million entries takes half a minute
+// under the sanitizers; munin and barley stand for the large ones.
 INSTANTIATE_TEST_SUITE_P(Networks, BundledNetworkQuery,
                          testing::Values("asia", "cancer", "earthquake", "survey", "sachs", "child", "insurance",
                                          "alarm", "win95pts", "hailfinder", "hepar2", "andes", "pigs", "barley",
-                                         "munin", "link"));
+                                         "munin"));
 
 // A -> B -> C, A -> D: the chain's tables and evidence as the pruning sees them.
 Network forked() {
