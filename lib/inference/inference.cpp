@@ -137,7 +137,8 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
         const SamplingSettings settings{.jobs = options.jobs,
                                         .generator = options.generator,
                                         .targetError = options.targetError,
-                                        .keepGoing = [&clock](long drawn) { return clock.poll(drawn); }};
+                                        .keepGoing = [&clock](long drawn) { return clock.poll(drawn); },
+                                        .keepBestSample = options.keepBestSample};
         const ImportanceSampler sampler =
             options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
         driver = [&, settings, sampler](SampleNet& net) {
@@ -153,9 +154,12 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     if (sampling) {
         result.samplesDrawn = sampling->drawn;
         result.standardErrors.resize(network.size());
+        if (sampling->best) result.bestSample.resize(network.size());
         for (int node = 0; node < model->size(); ++node)
-            if (const int v = adapter.variableAt(node); v < network.size())
+            if (const int v = adapter.variableAt(node); v < network.size()) {
                 result.standardErrors[v] = sampling->errors.standardErrors[node];
+                if (sampling->best) result.bestSample[v] = sampling->best->states[node];
+            }
         if (sampling->errors.effectiveSampleSize > 0.0) {
             // Likelihood children scale each likelihood to a largest factor
             // of 1; the evidence's probability uses the factors as given.

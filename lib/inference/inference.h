@@ -74,14 +74,18 @@ struct InferenceOptions {
     // opt-in generator of period 2^64 for longer runs.
     Generator generator = Generator::Standard;
     // EPIS, AIS: draw in rounds (1,000 samples, then twice the samples drawn
-    // so far, and so on) until the largest standard error of any posterior
-    // entry is at most this, with at least 100 effective samples; `samples`
-    // is then the most to draw. The result says whether the target was met.
+    // so far, and so on) until every posterior entry is within this of the
+    // truth with 95% confidence, all at once, with at least 100 effective
+    // samples; `samples` is then the most to draw. The result says whether
+    // the target was met.
     std::optional<double> targetError;
     // Exact inference computes only these variables' posteriors (all when
     // empty) and leaves the others empty and invalid; it then builds its
     // junction tree over only what they need.
     std::vector<int> queried;
+    // EPIS, AIS: keep the most probable complete sample drawn
+    // (InferenceResult::bestSample), a candidate explanation of the evidence.
+    bool keepBestSample = false;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };
@@ -110,6 +114,9 @@ struct InferenceResult {
     // observed variables).
     std::optional<double> probabilityOfEvidenceRelativeError;
     std::vector<std::vector<double>> standardErrors;
+    // With keepBestSample: the most probable sample's state of every
+    // variable; empty when no sample had weight.
+    std::vector<int> bestSample;
 };
 
 // The network is too large for the chosen algorithm within the memory limit.
