@@ -17,7 +17,8 @@ namespace samplenet {
 //   constant, gathered in logScale);
 // - the rest is renumbered 0..n-1 in the network's order.
 // What the evidence separates from the queried variables falls into
-// components of its own, which need no distribution of messages.
+// components of its own: the junction tree only collects from them, for the
+// probability of the evidence, and distributes nothing into them.
 class RelevantFactors {
 public:
     // `queried` marks network variables (all of them when it is empty). Throws
