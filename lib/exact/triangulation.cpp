@@ -239,12 +239,14 @@ Triangulation cheapestTriangulation(const EliminationProblem& problem, int maxRe
             best = std::move(candidate);
         }
     };
-    for (auto criterion :
-         {EliminationCriterion::MinFill, EliminationCriterion::MinWeight, EliminationCriterion::WeightedMinFill})
-        attempt(criterion, {});
+    const auto perVariable = [&] { return best.tableEntries / std::max<std::size_t>(1, problem.stateCounts.size()); };
+    attempt(EliminationCriterion::MinFill, {});
+    // A small tree propagates in less time than another triangulation takes.
+    if (found && perVariable() < entriesPerRestart) return best;
+    attempt(EliminationCriterion::MinWeight, {});
+    attempt(EliminationCriterion::WeightedMinFill, {});
     if (!found) return best;
-    const std::size_t perVariable = best.tableEntries / std::max<std::size_t>(1, problem.stateCounts.size());
-    const int restarts = static_cast<int>(std::min<std::size_t>(maxRestarts, perVariable / entriesPerRestart));
+    const int restarts = static_cast<int>(std::min<std::size_t>(maxRestarts, perVariable() / entriesPerRestart));
     std::mt19937 generator(20241);
     std::vector<int> ranks(problem.stateCounts.size());
     for (int r = 0; r < restarts; ++r) {

@@ -45,13 +45,14 @@ Triangulation triangulate(const EliminationProblem& problem, EliminationCriterio
 Triangulation triangulate(const Network& network,
                           std::size_t entryBudget = std::numeric_limits<std::size_t>::max());
 
-// The triangulation with the fewest table entries among min-fill, min-weight
-// and weighted min-fill, then among runs of min-fill and weighted min-fill
-// with shuffled tie-breaking (from fixed seeds, so the choice is
+// The triangulation with the fewest table entries among min-fill, then,
+// unless min-fill's tree is below `entriesPerRestart` entries per variable,
+// min-weight and weighted min-fill, then runs of min-fill and weighted
+// min-fill with shuffled tie-breaking (from fixed seeds, so the choice is
 // repeatable): one run per `entriesPerRestart` entries per variable of the
-// best so far, up to `maxRestarts`, so that only trees whose propagation
-// dwarfs a triangulation pay for the search. Runs stop once they are worse
-// than the best so far or above the budget.
+// best so far, up to `maxRestarts`. Only trees whose propagation dwarfs a
+// triangulation pay for the search. Runs stop once they are worse than the
+// best so far or above the budget.
 Triangulation cheapestTriangulation(const EliminationProblem& problem, int maxRestarts,
                                     std::size_t entriesPerRestart,
                                     std::size_t entryBudget = std::numeric_limits<std::size_t>::max());
