@@ -138,7 +138,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
                                         .generator = options.generator,
                                         .targetError = options.targetError,
                                         .keepGoing = [&clock](long drawn) { return clock.poll(drawn); },
-                                        .keepBestSample = options.keepBestSample};
+                                        .keepBestSamples = options.keepBestSamples};
         const ImportanceSampler sampler =
             options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
         driver = [&, settings, sampler](SampleNet& net) {
@@ -154,11 +154,12 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     if (sampling) {
         result.samplesDrawn = sampling->drawn;
         result.standardErrors.resize(network.size());
-        if (sampling->best) result.bestSample.resize(network.size());
+        result.bestSamples.assign(sampling->best.size(), std::vector<int>(network.size()));
         for (int node = 0; node < model->size(); ++node)
             if (const int v = adapter.variableAt(node); v < network.size()) {
                 result.standardErrors[v] = sampling->errors.standardErrors[node];
-                if (sampling->best) result.bestSample[v] = sampling->best->states[node];
+                for (std::size_t k = 0; k < sampling->best.size(); ++k)
+                    result.bestSamples[k][v] = sampling->best[k].states[node];
             }
         if (sampling->errors.effectiveSampleSize > 0.0) {
             // Likelihood children scale each likelihood to a largest factor

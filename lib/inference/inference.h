@@ -83,9 +83,10 @@ struct InferenceOptions {
     // empty) and leaves the others empty and invalid; it then builds its
     // junction tree over only what they need.
     std::vector<int> queried;
-    // EPIS, AIS: keep the most probable complete sample drawn
-    // (InferenceResult::bestSample), a candidate explanation of the evidence.
-    bool keepBestSample = false;
+    // EPIS, AIS: keep this many of the most probable complete samples drawn,
+    // all different (InferenceResult::bestSamples): candidate explanations
+    // of the evidence.
+    int keepBestSamples = 0;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };
@@ -114,9 +115,9 @@ struct InferenceResult {
     // observed variables).
     std::optional<double> probabilityOfEvidenceRelativeError;
     std::vector<std::vector<double>> standardErrors;
-    // With keepBestSample: the most probable sample's state of every
-    // variable; empty when no sample had weight.
-    std::vector<int> bestSample;
+    // With keepBestSamples: the most probable samples, best first, each a
+    // state per variable; empty when no sample had weight.
+    std::vector<std::vector<int>> bestSamples;
 };
 
 // The network is too large for the chosen algorithm within the memory limit.

@@ -6,7 +6,7 @@
 
 namespace samplenet {
 
-BestSample::BestSample(const SampleNet& net, const SamplingPlan& plan) : plan(plan) {
+BestSamples::BestSamples(const SampleNet& net, const SamplingPlan& plan, std::size_t kept) : plan(plan), kept(kept) {
     for (std::size_t i = 0; i < plan.nodes.size(); ++i) {
         const SamplingPlan::Node& node = plan.nodes[i];
         tableOffsets.push_back(logTables.size());
@@ -22,7 +22,7 @@ BestSample::BestSample(const SampleNet& net, const SamplingPlan& plan) : plan(pl
     }
 }
 
-void BestSample::observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights) {
+void BestSamples::observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights) {
     scores.assign(standing, 0.0);
     column.resize(rowLength);
     for (std::size_t i = 0; i < plan.nodes.size(); ++i) {
@@ -36,19 +36,26 @@ void BestSample::observe(const std::uint16_t* states, std::size_t rowLength, int
             for (int j = 0; j < standing; ++j) scores[j] += table[std::size_t{column[j]} * node.stateCount + row[j]];
         }
     }
-    int best = -1;
-    for (int j = 0; j < standing; ++j)
-        if (weights[j] > 0.0 && scores[j] > (best < 0 ? score_ : scores[best])) best = j;
-    if (best < 0) return;
-    score_ = scores[best];
-    states_.resize(plan.nodes.size());
-    for (std::size_t i = 0; i < plan.nodes.size(); ++i) states_[i] = states[i * rowLength + best];
+    for (int j = 0; j < standing; ++j) {
+        if (!(weights[j] > 0.0) || !(scores[j] > threshold())) continue;
+        ScoredSample candidate{std::vector<int>(plan.nodes.size()), scores[j]};
+        for (std::size_t i = 0; i < plan.nodes.size(); ++i) candidate.states[i] = states[i * rowLength + j];
+        offer(std::move(candidate));
+    }
 }
 
-void BestSample::merge(const BestSample& other) {
-    if (!other.found() || (found() && other.score_ <= score_)) return;
-    score_ = other.score_;
-    states_ = other.states_;
+void BestSamples::offer(ScoredSample candidate) {
+    // After the samples that score at least as high, unless it is one of them.
+    auto at = best.begin();
+    for (; at != best.end() && at->logScore >= candidate.logScore; ++at)
+        if (at->logScore == candidate.logScore && at->states == candidate.states) return;
+    best.insert(at, std::move(candidate));
+    if (best.size() > kept) best.pop_back();
+}
+
+void BestSamples::merge(const BestSamples& other) {
+    for (const ScoredSample& sample : other.best)
+        if (sample.logScore > threshold()) offer(sample);
 }
 
 }  // namespace samplenet

@@ -11,22 +11,27 @@ class SampleNet;
 
 namespace samplenet {
 
-// The most probable of the samples drawn: every sample of positive weight is
-// a complete assignment that agrees with the evidence, and the best of them
-// is a candidate for the most probable explanation. Scores are natural logs
-// of the network's joint probability of the assignment and the evidence.
-class BestSample : public BlockObserver {
+// A complete assignment and the natural log of the network's joint
+// probability of it and the evidence.
+struct ScoredSample {
+    std::vector<int> states;  // per node in the plan's (the engine's) order
+    double logScore;
+};
+
+// The most probable of the samples drawn, a few of them, all different:
+// every sample of positive weight is a complete assignment that agrees with
+// the evidence, and the best of them are candidates for the most probable
+// explanation.
+class BestSamples : public BlockObserver {
 public:
-    BestSample(const SampleNet& net, const SamplingPlan& plan);
+    BestSamples(const SampleNet& net, const SamplingPlan& plan, std::size_t kept);
 
     void observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights) override;
-    // Keeps the other's sample where it scores higher (the earlier on ties).
-    void merge(const BestSample& other);
+    // Adds the other's samples; among equal scores the earlier stays first.
+    void merge(const BestSamples& other);
 
-    bool found() const { return !states_.empty(); }
-    double logScore() const { return score_; }
-    // Per node in the plan's order; empty when no sample had weight.
-    const std::vector<int>& states() const { return states_; }
+    // Best first.
+    const std::vector<ScoredSample>& samples() const { return best; }
 
 private:
     const SamplingPlan& plan;
@@ -34,10 +39,14 @@ private:
     // drawn node's table, or of the observed state's entry per column.
     std::vector<double> logTables;
     std::vector<std::size_t> tableOffsets;
+    std::size_t kept;
     std::vector<double> scores;  // of the block's samples
     std::vector<std::uint32_t> column;
-    double score_ = -std::numeric_limits<double>::infinity();
-    std::vector<int> states_;
+    std::vector<ScoredSample> best;
+    void offer(ScoredSample candidate);
+    double threshold() const {
+        return best.size() < kept ? -std::numeric_limits<double>::infinity() : best.back().logScore;
+    }
 };
 
 }  // namespace samplenet

@@ -68,9 +68,9 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     report = SamplingReport{};
     WeightSums sums(plan.sumCount);
     // One per job; job 0's where there is one job.
-    std::vector<BestSample> best;
-    if (settings.keepBestSample)
-        for (int k = 0; k < settings.jobs; ++k) best.emplace_back(net, plan);
+    std::vector<BestSamples> best;
+    if (settings.keepBestSamples > 0)
+        for (int k = 0; k < settings.jobs; ++k) best.emplace_back(net, plan, settings.keepBestSamples);
     if (settings.jobs == 1 && !settings.targetError) {
         AdapterQuota quota(*net.adapter);
         BlockSampler blocks(plan, settings.generator);
@@ -84,7 +84,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
         ParallelDraws draws(plan, start, settings.generator, settings.jobs);
         if (!best.empty()) {
             std::vector<BlockObserver*> observers;
-            for (BestSample& job : best) observers.push_back(&job);
+            for (BestSamples& job : best) observers.push_back(&job);
             draws.watch(observers);
         }
         if (settings.targetError) {
@@ -102,7 +102,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     report.outsideDouble = sums.outsideDouble;
     report.errors = estimateErrors(plan, sums);
     for (std::size_t k = 1; k < best.size(); ++k) best.front().merge(best[k]);
-    if (!best.empty() && best.front().found()) report.best = ScoredSample{best.front().states(), best.front().logScore()};
+    if (!best.empty()) report.best = best.front().samples();
 
     for (int i = 0; i < net.nodeCount; ++i) {
         SampleNode& node = *net.nodes[i];

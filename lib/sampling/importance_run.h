@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "lib/sampling/best_sample.h"
 #include "lib/sampling/error_estimates.h"
 #include "lib/sampling/generator_stream.h"
 
@@ -27,15 +28,9 @@ struct SamplingSettings {
     // With more than one job or a target error: called every few milliseconds with the samples
     // drawn so far; false ends the run (the time budget).
     std::function<bool(long)> keepGoing;
-    // Keep the most probable sample drawn (SamplingReport::best).
-    bool keepBestSample = false;
-};
-
-// A complete assignment and the natural log of the network's joint
-// probability of it and the evidence.
-struct ScoredSample {
-    std::vector<int> states;  // per node in the engine's order
-    double logScore;
+    // Keep this many of the most probable samples drawn, all different
+    // (SamplingReport::best).
+    int keepBestSamples = 0;
 };
 
 // What the final sampling stage did, for the user to judge its answer.
@@ -53,8 +48,8 @@ struct SamplingReport {
     ErrorEstimates errors;
     // With a target error: whether the run met it.
     std::optional<bool> targetMet;
-    // With keepBestSample, once a sample had weight.
-    std::optional<ScoredSample> best;
+    // With keepBestSamples: the best first; empty when no sample had weight.
+    std::vector<ScoredSample> best;
 };
 
 // One EPIS-BN or AIS-BN run on a network prepared with

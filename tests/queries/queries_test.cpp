@@ -135,12 +135,20 @@ TEST(ApproximateExplanation, FindsTheExactOneOnSmallNetworksAndLeavesThePosterio
         EXPECT_GE(samplenet::logJointProbability(network, evidence, start), before);
         EXPECT_LE(samplenet::logJointProbability(network, evidence, start), exact.logJoint + 1e-9);
 
-        options.keepBestSample = true;
+        options.keepBestSamples = 4;
         const auto keeping = samplenet::infer(network, evidence, options);
-        options.keepBestSample = false;
+        options.keepBestSamples = 0;
         const auto plain = samplenet::infer(network, evidence, options);
         EXPECT_EQ(keeping.posteriors, plain.posteriors);
-        EXPECT_TRUE(plain.bestSample.empty());
+        EXPECT_TRUE(plain.bestSamples.empty());
+        // Different samples, best first, the first the exact explanation.
+        ASSERT_FALSE(keeping.bestSamples.empty());
+        EXPECT_NEAR(samplenet::logJointProbability(network, evidence, keeping.bestSamples.front()), exact.logJoint, 1e-9);
+        for (std::size_t k = 1; k < keeping.bestSamples.size(); ++k) {
+            EXPECT_NE(keeping.bestSamples[k], keeping.bestSamples[k - 1]);
+            EXPECT_LE(samplenet::logJointProbability(network, evidence, keeping.bestSamples[k]),
+                      samplenet::logJointProbability(network, evidence, keeping.bestSamples[k - 1]) + 1e-12);
+        }
     }
     EXPECT_GT(searched, 5) << "the local search was hardly tried";
 }
