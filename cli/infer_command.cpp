@@ -35,9 +35,13 @@ void runInfer(InferArguments arguments, const CLI::App& command) {
         return;
     }
     const std::vector<int> shown = queriedVariables(run.network, arguments.inference.queries);
+    const OutputFormat format = *outputFormatNamed(arguments.format);
+    // Exact inference computes only what is shown; a page's picture also
+    // shows the neighbours.
+    if (!arguments.inference.queries.empty() && format != OutputFormat::Html) run.options.queried = shown;
     runInference(run);
     const PosteriorReport report{run.source, run.network, run.evidence, run.options, run.result, shown};
-    std::cout << formatReport(report, *outputFormatNamed(arguments.format));
+    std::cout << formatReport(report, format);
 }
 
 }  // namespace samplenet_cli

@@ -40,10 +40,11 @@ void runInfo(const InfoArguments& arguments) {
                             samplenet::describeBytes(cliques.limitBytes), cliques.variablesEliminated, network.size());
     else
         text += fmt::format(
-            "junction tree: {} cliques, largest {} nodes ({} entries), {} entries in all ({:.1f} MiB){}\n",
+            "junction tree: {} cliques, largest {} nodes ({} entries), {} entries in all ({:.1f} MiB){}\n"
+            "elimination order: {}, the cheapest in table entries of those tried\n",
             cliques.cliqueCount, cliques.largestCliqueVariables, cliques.largestCliqueEntries, cliques.totalEntries,
             static_cast<double>(cliques.estimatedBytes) / (1 << 20),
-            cliques.estimatedBytes > cliques.limitBytes ? ", above the memory limit" : "");
+            cliques.estimatedBytes > cliques.limitBytes ? ", above the memory limit" : "", cliques.order);
     std::cout << text;
 }
 

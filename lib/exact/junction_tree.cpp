@@ -15,33 +15,6 @@
 namespace samplenet {
 namespace {
 
-constexpr const char* impossibleEvidence = "the evidence is impossible under the model (probability 0)";
-
-// Guards the table indexing against a network that was never validated.
-void checkIndexable(const Network& network) {
-    for (int v = 0; v < network.size(); ++v) {
-        const Variable& variable = network.variables[v];
-        if (variable.states.empty()) throw ModelError(fmt::format("variable '{}' has no states", variable.name));
-        for (int p : variable.parents)
-            if (p < 0 || p >= network.size() || p == v)
-                throw ModelError(fmt::format("variable '{}' has an invalid parent index {}", variable.name, p));
-        std::vector<int> parents = variable.parents;
-        std::sort(parents.begin(), parents.end());
-        if (std::adjacent_find(parents.begin(), parents.end()) != parents.end())
-            throw ModelError(fmt::format("variable '{}' lists a parent twice", variable.name));
-        const std::size_t expected = network.configurationCount(v) * variable.states.size();
-        if (variable.table.size() != expected)
-            throw ModelError(fmt::format("variable '{}' has {} table entries, expected {}", variable.name,
-                                         variable.table.size(), expected));
-    }
-}
-
-std::vector<int> stateCountsOf(const Network& network) {
-    std::vector<int> counts;
-    for (const auto& variable : network.variables) counts.push_back(variable.stateCount());
-    return counts;
-}
-
 std::size_t entriesOf(const std::vector<int>& variables, const std::vector<int>& stateCounts) {
     std::size_t entries = 1;
     for (int v : variables) entries = saturatingMultiply(entries, static_cast<std::size_t>(stateCounts[v]));
@@ -53,23 +26,36 @@ struct Plan {
     CliqueTree tree;  // empty when the limit stopped the triangulation
 };
 
+// Shuffled restarts of the elimination order, on top of the three criteria:
+// a run costs about as much as propagating a few thousand entries per
+// variable.
+constexpr int kMaxOrderRestarts = 16;
+constexpr std::size_t kEntriesPerRestart = 2000;
+// The search costs three triangulations and more, each a tenth of a second
+// and more beyond this many variables (where most networks exceed the
+// memory limit whatever the order): larger ones are planned by min-fill
+// alone.
+constexpr std::size_t kMostVariablesSearched = 5000;
+
 // Triangulates until the clique tables certainly exceed the limit, and joins
 // the cliques into a tree only when all of them were found.
-Plan plan(const Network& network, const std::vector<int>& stateCounts, std::size_t limitBytes,
-          const std::function<void()>& checkpoint) {
-    checkIndexable(network);
+Plan plan(const EliminationProblem& problem, std::size_t limitBytes, const std::function<void()>& checkpoint) {
+    const std::vector<int>& stateCounts = problem.stateCounts;
     // Past half of what a size counts the estimate itself could saturate;
     // no memory comes near that.
     const std::size_t limit = std::min(limitBytes, std::numeric_limits<std::size_t>::max() / 2);
     // Every clique table is held twice, as doubles: entries beyond this
     // exceed the limit whatever the separators add.
     const std::size_t entryBudget = limit / (2 * sizeof(double));
-    Triangulation triangulation = triangulate(network, entryBudget, checkpoint);
+    Triangulation triangulation =
+        problem.stateCounts.size() > kMostVariablesSearched
+            ? triangulate(problem, EliminationCriterion::MinFill, {}, entryBudget, checkpoint)
+            : cheapestTriangulation(problem, kMaxOrderRestarts, kEntriesPerRestart, entryBudget, checkpoint);
 
     Plan result;
     CliqueStatistics& stats = result.stats;
     stats = {static_cast<int>(triangulation.cliques.size()), 0, 0, 0, 0, limitBytes, false,
-             triangulation.variablesEliminated};
+             triangulation.variablesEliminated, triangulation.order};
     for (const auto& clique : triangulation.cliques) {
         const std::size_t entries = entriesOf(clique, stateCounts);
         stats.largestCliqueVariables = std::max(stats.largestCliqueVariables, static_cast<int>(clique.size()));
@@ -82,7 +68,7 @@ Plan plan(const Network& network, const std::vector<int>& stateCounts, std::size
         return result;
     }
 
-    result.tree = joinCliques(std::move(triangulation.cliques), network.size());
+    result.tree = joinCliques(std::move(triangulation.cliques), static_cast<int>(stateCounts.size()));
     std::size_t separatorTotal = 0;
     std::size_t largestSeparator = 0;
     for (std::size_t c = 0; c < result.tree.cliques.size(); ++c) {
@@ -101,12 +87,30 @@ Plan plan(const Network& network, const std::vector<int>& stateCounts, std::size
 // zero sum means the evidence cannot happen.
 double normalise(double* values, std::size_t count) {
     const double sum = std::accumulate(values, values + count, 0.0);
-    if (!(sum > 0.0)) throw EvidenceError(impossibleEvidence);
+    if (!(sum > 0.0)) throw EvidenceError(kImpossibleEvidence);
     for (std::size_t i = 0; i < count; ++i) values[i] /= sum;
     return std::log(sum);
 }
 
 }  // namespace
+
+void checkIndexable(const Network& network) {
+    for (int v = 0; v < network.size(); ++v) {
+        const Variable& variable = network.variables[v];
+        if (variable.states.empty()) throw ModelError(fmt::format("variable '{}' has no states", variable.name));
+        for (int p : variable.parents)
+            if (p < 0 || p >= network.size() || p == v)
+                throw ModelError(fmt::format("variable '{}' has an invalid parent index {}", variable.name, p));
+        std::vector<int> parents = variable.parents;
+        std::sort(parents.begin(), parents.end());
+        if (std::adjacent_find(parents.begin(), parents.end()) != parents.end())
+            throw ModelError(fmt::format("variable '{}' lists a parent twice", variable.name));
+        const std::size_t expected = network.configurationCount(v) * variable.states.size();
+        if (variable.table.size() != expected)
+            throw ModelError(fmt::format("variable '{}' has {} table entries, expected {}", variable.name,
+                                         variable.table.size(), expected));
+    }
+}
 
 std::string describeBytes(std::size_t bytes) {
     static const char* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
@@ -122,19 +126,29 @@ std::string describeBytes(std::size_t bytes) {
 }
 
 CliqueStatistics estimateCliques(const Network& network, const ExactOptions& options) {
-    return plan(network, stateCountsOf(network), options.memoryLimitBytes, options.checkpoint).stats;
+    checkIndexable(network);
+    return plan(FactorModel::of(network).eliminationProblem(), options.memoryLimitBytes, options.checkpoint).stats;
 }
 
-JunctionTree::JunctionTree(const Network& network, const ExactOptions& options)
-    : stateCounts(stateCountsOf(network)) {
-    Plan planned = plan(network, stateCounts, options.memoryLimitBytes, options.checkpoint);
+JunctionTree::JunctionTree(const Network& network, const ExactOptions& options) {
+    checkIndexable(network);
+    for (const auto& variable : network.variables) names.push_back(variable.name);
+    build(FactorModel::of(network), options);
+}
+
+JunctionTree::JunctionTree(const FactorModel& model, const ExactOptions& options) { build(model, options); }
+
+void JunctionTree::build(const FactorModel& model, const ExactOptions& options) {
+    stateCounts = model.stateCounts;
+    checkpoint = options.checkpoint;
+    Plan planned = plan(model.eliminationProblem(), options.memoryLimitBytes, checkpoint);
     stats = planned.stats;
     const std::string advice = "use an approximate algorithm such as -a epis";
     if (stats.exceedsLimit)
         throw ExactMemoryError(fmt::format(
             "exact inference needs more than the limit of {} for its clique tables (measuring stopped after {} of {} "
             "variables, largest clique so far: {} variables); {}",
-            describeBytes(options.memoryLimitBytes), stats.variablesEliminated, network.size(),
+            describeBytes(options.memoryLimitBytes), stats.variablesEliminated, stateCounts.size(),
             stats.largestCliqueVariables, advice));
     if (stats.estimatedBytes > options.memoryLimitBytes)
         throw ExactMemoryError(fmt::format(
@@ -143,26 +157,20 @@ JunctionTree::JunctionTree(const Network& network, const ExactOptions& options)
             advice));
     const CliqueTree& tree = planned.tree;
 
-    for (const auto& variable : network.variables) names.push_back(variable.name);
     std::size_t offset = 0;
     for (const auto& clique : tree.cliques) {
         cliques.emplace_back(clique, stateCounts);
         cliqueOffsets.push_back(offset);
         offset += cliques.back().size;
     }
-    // Filled clique by clique, so that a stop need not wait for all of it.
-    initialPotentials.reserve(offset);
-    for (const TableShape& clique : cliques) {
-        if (options.checkpoint) options.checkpoint();
-        initialPotentials.insert(initialPotentials.end(), clique.size, 1.0);
-    }
-    placeTables(network, tree, options.checkpoint);
+    initialPotentials.assign(offset, 1.0);
+    placeTables(model, tree);
     linkSeparators(tree);
 }
 
-void JunctionTree::placeTables(const Network& network, const CliqueTree& tree,
-                               const std::function<void()>& checkpoint) {
-    std::vector<std::vector<int>> cliquesContaining(network.size());
+void JunctionTree::placeTables(const FactorModel& model, const CliqueTree& tree) {
+    const int n = static_cast<int>(stateCounts.size());
+    std::vector<std::vector<int>> cliquesContaining(n);
     for (int c = 0; c < static_cast<int>(tree.cliques.size()); ++c)
         for (int v : tree.cliques[c]) cliquesContaining[v].push_back(c);
     const auto smallestCliqueHolding = [&](int v, const std::vector<int>& sortedVariables) {
@@ -174,16 +182,16 @@ void JunctionTree::placeTables(const Network& network, const CliqueTree& tree,
                 best = c;
         return best;
     };
-    for (int v = 0; v < network.size(); ++v) {
-        if (checkpoint) checkpoint();
-        const Variable& variable = network.variables[v];
-        std::vector<int> family = variable.parents;
-        family.push_back(v);
-        const TableShape familyShape(family, stateCounts);
-        std::sort(family.begin(), family.end());
-        const int c = smallestCliqueHolding(v, family);
-        Projection(cliques[c], familyShape).multiply(initialPotentials.data() + cliqueOffsets[c], variable.table.data());
-
+    for (const Factor& factor : model.factors) {
+        step();
+        const TableShape factorShape(factor.variables, stateCounts);
+        std::vector<int> sorted = factor.variables;
+        std::sort(sorted.begin(), sorted.end());
+        // Its last variable is its child's in a network's own table.
+        const int c = smallestCliqueHolding(factor.variables.back(), sorted);
+        Projection(cliques[c], factorShape).multiply(initialPotentials.data() + cliqueOffsets[c], factor.values);
+    }
+    for (int v = 0; v < n; ++v) {
         const int home = smallestCliqueHolding(v, {v});
         homes.push_back({home, cliques[home].position(v)});
     }
@@ -200,59 +208,32 @@ void JunctionTree::linkSeparators(const CliqueTree& tree) {
     }
 }
 
-std::vector<std::vector<double>> JunctionTree::evidenceWeights(const Evidence& evidence) const {
-    const int n = static_cast<int>(names.size());
-    std::vector<std::vector<double>> weights(n);
-    const auto checkVariable = [&](int v) {
-        if (v < 0 || v >= n)
-            throw EvidenceError(fmt::format("evidence on variable index {}, but the network has {} variables", v, n));
-    };
-    for (const auto& [v, state] : evidence.hard) {
-        checkVariable(v);
-        if (state < 0 || state >= stateCounts[v])
-            throw EvidenceError(fmt::format("evidence on '{}' names state index {}, but it has {} states", names[v],
-                                            state, stateCounts[v]));
-        weights[v].assign(stateCounts[v], 0.0);
-        weights[v][state] = 1.0;
-    }
-    for (const auto& [v, factors] : evidence.likelihood) {
-        checkVariable(v);
-        if (factors.size() != static_cast<std::size_t>(stateCounts[v]))
-            throw EvidenceError(fmt::format("likelihood evidence on '{}' has {} weights, but it has {} states",
-                                            names[v], factors.size(), stateCounts[v]));
-        if (std::any_of(factors.begin(), factors.end(), [](double f) { return !(f >= 0.0) || !std::isfinite(f); }))
-            throw EvidenceError(fmt::format("likelihood evidence on '{}' has a negative or non-finite weight", names[v]));
-        if (std::all_of(factors.begin(), factors.end(), [](double f) { return f == 0.0; }))
-            throw EvidenceError(fmt::format("likelihood evidence on '{}' gives every state weight 0", names[v]));
-        if (weights[v].empty()) weights[v].assign(stateCounts[v], 1.0);
-        for (std::size_t s = 0; s < factors.size(); ++s) weights[v][s] *= factors[s];
-    }
-    return weights;
+ExactResult JunctionTree::infer(const Evidence& evidence) const {
+    const auto nameOf = [&](int v) { return names.empty() ? std::to_string(v) : names[v]; };
+    return infer(evidenceWeights(evidence, stateCounts, nameOf), {});
 }
 
-ExactResult JunctionTree::infer(const Evidence& evidence, const std::function<void()>& checkpoint) const {
-    const auto step = [&checkpoint] {
-        if (checkpoint) checkpoint();
-    };
-    auto weights = evidenceWeights(evidence);
-    ExactResult result{std::vector<std::vector<double>>(names.size()), 1.0, 0.0};
+ExactResult JunctionTree::infer(EvidenceWeights weights, const std::vector<char>& wanted) const {
+    std::vector<double> potentials = initialPotentials;
+    return propagate(potentials, std::move(weights), wanted);
+}
+
+ExactResult JunctionTree::inferOnce(EvidenceWeights weights, const std::vector<char>& wanted) && {
+    return propagate(initialPotentials, std::move(weights), wanted);
+}
+
+ExactResult JunctionTree::propagate(std::vector<double>& potentials, EvidenceWeights weights,
+                                    const std::vector<char>& wanted) const {
+    ExactResult result{std::vector<std::vector<double>>(stateCounts.size()), 1.0, 0.0};
     if (cliques.empty()) return result;
 
-    // Copied clique by clique, so that a stop need not wait for all of it.
-    std::vector<double> potentials;
-    potentials.reserve(initialPotentials.size());
-    for (std::size_t c = 0; c < cliques.size(); ++c) {
-        step();
-        const auto first = initialPotentials.begin() + static_cast<std::ptrdiff_t>(cliqueOffsets[c]);
-        potentials.insert(potentials.end(), first, first + static_cast<std::ptrdiff_t>(cliques[c].size));
-    }
     const auto table = [&](int c) { return potentials.data() + cliqueOffsets[c]; };
     // Every rescaling is undone in log space, so P(e) survives underflow.
     double logScale = 0.0;
     for (std::size_t v = 0; v < weights.size(); ++v) {
         if (weights[v].empty()) continue;
         const double peak = *std::max_element(weights[v].begin(), weights[v].end());
-        if (peak == 0.0) throw EvidenceError(impossibleEvidence);
+        if (peak == 0.0) throw EvidenceError(kImpossibleEvidence);
         for (double& w : weights[v]) w /= peak;
         logScale += std::log(peak);
         weighAlong(table(homes[v].clique), cliques[homes[v].clique], homes[v].position, weights[v].data());
@@ -269,10 +250,18 @@ ExactResult JunctionTree::infer(const Evidence& evidence, const std::function<vo
     }
     logScale += normalise(table(0), cliques[0].size);
 
-    // Distribute: each clique takes its parent's separator marginal divided by
-    // the message it sent up.
+    // Distribute, only into subtrees that hold a wanted variable's home:
+    // each clique takes its parent's separator marginal divided by the
+    // message it sent up.
+    const auto isWanted = [&](std::size_t v) { return wanted.empty() || wanted[v]; };
+    std::vector<char> reached(cliques.size(), 0);
+    for (std::size_t v = 0; v < stateCounts.size(); ++v)
+        if (isWanted(v)) reached[homes[v].clique] = 1;
+    for (auto link = links.rbegin(); link != links.rend(); ++link)
+        if (reached[link->clique]) reached[link->parent] = 1;
     std::vector<double> update(largestSeparator);
     for (const auto& link : links) {
+        if (!reached[link.clique]) continue;
         step();
         const double* sent = messages.data() + link.separatorOffset;
         link.fromParent.marginalise(table(link.parent), update.data());
@@ -281,7 +270,8 @@ ExactResult JunctionTree::infer(const Evidence& evidence, const std::function<vo
         link.fromClique.multiply(table(link.clique), update.data());
     }
 
-    for (std::size_t v = 0; v < names.size(); ++v) {
+    for (std::size_t v = 0; v < stateCounts.size(); ++v) {
+        if (!isWanted(v)) continue;
         step();
         auto& posterior = result.posteriors[v];
         posterior.resize(stateCounts[v]);

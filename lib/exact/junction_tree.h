@@ -8,6 +8,8 @@
 
 #include "lib/exact/clique_potentials.h"
 #include "lib/exact/clique_tree.h"
+#include "lib/exact/evidence_weights.h"
+#include "lib/exact/factor_model.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
 
@@ -44,6 +46,7 @@ struct CliqueStatistics {
     // out above the limit by its separators.)
     bool exceedsLimit;
     int variablesEliminated;  // before the stop; all of them otherwise
+    std::string order;        // how the elimination order was chosen
 
     bool operator==(const CliqueStatistics&) const = default;
 };
@@ -53,6 +56,10 @@ class ExactMemoryError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// Guards the table indexing against a network that was never validated:
+// throws ModelError for parents or tables that do not fit.
+void checkIndexable(const Network& network);
 
 // "1.5 GiB": a size as memory messages show it.
 std::string describeBytes(std::size_t bytes);
@@ -66,12 +73,20 @@ CliqueStatistics estimateCliques(const Network& network, const ExactOptions& opt
 class JunctionTree {
 public:
     explicit JunctionTree(const Network& network, const ExactOptions& options = {});
+    // Over a product of tables; their values are copied in.
+    JunctionTree(const FactorModel& model, const ExactOptions& options);
 
     const CliqueStatistics& statistics() const { return stats; }
     // Posteriors of every variable and the probability of the evidence, with
     // hard and likelihood evidence. Throws EvidenceError for malformed or
-    // impossible evidence. `checkpoint` as in ExactOptions.
-    ExactResult infer(const Evidence& evidence, const std::function<void()>& checkpoint = {}) const;
+    // impossible evidence.
+    ExactResult infer(const Evidence& evidence) const;
+    // Posteriors of the variables `wanted` marks (of all when it is empty;
+    // the others are left empty) given evidence weights, which must fit the
+    // variables. Messages go out from the root only towards the wanted.
+    ExactResult infer(EvidenceWeights weights, const std::vector<char>& wanted) const;
+    // The same for a tree used once: it works on its own tables.
+    ExactResult inferOnce(EvidenceWeights weights, const std::vector<char>& wanted) &&;
 
 private:
     // A clique's connection to its parent through their separator.
@@ -90,12 +105,20 @@ private:
         int position;
     };
 
-    // Multiplies each table into the smallest clique holding its family.
-    void placeTables(const Network& network, const CliqueTree& tree, const std::function<void()>& checkpoint);
+    void build(const FactorModel& model, const ExactOptions& options);
+    // Multiplies each table into the smallest clique holding its variables.
+    void placeTables(const FactorModel& model, const CliqueTree& tree);
     void linkSeparators(const CliqueTree& tree);
-    std::vector<std::vector<double>> evidenceWeights(const Evidence& evidence) const;
+    ExactResult propagate(std::vector<double>& potentials, EvidenceWeights weights,
+                          const std::vector<char>& wanted) const;
 
-    std::vector<std::string> names;
+    // The options' checkpoint, between steps of building and propagating.
+    void step() const {
+        if (checkpoint) checkpoint();
+    }
+
+    std::function<void()> checkpoint;
+    std::vector<std::string> names;  // of a network's variables, for evidence errors
     std::vector<int> stateCounts;
     CliqueStatistics stats;
     std::vector<TableShape> cliques;

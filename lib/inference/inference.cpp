@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "engine/samplenet.h"
+#include "lib/exact/exact_query.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/exact/saturating_arithmetic.h"
 #include "lib/model/errors.h"
@@ -191,10 +192,9 @@ InferenceResult exactRun(const Network& network, const Evidence& evidence, const
     const auto start = std::chrono::steady_clock::now();
     CancellationPoller poller(options.cancellation);
     const std::function<void()> checkpoint = [&poller] { poller.step(); };
-    const JunctionTree tree(network, ExactOptions{options.memoryLimitBytes, checkpoint});
     ExactResult exact;
     try {
-        exact = tree.infer(evidence, checkpoint);
+        exact = inferExactly(network, evidence, options.queried, ExactOptions{options.memoryLimitBytes, checkpoint});
     } catch (const EvidenceError& error) {
         // The evidence's shape was checked before: what is left is evidence
         // of probability zero.
@@ -202,7 +202,7 @@ InferenceResult exactRun(const Network& network, const Evidence& evidence, const
     }
     InferenceResult result;
     result.posteriors = std::move(exact.posteriors);
-    result.valid.assign(network.size(), true);
+    for (const auto& posterior : result.posteriors) result.valid.push_back(!posterior.empty());
     result.logProbabilityOfEvidence = exact.logProbabilityOfEvidence;
     result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return result;

@@ -80,6 +80,10 @@ struct InferenceOptions {
     // samples; `samples` is then the most to draw. The result says whether
     // the target was met.
     std::optional<double> targetError;
+    // Exact inference computes only these variables' posteriors (all when
+    // empty) and leaves the others empty and invalid; it then builds its
+    // junction tree over only what they need.
+    std::vector<int> queried;
     // EPIS, AIS: keep this many of the most probable complete samples drawn,
     // all different (InferenceResult::bestSamples): candidate explanations
     // of the evidence.

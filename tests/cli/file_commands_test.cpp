@@ -22,7 +22,8 @@ TEST(InfoCommand, DescribesTheNetwork) {
               "max in-degree: 1\n"
               "depth: 2 nodes on the longest directed path\n"
               "polytree: yes\n"
-              "junction tree: 2 cliques, largest 2 nodes (4 entries), 8 entries in all (0.0 MiB)\n");
+              "junction tree: 2 cliques, largest 2 nodes (4 entries), 8 entries in all (0.0 MiB)\n"
+              "elimination order: min-fill, the cheapest in table entries of those tried\n");
 }
 
 // Beyond the memory limit, info says so instead of printing the partial

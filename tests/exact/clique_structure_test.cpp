@@ -5,6 +5,7 @@
 #include <string>
 
 #include "lib/exact/clique_tree.h"
+#include "lib/exact/factor_model.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/exact/triangulation.h"
 #include "tests/exact/exact_test_networks.h"
@@ -40,9 +41,10 @@ Network grid(int side) {
     return network;
 }
 
-// Min-fill elimination that rescores every variable at every step: the
-// reference for the incremental bookkeeping of maximalCliques.
-std::vector<std::vector<int>> cliquesByFullRescoring(const Network& network) {
+// Greedy elimination that rescores every variable at every step: the
+// reference for the incremental bookkeeping of the triangulation.
+std::vector<std::vector<int>> cliquesByFullRescoring(
+    const Network& network, samplenet::EliminationCriterion criterion = samplenet::EliminationCriterion::MinFill) {
     const int n = network.size();
     std::vector<std::vector<bool>> adjacent(n, std::vector<bool>(n, false));
     const auto connect = [&](int a, int b) { adjacent[a][b] = adjacent[b][a] = a != b; };
@@ -58,14 +60,18 @@ std::vector<std::vector<int>> cliquesByFullRescoring(const Network& network) {
             if (!gone[u] && adjacent[v][u]) result.push_back(u);
         return result;
     };
+    const auto states = [&](int v) { return network.variables[v].states.size(); };
+    const bool weighted = criterion == samplenet::EliminationCriterion::WeightedMinFill;
     const auto cost = [&](int v) {
         const auto around = neighbours(v);
-        std::size_t fill = 0, entries = network.variables[v].states.size();
+        std::size_t fill = 0, entries = states(v);
         for (std::size_t i = 0; i < around.size(); ++i) {
-            entries *= network.variables[around[i]].states.size();
-            for (std::size_t j = i + 1; j < around.size(); ++j) fill += !adjacent[around[i]][around[j]];
+            entries *= states(around[i]);
+            for (std::size_t j = i + 1; j < around.size(); ++j)
+                if (!adjacent[around[i]][around[j]]) fill += weighted ? states(around[i]) * states(around[j]) : 1;
         }
-        return std::pair{fill, entries};
+        return criterion == samplenet::EliminationCriterion::MinWeight ? std::pair{entries, fill}
+                                                                        : std::pair{fill, entries};
     };
     std::vector<std::vector<int>> cliques;
     for (int step = 0; step < n; ++step) {
@@ -109,12 +115,33 @@ TEST(CliqueStructure, TiesInFillAreBrokenBySmallerTables) {
 TEST(CliqueStructure, IncrementalCostsChooseAsFullRescoringDoes) {
     // Small networks with up to five states, so that ties in fill are often
     // decided by table size and then by index.
+    using samplenet::EliminationCriterion;
     for (unsigned seed = 100; seed < 140; ++seed) {
         const int size = 5 + static_cast<int>(seed % 7) * 6;
         const int maxStates = 2 + static_cast<int>(seed % 4);
         SCOPED_TRACE("seed " + std::to_string(seed));
         const Network network = exact_testing::randomNetwork(seed, size, maxStates);
         EXPECT_EQ(samplenet::maximalCliques(network), cliquesByFullRescoring(network));
+        const auto problem = samplenet::FactorModel::of(network).eliminationProblem();
+        for (auto criterion : {EliminationCriterion::MinWeight, EliminationCriterion::WeightedMinFill})
+            EXPECT_EQ(samplenet::triangulate(problem, criterion).cliques, cliquesByFullRescoring(network, criterion))
+                << "criterion " << static_cast<int>(criterion);
+    }
+}
+
+TEST(CliqueStructure, TheChosenOrderIsTheCheapestTriedAndRepeatable) {
+    using samplenet::EliminationCriterion;
+    for (unsigned seed = 1; seed <= 8; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const auto problem =
+            samplenet::FactorModel::of(exact_testing::randomNetwork(seed, 40, 6)).eliminationProblem();
+        const auto chosen = samplenet::cheapestTriangulation(problem, 8, 1);
+        EXPECT_EQ(chosen.variablesEliminated, 40);
+        for (auto criterion :
+             {EliminationCriterion::MinFill, EliminationCriterion::MinWeight, EliminationCriterion::WeightedMinFill})
+            EXPECT_LE(chosen.tableEntries, samplenet::triangulate(problem, criterion).tableEntries);
+        EXPECT_LE(chosen.tableEntries, samplenet::cheapestTriangulation(problem, 0, 1).tableEntries);
+        EXPECT_EQ(samplenet::cheapestTriangulation(problem, 8, 1).cliques, chosen.cliques);
     }
 }
 

@@ -155,6 +155,20 @@ TEST(Infer, ExactMatchesEnumerationAndReportsTheProbabilityOfEvidence) {
     ASSERT_TRUE(result.logProbabilityOfEvidence.has_value());
     EXPECT_NEAR(*result.logProbabilityOfEvidence, std::log(exact.probabilityOfEvidence), 1e-12);
 
+    // Queried variables alone: the same answers for them, the others left
+    // out and marked invalid, the same probability of the evidence.
+    auto options = optionsFor(Algorithm::Exact);
+    options.queried = {0};
+    const auto queried = samplenet::infer(testing_support::toNetwork(net), evidence, options);
+    ASSERT_TRUE(queried.valid[0]);
+    for (std::size_t s = 0; s < result.posteriors[0].size(); ++s)
+        EXPECT_NEAR(queried.posteriors[0][s], result.posteriors[0][s], 1e-12);
+    EXPECT_NEAR(*queried.logProbabilityOfEvidence, *result.logProbabilityOfEvidence, 1e-12);
+    for (int v = 1; v < net.size(); ++v) {
+        EXPECT_FALSE(queried.valid[v]);
+        EXPECT_TRUE(queried.posteriors[v].empty());
+    }
+
     // Possible under every table alone, impossible together: the junction
     // tree finds it and it fails like a sampler run.
     TinyNet exclusive;
