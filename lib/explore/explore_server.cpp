@@ -1,7 +1,10 @@
 #include "lib/explore/explore_server.h"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
+#include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "lib/explore/explore_request.h"
@@ -11,6 +14,7 @@ namespace samplenet {
 struct ExploreServer::Transport {
     httplib::Server http;
     int port = 0;
+    std::atomic<bool> finished{false};  // the serving loop has returned
     std::thread thread;
 };
 
@@ -29,6 +33,12 @@ bool addressedHere(const httplib::Request& request, int port) {
 ExploreServer::ExploreServer(ExploreService& service, int port) : transport(std::make_unique<Transport>()) {
     httplib::Server& http = transport->http;
     http.set_payload_max_length(kMaxExploreRequestBytes);
+    // The library's default also sets SO_REUSEPORT, which would let a second
+    // server (of anyone's) share the port and take some of the requests.
+    http.set_socket_options([](socket_t socket) {
+        const int yes = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
     const auto serve = [this, &service](const httplib::Request& request, httplib::Response& response) {
         if (!addressedHere(request, transport->port)) {
             const Reply refused = errorReply(403, "this server answers only requests addressed to " + url());
@@ -63,7 +73,10 @@ ExploreServer::ExploreServer(ExploreService& service, int port) : transport(std:
             throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(port) + " (in use?)");
         transport->port = port;
     }
-    transport->thread = std::thread([this] { transport->http.listen_after_bind(); });
+    transport->thread = std::thread([this] {
+        transport->http.listen_after_bind();
+        transport->finished = true;
+    });
 }
 
 ExploreServer::~ExploreServer() {
@@ -79,6 +92,12 @@ void ExploreServer::wait() {
     if (transport->thread.joinable()) transport->thread.join();
 }
 
-void ExploreServer::stop() { transport->http.stop(); }
+void ExploreServer::stop() {
+    // Stopping a server that has not entered its loop yet does nothing, and
+    // the loop would then run for ever.
+    while (!transport->http.is_running() && !transport->finished)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    transport->http.stop();
+}
 
 }  // namespace samplenet
