@@ -119,6 +119,13 @@ class Network:
             picture=lambda queried: _core.picture_svg(self._core, hard, soft, posteriors, queried),
         )
 
+    def explore(self, port=0, algorithm="auto", **options) -> str:
+        """Starts the explore page for this network on 127.0.0.1 (port 0: a
+        free one) and returns its address: click a state to observe it and
+        watch every posterior move. It runs on a background thread until
+        the interpreter exits; `algorithm` and the other options are infer's."""
+        return _core.explore(self._core, make_options(algorithm, **options), int(port), self.name or "network")
+
     def infer_many(self, cases, **kwargs):
         """Runs every row of a DataFrame as one evidence case; see
         samplenet.batch.infer_many."""

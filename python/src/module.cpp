@@ -6,4 +6,5 @@ NB_MODULE(_core, module) {
     samplenet_python::bindNetwork(module);
     samplenet_python::bindInference(module);
     samplenet_python::bindPicture(module);
+    samplenet_python::bindExplore(module);
 }

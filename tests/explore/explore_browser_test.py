@@ -69,6 +69,20 @@ class ExplorePageTest(unittest.TestCase):
     def test_asia(self):
         self.explore("asia", "smoke", 0, "yes")
 
+    def test_likelihood_from_the_node_menu(self):
+        path = f"{DATA}/networks/asia.bif.gz"
+        server = ExploreServer(SAMPLENET, path, "-a", "exact", "-e", "smoke=yes")
+        try:
+            self.page.open(server.url)
+            self.assertShows(exact_posteriors(SAMPLENET, path, ["smoke=yes"]))
+            self.page.set_likelihood("xray", [0.9, 0.2])
+            self.assertShows(exact_posteriors(SAMPLENET, path, ["smoke=yes", "xray=[0.9,0.2]"]))
+            self.assertIn("e=xray%3D%5B0.9%2C0.2%5D", self.page.driver.current_url)
+            self.assertEqual(self.page.driver.find_element("css selector", "g.node.soft title").get_attribute(
+                "textContent"), "xray")
+        finally:
+            server.close()
+
     def test_alarm(self):
         self.explore("alarm", "HYPOVOLEMIA", 0, "TRUE")
 

@@ -86,6 +86,15 @@ class Page:
                 return int(header.get_attribute("id")[3:])
         raise KeyError(node)
 
+    def set_likelihood(self, node, likelihood):
+        """Through the node's menu, opened by clicking its name."""
+        v = self.node_index(node)
+        self.driver.find_element(By.CSS_SELECTOR, f"#a_h{v} a").click()
+        for field, value in zip(self.driver.find_elements(By.CSS_SELECTOR, "#menu input"), likelihood):
+            field.clear()
+            field.send_keys(str(value))
+        self.act(lambda: self.driver.find_element(By.ID, "set-likelihood").click())
+
     def remove_finding(self, node):
         for finding in self.driver.find_elements(By.CSS_SELECTOR, "#evidence li.finding"):
             if finding.find_element(By.CLASS_NAME, "name").text == node:
