@@ -73,7 +73,7 @@ Reply ExploreService::handle(std::string_view method, std::string_view path, std
         if (path == "/api/picture") return pictureReply(body);
         if (path == "/api/posteriors") return posteriorsReply(body);
         return progressReply();
-    } catch (const RequestError& error) {
+    } catch (const std::invalid_argument& error) {  // RequestError, and nodes too many to draw
         return errorReply(400, error.what());
     } catch (const EvidenceError& error) {
         return errorReply(400, error.what());
@@ -101,6 +101,10 @@ Reply ExploreService::networkReply() const {
 
 Reply ExploreService::pictureReply(std::string_view body) {
     const std::vector<int> nodes = parseNodesRequest(network, body);
+    // Each drawing is a run of dot; a request naming every node of a large
+    // network would take it minutes.
+    if (static_cast<int>(nodes.size()) > kMaxPictureNodes)
+        throw RequestError("at most " + std::to_string(kMaxPictureNodes) + " nodes are drawn at once");
     const PictureSelection selection = selectPictureNodes(network, nodes);
     const bool whole = selection.context.empty() && static_cast<int>(selection.detailed.size()) == network.size();
     {

@@ -31,10 +31,13 @@ TEST(ExploreService, RefusesBadRequestsWithTheirStatusAndMessage) {
     struct Case {
         const char* method;
         const char* path;
-        const char* body;
+        std::string body;
         int status;
         std::string message;
     };
+    std::string tooManyNodes = R"({"nodes": ["asia")";
+    for (int i = 0; i < 60; ++i) tooManyNodes += R"(, "asia")";
+    tooManyNodes += "]}";
     const Case cases[] = {
         {"POST", "/api/posteriors", R"({"evidence": ["Asia=yes"]})", 400, "unknown node \"Asia\""},
         {"POST", "/api/posteriors", R"({"evidence": ["asia=maybe"]})", 400,
@@ -53,6 +56,7 @@ TEST(ExploreService, RefusesBadRequestsWithTheirStatusAndMessage) {
         {"POST", "/api/posteriors", R"({"evidence": [], "path": "/etc/passwd"})", 400,
          "the request body should be {\"evidence\": [\"...\", ...]}"},
         {"POST", "/api/picture", R"({"nodes": ["nowhere"]})", 400, "unknown node \"nowhere\""},
+        {"POST", "/api/picture", tooManyNodes, 400, "at most 60 nodes are drawn at once"},
         {"POST", "/api/posteriors", R"({"evidence": ["either=no", "tub=yes"]})", 422, ""},
         {"GET", "/api/posteriors", "", 405, "/api/posteriors takes POST, not GET"},
         {"DELETE", "/", "", 405, "/ takes GET, not DELETE"},
