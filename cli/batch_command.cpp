@@ -4,16 +4,19 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
+#include <cstring>
 #include <iostream>
+#include <optional>
 #include <random>
-#include <stdexcept>
 #include <thread>
 
+#include "cli/batch_output.h"
 #include "cli/case_file.h"
+#include "cli/case_progress.h"
 #include "cli/option_checks.h"
 #include "cli/posterior_output.h"
 #include "cli/process_pool.h"
+#include "cli/read_limit_options.h"
 #include "lib/batch/batch_case.h"
 #include "lib/formats/formats.h"
 #include "lib/model/errors.h"
@@ -21,6 +24,11 @@
 namespace samplenet_cli {
 
 namespace {
+
+// Cases read ahead of the oldest one not yet written, per worker: enough to
+// keep every worker busy while one case runs long, few enough that memory
+// does not grow with the file.
+constexpr std::size_t kCasesInFlightPerJob = 16;
 
 // A case's result as the worker hands it back: '+' and its CSV line, or 'I'
 // (inference failed) or 'E' (bad row) and the reason.
@@ -45,6 +53,36 @@ std::string header(const samplenet::Network& network, const std::vector<int>& qu
     return line + "\n";
 }
 
+// A task for a worker: the case's index, then each cell as its length and
+// its bytes.
+std::string encodedTask(std::size_t index, const std::vector<std::string>& cells) {
+    std::string task(reinterpret_cast<const char*>(&index), sizeof index);
+    for (const std::string& cell : cells) {
+        const std::size_t length = cell.size();
+        task.append(reinterpret_cast<const char*>(&length), sizeof length);
+        task += cell;
+    }
+    return task;
+}
+
+// The case's index; its cells into `cells`.
+std::size_t decodedTask(std::string_view task, std::vector<std::string>& cells) {
+    const auto take = [&task] {
+        std::size_t value = 0;
+        std::memcpy(&value, task.data(), sizeof value);
+        task.remove_prefix(sizeof value);
+        return value;
+    };
+    const std::size_t index = take();
+    cells.clear();
+    while (!task.empty()) {
+        const std::size_t length = take();
+        cells.emplace_back(task.substr(0, length));
+        task.remove_prefix(length);
+    }
+    return index;
+}
+
 std::string checkOnError(const std::string& value) {
     return value == "skip" || value == "fail" ? "" : "unknown --on-error \"" + value + "\"; use skip or fail";
 }
@@ -67,7 +105,9 @@ CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments) {
     command->add_option("--on-error", arguments.onError, "skip: report a bad case and leave it out; fail: stop")
         ->check(checkOnError)
         ->capture_default_str();
-    command->add_option("-o,--output", arguments.outputPath, "CSV file to write (default: standard output)");
+    command->add_option("-o,--output", arguments.outputPath,
+                        "CSV file to write (default: standard output); it appears only once every case is written");
+    addReadLimitOptions(command, arguments.readLimits);
     return command;
 }
 
@@ -76,43 +116,53 @@ void runBatch(BatchArguments arguments, const CLI::App& command) {
     // Case seeds derive from the run's seed, so that without --seed cases
     // still differ from each other.
     const long runSeed = options.seed ? *options.seed : static_cast<long>(std::random_device{}() & 0x7fffffff);
-    const samplenet::Network network = samplenet::readNetwork(arguments.networkPath);
+    const StopSignals signals;
+    const samplenet::Network network = samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
     const std::vector<int> queried = queriedVariables(network, arguments.queries);
-    const CaseFile cases = readCaseFile(arguments.casesPath);
+    CaseReader cases(arguments.casesPath);
     std::vector<int> columns;
     try {
-        columns = samplenet::caseColumns(network, cases.header);
+        columns = samplenet::caseColumns(network, cases.header());
     } catch (const samplenet::EvidenceError& error) {
         throw samplenet::EvidenceError(arguments.casesPath + ":1: " + error.what());
     }
     const int jobs =
         arguments.jobs > 0 ? arguments.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    BatchOutput output(arguments.outputPath);
+    output.write(header(network, queried, options.algorithm));
+    CaseProgress progress(arguments.casesPath);
 
-    const std::vector<std::string> results = runInProcesses(cases.rows.size(), jobs, [&](std::size_t i) {
-        return encodedCase(samplenet::runCase(network, columns, cases.rows[i], options, runSeed, i), i + 1, queried,
+    std::size_t given = 0, done = 0;
+    std::vector<std::string> row;
+    const auto next = [&]() -> std::optional<std::string> {
+        if (!cases.next(row)) return std::nullopt;
+        return encodedTask(given++, row);
+    };
+    const auto work = [&](std::string_view task) {
+        const std::size_t i = decodedTask(task, row);
+        return encodedCase(samplenet::runCase(network, columns, row, options, runSeed, i), i + 1, queried,
                            options.algorithm);
-    });
-
-    std::string text = header(network, queried, options.algorithm);
-    for (std::size_t i = 0; i < results.size(); ++i) {
-        const std::string& result = results[i];
-        if (result.front() == '+') {
-            text += result.substr(1);
-            continue;
-        }
-        const std::string where = fmt::format("{}: row {}: ", arguments.casesPath, i + 1);
+    };
+    const auto take = [&](std::string&& result) {
+        ++done;
+        progress.update(done);
+        if (result.front() == '+') return output.write(std::string_view(result).substr(1));
+        const std::string where = fmt::format("{}: row {}: ", arguments.casesPath, done);
         if (arguments.onError == "fail") {
             if (result.front() == 'I') throw samplenet::InferenceError(where + result.substr(1), {});
             throw samplenet::EvidenceError(where + result.substr(1));
         }
         std::cerr << "samplenet: warning: " << where << result.substr(1) << " (skipped)\n";
+    };
+    try {
+        runInProcesses(jobs, kCasesInFlightPerJob * static_cast<std::size_t>(jobs), next, work, take, signals);
+    } catch (const Stopped& stopped) {
+        output.abandon();
+        progress.finish();
+        signals.endProcess(stopped.signal);
     }
-    if (arguments.outputPath.empty()) {
-        std::cout << text;
-        return;
-    }
-    std::ofstream out(arguments.outputPath, std::ios::binary);
-    if (!(out << text)) throw std::runtime_error(arguments.outputPath + ": cannot write the output file");
+    progress.finish();
+    output.commit();
 }
 
 }  // namespace samplenet_cli

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/run_options.h"
+#include "lib/formats/read_limits.h"
 
 namespace samplenet_cli {
 
@@ -16,13 +17,17 @@ struct BatchArguments {
     int jobs = 0;  // 0: one per core
     std::string onError = "skip";
     std::string outputPath;  // empty: standard output
+    samplenet::ReadLimits readLimits;
 };
 
 CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments);
 
-// Runs every case of the case file and writes one CSV row per case. A case
-// that fails is reported on stderr with its row number and left out, or,
-// with --on-error fail, fails the whole run before anything is written.
+// Runs every case of the case file and writes one CSV row per case, in
+// order, as the cases finish: memory stays bounded whatever the number of
+// cases. A case that fails is reported on stderr with its row number and
+// left out, or, with --on-error fail, stops the run. An output file appears
+// only when every case is written; SIGINT or SIGTERM stop the workers and
+// end the process by that signal, with no output file.
 void runBatch(BatchArguments arguments, const CLI::App& command);
 
 }  // namespace samplenet_cli

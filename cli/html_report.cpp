@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "lib/plot/graphviz_render.h"
@@ -25,8 +26,9 @@ th { cursor: pointer; user-select: none; background: #f3f3f3; }
 th[data-order=ascending]::after { content: " \25B2"; }
 th[data-order=descending]::after { content: " \25BC"; }
 td.number { text-align: right; font-variant-numeric: tabular-nums; }
-span.track { display: inline-block; width: 100px; height: 0.7em; background: #e6e6e6; margin-right: 0.6em; }
+span.track { display: inline-block; position: relative; width: 100px; height: 0.7em; background: #e6e6e6; margin-right: 0.6em; }
 span.bar { display: block; height: 100%; background: #4f81bd; }
+span.interval { position: absolute; top: 0; height: 100%; background: rgba(0, 0, 0, 0.3); }
 tr.observed td { background: #fde2c4; }
 tr.likelihood td { background: #fff5cc; }
 )";
@@ -71,6 +73,17 @@ std::string evidenceClass(const PosteriorReport& report, int v) {
     return "";
 }
 
+// A sampler's 95% interval, shaded over the bar's track.
+std::string intervalBand(const PosteriorReport& report, int v, int s) {
+    if (report.result.standardErrors.empty()) return "";
+    const double p = report.result.posteriors[v][s];
+    const double half = 1.96 * report.result.standardErrors[v][s];
+    const double low = std::max(0.0, p - half);
+    const double high = std::min(1.0, p + half);
+    return fmt::format("<span class=\"interval\" style=\"left:{:.1f}%;width:{:.1f}%\"></span>", 100.0 * low,
+                       100.0 * (high - low));
+}
+
 // A sampler's standard error, as a cell of its own.
 std::string errorCell(const PosteriorReport& report, int v, int s) {
     if (report.result.standardErrors.empty()) return "";
@@ -87,10 +100,10 @@ std::string tableSection(const PosteriorReport& report) {
             const double p = report.result.posteriors[v][s];
             rows += fmt::format(
                 "<tr class=\"{}\"><td>{}</td><td>{}</td><td class=\"number\" data-value=\"{}\">"
-                "<span class=\"track\"><span class=\"bar\" style=\"width:{:.1f}%\"></span></span>{:.6f}</td>"
+                "<span class=\"track\"><span class=\"bar\" style=\"width:{:.1f}%\"></span>{}</span>{:.6f}</td>"
                 "{}<td>{}</td></tr>\n",
-                mark, htmlEscaped(variable.name), htmlEscaped(variable.states[s]), p, 100.0 * p, p,
-                errorCell(report, v, s), mark);
+                mark, htmlEscaped(variable.name), htmlEscaped(variable.states[s]), p, 100.0 * p,
+                intervalBand(report, v, s), p, errorCell(report, v, s), mark);
         }
     }
     const std::string errorHeading =

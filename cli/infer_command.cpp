@@ -17,6 +17,7 @@ std::string checkFormat(const std::string& name) {
 CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
     CLI::App* command = app.add_subcommand("infer", "Posterior probabilities of the nodes given evidence");
     addInferenceOptions(*command, arguments.inference);
+    addQueryOptions(*command, arguments.query);
     command->add_option("-q,--query", arguments.inference.queries, "Show only this node; repeatable")
         ->allow_extra_args(false);
     command
@@ -29,6 +30,10 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
 
 void runInfer(InferArguments arguments, const CLI::App& command) {
     InferenceRun run = prepareInference(arguments.inference, command);
+    if (arguments.query.asked()) {
+        std::cout << answerQuery(arguments.query, run, *outputFormatNamed(arguments.format));
+        return;
+    }
     const std::vector<int> shown = queriedVariables(run.network, arguments.inference.queries);
     runInference(run);
     const PosteriorReport report{run.source, run.network, run.evidence, run.options, run.result, shown};

@@ -4,11 +4,13 @@
 #include <string>
 
 #include "cli/inference_arguments.h"
+#include "cli/query_options.h"
 
 namespace samplenet_cli {
 
 struct InferArguments {
     InferenceArguments inference;
+    QueryArguments query;
     std::string format = "table";
 };
 

@@ -54,8 +54,8 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
         ->capture_default_str();
     command
         .add_option("--target-error", arguments.targetError,
-                    "Epis and ais draw in rounds until the largest standard error of any posterior is at most this "
-                    "(with -n as the most samples to draw, and --max-seconds as the most time)")
+                    "Epis and ais draw in rounds until every posterior is within this of the truth with 95% "
+                    "confidence (with -n as the most samples to draw, and --max-seconds as the most time)")
         ->check(numberAbove(0.0));
     command
         .add_option("--tolerance", arguments.tolerance,
@@ -104,7 +104,7 @@ void runInference(InferenceRun& run) {
                      "more samples add no information\n";
     if (sampling.targetMet == false)
         std::cerr << "samplenet: note: the target error of " << *run.options.targetError << " was not met: the "
-                  << "largest standard error is " << sampling.errors.largestStandardError << " after "
+                  << "posteriors are within " << sampling.errors.errorBound << " (95%) after "
                   << sampling.drawn << " samples (raise -n or --max-seconds)\n";
     if (sampling.lostToRange > 0)
         std::cerr << "samplenet: note: " << sampling.lostToRange << " of " << sampling.drawn

@@ -51,8 +51,9 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
 std::string errorDescription(const samplenet::InferenceResult& result) {
     if (!result.sampling) return {};
     const samplenet::ErrorEstimates& errors = result.sampling->errors;
-    std::string text = fmt::format("largest standard error {:.2g}, effective sample size {:.0f} of {}",
-                                   errors.largestStandardError, errors.effectiveSampleSize, result.sampling->drawn);
+    std::string text = fmt::format(
+        "largest standard error {:.2g}, every posterior within {:.2g} (95%), effective sample size {:.0f} of {}",
+        errors.largestStandardError, errors.errorBound, errors.effectiveSampleSize, result.sampling->drawn);
     if (result.logProbabilityOfEvidence) {
         const double log10P = *result.logProbabilityOfEvidence / std::log(10.0);
         text += fmt::format(", P(evidence) ~ {:.4g} (log10 {:.4f}) +- {:.2g}%", std::pow(10.0, log10P), log10P,
@@ -119,7 +120,7 @@ std::string jsonReport(const PosteriorReport& report) {
             json["converged"] = report.result.propagation->converged;
         }
     } else if (options.algorithm == Algorithm::Exact) {
-        json["log_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
+        json["ln_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
     } else {
         json["samples"] = options.samples;
         json["samples_drawn"] = report.result.samplesDrawn.value_or(options.samples);
@@ -128,11 +129,12 @@ std::string jsonReport(const PosteriorReport& report) {
         if (const auto& sampling = report.result.sampling) {
             json["effective_sample_size"] = sampling->errors.effectiveSampleSize;
             if (report.result.logProbabilityOfEvidence) {
-                json["log_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
+                json["ln_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
                 json["probability_of_evidence_relative_error"] = *report.result.probabilityOfEvidenceRelativeError;
             }
             json["distinct_samples"] = sampling->distinct;
             json["largest_standard_error"] = sampling->errors.largestStandardError;
+            json["error_bound"] = sampling->errors.errorBound;
             if (options.targetError) {
                 json["target_error"] = *options.targetError;
                 json["target_met"] = sampling->targetMet.value_or(false);
@@ -144,11 +146,7 @@ std::string jsonReport(const PosteriorReport& report) {
         json["seed"] = options.seed ? nlohmann::ordered_json(*options.seed) : nlohmann::ordered_json(nullptr);
     }
     json["seconds"] = report.result.seconds;
-    auto& evidence = json["evidence"] = nlohmann::ordered_json::object();
-    for (const auto& [v, state] : report.evidence.hard)
-        evidence[report.network.variables[v].name] = report.network.variables[v].states[state];
-    for (const auto& [v, likelihood] : report.evidence.likelihood)
-        evidence[report.network.variables[v].name] = likelihood;
+    json["evidence"] = evidenceJson(report.network, report.evidence);
     auto& posteriors = json["posteriors"] = nlohmann::ordered_json::array();
     for (int v : report.variables) {
         const auto& variable = report.network.variables[v];
@@ -174,6 +172,13 @@ std::string csvReport(const PosteriorReport& report) {
 }
 
 }  // namespace
+
+nlohmann::ordered_json evidenceJson(const samplenet::Network& network, const samplenet::Evidence& evidence) {
+    auto json = nlohmann::ordered_json::object();
+    for (const auto& [v, state] : evidence.hard) json[network.variables[v].name] = network.variables[v].states[state];
+    for (const auto& [v, likelihood] : evidence.likelihood) json[network.variables[v].name] = likelihood;
+    return json;
+}
 
 std::string csvField(const std::string& field) {
     if (field.find_first_of(",\"\r\n") == std::string::npos) return field;

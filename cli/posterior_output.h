@@ -1,5 +1,6 @@
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,6 +34,8 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
 std::string errorDescription(const samplenet::InferenceResult& result);
 // "A=yes, B=[0.9,0.2]", or "none".
 std::string evidenceDescription(const samplenet::Network& network, const samplenet::Evidence& evidence);
+// {"A": "yes", "B": [0.9, 0.2]}: the evidence as JSON reports give it.
+nlohmann::ordered_json evidenceJson(const samplenet::Network& network, const samplenet::Evidence& evidence);
 // A CSV field (RFC 4180): quoted when it holds separators, quotes or line
 // breaks.
 std::string csvField(const std::string& field);

@@ -2,16 +2,26 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
-#include <vector>
+#include <string_view>
+
+#include "cli/stop_signals.h"
 
 namespace samplenet_cli {
 
-// work(0) ... work(count - 1), split into contiguous runs over `jobs` forked
-// processes (in this process when jobs is 1), each process with its own copy
-// of the state the work reads. Results come back in index order. Throws
-// std::runtime_error when a process cannot be started or does not finish.
-std::vector<std::string> runInProcesses(std::size_t count, int jobs,
-                                        const std::function<std::string(std::size_t)>& work);
+// What a pool's worker does: one task's text in, its result's text out.
+using PoolWork = std::function<std::string(std::string_view task)>;
+
+// Streams the tasks `next` yields (nullopt at the end) through `jobs`
+// forked worker processes running `work`, each with its own copy of the
+// state the work reads, and hands every result to `done` in task order. At
+// most `window` tasks are between `next` and `done` at any time, so memory
+// stays bounded whatever the number of tasks. Throws std::runtime_error when
+// a worker cannot be started or dies, and Stopped when `signals` record a
+// stop; the workers are gone either way.
+void runInProcesses(int jobs, std::size_t window, const std::function<std::optional<std::string>()>& next,
+                    const PoolWork& work, const std::function<void(std::string&&)>& done,
+                    const StopSignals& signals);
 
 }  // namespace samplenet_cli

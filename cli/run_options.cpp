@@ -55,13 +55,19 @@ samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::A
     return options;
 }
 
-std::vector<int> queriedVariables(const samplenet::Network& network, const std::vector<std::string>& queries) {
+std::vector<int> variablesNamed(const samplenet::Network& network, const std::vector<std::string>& names,
+                                const std::string& option) {
     std::vector<int> variables;
-    for (const std::string& name : queries) {
+    for (const std::string& name : names) {
         const auto v = network.indexOf(name);
-        if (!v) throw std::invalid_argument("unknown node \"" + name + "\" in --query");
+        if (!v) throw std::invalid_argument("unknown node \"" + name + "\" in " + option);
         variables.push_back(*v);
     }
+    return variables;
+}
+
+std::vector<int> queriedVariables(const samplenet::Network& network, const std::vector<std::string>& queries) {
+    std::vector<int> variables = variablesNamed(network, queries, "--query");
     if (queries.empty())
         for (int v = 0; v < network.size(); ++v) variables.push_back(v);
     return variables;

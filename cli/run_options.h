@@ -28,6 +28,10 @@ std::size_t memoryLimitBytes(double gib);
 // The library's options from what was parsed; the seed only when given.
 samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::App& command);
 
+// The variables of the given names, in order; an unknown name is an error
+// of `option`.
+std::vector<int> variablesNamed(const samplenet::Network& network, const std::vector<std::string>& names,
+                                const std::string& option);
 // The variables named by -q/--query, in order; all of them when none is named.
 std::vector<int> queriedVariables(const samplenet::Network& network, const std::vector<std::string>& queries);
 

@@ -57,10 +57,10 @@ CaseOutcome runCase(const Network& network, const std::vector<int>& columns, con
 
 std::vector<std::string> caseSummaryColumns(Algorithm algorithm) {
     switch (algorithm) {
-        case Algorithm::Exact: return {"log_probability_of_evidence"};
+        case Algorithm::Exact: return {"ln_probability_of_evidence"};
         case Algorithm::Lbp: return {};
         default:
-            return {"log_probability_of_evidence", "probability_of_evidence_relative_error", "effective_sample_size"};
+            return {"ln_probability_of_evidence", "probability_of_evidence_relative_error", "effective_sample_size"};
     }
 }
 

@@ -53,6 +53,11 @@ void Projection::marginalise(const double* outer, double* inner) const {
     walk([&](std::size_t o, std::size_t i) { inner[i] += outer[o]; });
 }
 
+void Projection::maximise(const double* outer, double* inner) const {
+    std::fill(inner, inner + innerSize, 0.0);
+    walk([&](std::size_t o, std::size_t i) { inner[i] = std::max(inner[i], outer[o]); });
+}
+
 void Projection::multiply(double* outer, const double* inner) const {
     walk([&](std::size_t o, std::size_t i) { outer[o] *= inner[i]; });
 }

@@ -28,6 +28,8 @@ public:
 
     // inner = outer summed over the variables inner lacks.
     void marginalise(const double* outer, double* inner) const;
+    // inner = the largest entry of outer over the variables inner lacks.
+    void maximise(const double* outer, double* inner) const;
     // outer[i] *= inner[matching entry].
     void multiply(double* outer, const double* inner) const;
 

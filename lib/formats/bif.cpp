@@ -4,6 +4,7 @@
 
 #include "lib/formats/lexer.h"
 #include "lib/formats/network_builder.h"
+#include "lib/formats/network_text.h"
 #include "lib/formats/number_text.h"
 
 namespace samplenet {
@@ -186,7 +187,7 @@ void appendValues(std::string& out, const double* values, std::size_t count) {
 }  // namespace
 
 Network readBif(std::string_view text, const std::string& path, const ReadLimits& limits) {
-    return BifReader(text, path, limits).read();
+    return BifReader(networkText(text, path), path, limits).read();
 }
 
 std::string writeBif(const Network& network) {

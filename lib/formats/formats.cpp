@@ -51,7 +51,7 @@ std::optional<FileFormat> formatOfPath(const std::string& path) {
 
 Network readNetwork(const std::string& path, const ReadLimits& limits) {
     const FileFormat format = requireFormat(path);
-    const std::string text = readTextFile(path);
+    const std::string text = readTextFile(path, limits.maxTextBytes);
     switch (format) {
         case FileFormat::Bif: return readBif(text, path, limits);
         case FileFormat::XmlBif: return readXmlBif(text, path, limits);

@@ -2,6 +2,7 @@
 
 #include "lib/formats/lexer.h"
 #include "lib/formats/network_builder.h"
+#include "lib/formats/network_text.h"
 #include "lib/formats/number_text.h"
 #include "lib/formats/text_util.h"
 
@@ -164,7 +165,7 @@ void appendData(std::string& out, const Network& network, const Variable& variab
 }  // namespace
 
 Network readNet(std::string_view text, const std::string& path, const ReadLimits& limits) {
-    return NetReader(text, path, limits).read();
+    return NetReader(networkText(text, path), path, limits).read();
 }
 
 std::string writeNet(const Network& network) {

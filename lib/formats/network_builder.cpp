@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "lib/formats/network_text.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {
@@ -70,12 +71,19 @@ void NetworkBuilder::define(int variable, std::vector<int> parents, std::vector<
 Network NetworkBuilder::finish(int lastLine) {
     for (int v = 0; v < network_.size(); ++v)
         if (!defined_[v]) fail(lastLine, "a table for variable " + quoted(network_.variables[v].name), "none");
+    if (network_.variables.empty()) throw noNetwork(errors_.path());
     network_.reindex();
+    Renormalised renormalised;
     try {
-        validate(network_);
+        renormalised = validate(network_, limits_.sumTolerance);
     } catch (const ModelError& error) {
         throw ModelError(errors_.path() + ": " + error.what());
     }
+    if (renormalised.columns > 0 && limits_.note)
+        limits_.note(errors_.path() + ": rescaled " + std::to_string(renormalised.columns) +
+                     (renormalised.columns == 1 ? " probability column" : " probability columns") + " to sum to 1 (all summed to within " + shortNumber(limits_.sumTolerance) +
+                     " of 1; the furthest, " + renormalised.furthestColumn + ", to " +
+                     shortNumber(renormalised.furthestSum) + ")");
     return std::move(network_);
 }
 

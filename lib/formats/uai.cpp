@@ -5,6 +5,7 @@
 
 #include "lib/formats/lexer.h"
 #include "lib/formats/network_builder.h"
+#include "lib/formats/network_text.h"
 #include "lib/formats/number_text.h"
 #include "lib/formats/text_util.h"
 #include "lib/model/errors.h"
@@ -31,7 +32,7 @@ constexpr long long kMaxCount = std::numeric_limits<int>::max();
 
 Network readUai(std::string_view text, const std::string& path, const ReadLimits& limits) {
     NetworkBuilder builder(path, limits);
-    Lexer lexer(text, builder.errors(), kUaiSyntax);
+    Lexer lexer(networkText(text, path), builder.errors(), kUaiSyntax);
     if (!lexer.peek().isWord("BAYES")) lexer.fail("'BAYES'");
     lexer.next();
     const int count = readIndex(lexer, "variable count", kMaxCount);

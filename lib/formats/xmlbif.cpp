@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "lib/formats/network_builder.h"
+#include "lib/formats/network_text.h"
 #include "lib/formats/number_text.h"
 #include "lib/formats/text_util.h"
 
@@ -103,7 +104,7 @@ void addProperties(pugi::xml_node parent, const std::vector<std::string>& proper
 }  // namespace
 
 Network readXmlBif(std::string_view text, const std::string& path, const ReadLimits& limits) {
-    return XmlBifReader(text, path, limits).read();
+    return XmlBifReader(networkText(text, path), path, limits).read();
 }
 
 std::string writeXmlBif(const Network& network) {

@@ -27,18 +27,21 @@ AutomaticRun attempt(const Network& network, const Evidence& evidence, const Inf
 
 }  // namespace
 
-AutomaticRun inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
+ExactVerdict judgeExactInference(const Network& network, const InferenceOptions& options) {
     const CliqueStatistics cliques = estimateCliques(network, ExactOptions{options.memoryLimitBytes});
-    if (!cliques.exceedsLimit && cliques.estimatedBytes <= options.memoryLimitBytes &&
-        cliques.totalEntries <= kQuickExactEntries)
-        return attempt(network, evidence, withAlgorithm(options, Algorithm::Exact),
-                       "exact: the junction tree holds " + std::to_string(cliques.totalEntries) + " table entries");
+    if (cliques.exceedsLimit || cliques.estimatedBytes > options.memoryLimitBytes)
+        return {false, "the junction tree exceeds the memory limit"};
+    if (cliques.totalEntries > kQuickExactEntries) return {false, "the junction tree is too large to be quick"};
+    return {true, "the junction tree holds " + std::to_string(cliques.totalEntries) + " table entries"};
+}
+
+AutomaticRun inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
+    const ExactVerdict exact = judgeExactInference(network, options);
+    if (exact.quick) return attempt(network, evidence, withAlgorithm(options, Algorithm::Exact), "exact: " + exact.why);
 
     InferenceOptions sampling = withAlgorithm(options, Algorithm::Epis);
     if (!sampling.targetError) sampling.targetError = kDefaultTargetError;
-    const std::string tooLarge = cliques.exceedsLimit || cliques.estimatedBytes > options.memoryLimitBytes
-                                     ? "the junction tree exceeds the memory limit"
-                                     : "the junction tree is too large to be quick";
+    const std::string& tooLarge = exact.why;
     try {
         return attempt(network, evidence, sampling, "epis: " + tooLarge);
     } catch (const InferenceError&) {

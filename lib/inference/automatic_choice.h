@@ -13,6 +13,15 @@ struct AutomaticRun {
     InferenceOptions used;
 };
 
+// Whether exact inference is quick on this network within the options'
+// memory limit, and why or why not ("the junction tree holds N table
+// entries", "the junction tree exceeds the memory limit", ...).
+struct ExactVerdict {
+    bool quick;
+    std::string why;
+};
+ExactVerdict judgeExactInference(const Network& network, const InferenceOptions& options);
+
 // Exact inference when the junction tree fits the memory limit and holds
 // few enough entries to be quick; otherwise EPIS-BN with a precision target
 // (the options' target, or 0.01); when EPIS-BN gets no compatible sample, a

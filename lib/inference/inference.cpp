@@ -136,7 +136,8 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
         const SamplingSettings settings{.jobs = options.jobs,
                                         .generator = options.generator,
                                         .targetError = options.targetError,
-                                        .keepGoing = [&clock](long drawn) { return clock.poll(drawn); }};
+                                        .keepGoing = [&clock](long drawn) { return clock.poll(drawn); },
+                                        .keepBestSamples = options.keepBestSamples};
         const ImportanceSampler sampler =
             options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
         driver = [&, settings, sampler](SampleNet& net) {
@@ -152,9 +153,13 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     if (sampling) {
         result.samplesDrawn = sampling->drawn;
         result.standardErrors.resize(network.size());
+        result.bestSamples.assign(sampling->best.size(), std::vector<int>(network.size()));
         for (int node = 0; node < model->size(); ++node)
-            if (const int v = adapter.variableAt(node); v < network.size())
+            if (const int v = adapter.variableAt(node); v < network.size()) {
                 result.standardErrors[v] = sampling->errors.standardErrors[node];
+                for (std::size_t k = 0; k < sampling->best.size(); ++k)
+                    result.bestSamples[k][v] = sampling->best[k].states[node];
+            }
         if (sampling->errors.effectiveSampleSize > 0.0) {
             // Likelihood children scale each likelihood to a largest factor
             // of 1; the evidence's probability uses the factors as given.

@@ -74,10 +74,15 @@ struct InferenceOptions {
     // opt-in generator of period 2^64 for longer runs.
     Generator generator = Generator::Standard;
     // EPIS, AIS: draw in rounds (1,000 samples, then twice the samples drawn
-    // so far, and so on) until the largest standard error of any posterior
-    // entry is at most this, with at least 100 effective samples; `samples`
-    // is then the most to draw. The result says whether the target was met.
+    // so far, and so on) until every posterior entry is within this of the
+    // truth with 95% confidence, all at once, with at least 100 effective
+    // samples; `samples` is then the most to draw. The result says whether
+    // the target was met.
     std::optional<double> targetError;
+    // EPIS, AIS: keep this many of the most probable complete samples drawn,
+    // all different (InferenceResult::bestSamples): candidate explanations
+    // of the evidence.
+    int keepBestSamples = 0;
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
 };
@@ -106,6 +111,9 @@ struct InferenceResult {
     // observed variables).
     std::optional<double> probabilityOfEvidenceRelativeError;
     std::vector<std::vector<double>> standardErrors;
+    // With keepBestSamples: the most probable samples, best first, each a
+    // state per variable; empty when no sample had weight.
+    std::vector<std::vector<int>> bestSamples;
 };
 
 // The network is too large for the chosen algorithm within the memory limit.

@@ -56,8 +56,18 @@ private:
 // at fault: unique names, at least one state, unique state names, valid and
 // distinct parents, no cycle (the message lists the variables on it),
 // table sizes, no negative or non-finite entries, and columns summing to 1.
-// Columns within `tolerance` of 1 are renormalised in place.
-void validate(Network& network, double tolerance = 1e-6);
+// Columns within `tolerance` of 1 are renormalised in place; those off by
+// more than 1e-6 (more than the rounding of a table printed to many
+// decimals) are counted.
+struct Renormalised {
+    std::size_t columns = 0;
+    double furthestSum = 1.0;  // the sum furthest from 1 among them
+    std::string furthestColumn;  // "variable \"X\" for (A=yes)"
+};
+Renormalised validate(Network& network, double tolerance = 1e-6);
+
+// A number in at most six significant digits, for messages.
+std::string shortNumber(double value);
 
 // "(A=yes, B=no)": configuration q of the given parents, by state names.
 std::string describeConfiguration(const Network& network, const std::vector<int>& parents, std::size_t q);

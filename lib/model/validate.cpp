@@ -16,16 +16,23 @@ namespace {
 // alone keeps validation idempotent, so tables written and read back stay
 // bit-identical.
 constexpr double kRoundingSlack = 1e-12;
+// Sums off by no more than this come from tables printed with many decimals;
+// they are rescaled without being counted as remarkable.
+constexpr double kUnremarkable = 1e-6;
 
 [[noreturn]] void fail(const Variable& variable, const std::string& what) {
     throw ModelError("variable \"" + variable.name + "\": " + what);
 }
+
+}  // namespace
 
 std::string shortNumber(double value) {
     char buffer[32];
     const auto result = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 6);
     return std::string(buffer, result.ptr);
 }
+
+namespace {
 
 void checkNamesAndStates(const Network& network) {
     std::set<std::string> names;
@@ -100,7 +107,7 @@ std::size_t checkedConfigurationCount(const Network& network, const Variable& va
     return count;
 }
 
-void checkTable(const Network& network, Variable& variable, double tolerance) {
+void checkTable(const Network& network, Variable& variable, double tolerance, Renormalised& renormalised) {
     const std::size_t configurations = checkedConfigurationCount(network, variable);
     const std::size_t states = variable.states.size();
     if (variable.table.size() != configurations * states)
@@ -122,8 +129,14 @@ void checkTable(const Network& network, Variable& variable, double tolerance) {
         }
         const double deviation = std::abs(sum - 1.0);
         if (deviation > tolerance) fail(variable, "probabilities" + where(q) + " sum to " + shortNumber(sum) + ", expected 1");
-        if (deviation > kRoundingSlack)
-            for (std::size_t s = 0; s < states; ++s) column[s] /= sum;
+        if (deviation <= kRoundingSlack) continue;
+        for (std::size_t s = 0; s < states; ++s) column[s] /= sum;
+        if (deviation <= kUnremarkable) continue;
+        ++renormalised.columns;
+        if (deviation > std::abs(renormalised.furthestSum - 1.0)) {
+            renormalised.furthestSum = sum;
+            renormalised.furthestColumn = "variable \"" + variable.name + "\"" + where(q);
+        }
     }
 }
 
@@ -139,11 +152,13 @@ std::string describeConfiguration(const Network& network, const std::vector<int>
     return "(" + text;
 }
 
-void validate(Network& network, double tolerance) {
+Renormalised validate(Network& network, double tolerance) {
     checkNamesAndStates(network);
     checkParentIndices(network);
     checkAcyclic(network);
-    for (Variable& variable : network.variables) checkTable(network, variable, tolerance);
+    Renormalised renormalised;
+    for (Variable& variable : network.variables) checkTable(network, variable, tolerance, renormalised);
+    return renormalised;
 }
 
 }  // namespace samplenet

@@ -17,17 +17,23 @@ namespace {
 constexpr int kBarLength = 100;
 constexpr int kBarHeight = 9;
 
+// Sampled posteriors carry their 95% interval as a band around the bar's
+// end: a paler bar colour below the estimate, a darker grey above it.
+constexpr double kIntervalWidthInErrors = 1.96;
+
 struct NodeStyle {
     const char* cssClass;
     const char* fill;
     const char* border;
     const char* bar;
+    const char* barInterval;
 };
 
-constexpr NodeStyle kPlain{"", "white", "#555555", "#4f81bd"};
-constexpr NodeStyle kObserved{"observed", "#fde2c4", "#c0504d", "#c0504d"};
-constexpr NodeStyle kLikelihood{"likelihood", "#fff5cc", "#b8860b", "#d4a017"};
+constexpr NodeStyle kPlain{"", "white", "#555555", "#4f81bd", "#a7c0de"};
+constexpr NodeStyle kObserved{"observed", "#fde2c4", "#c0504d", "#c0504d", "#e0a8a6"};
+constexpr NodeStyle kLikelihood{"likelihood", "#fff5cc", "#b8860b", "#d4a017", "#e9d08b"};
 constexpr const char* kBarBackground = "#e6e6e6";
+constexpr const char* kBackgroundInterval = "#c4c4c4";
 constexpr const char* kContextBorder = "#999999";
 
 // A double-quoted DOT identifier or string.
@@ -40,17 +46,35 @@ std::string quoted(const std::string& text) {
     return result + "\"";
 }
 
-std::string barCell(double probability, const char* colour) {
-    const int filled = static_cast<int>(std::lround(std::clamp(probability, 0.0, 1.0) * kBarLength));
+int barPoints(double probability) {
+    return static_cast<int>(std::lround(std::clamp(probability, 0.0, 1.0) * kBarLength));
+}
+
+// The bar of one state: filled to the estimate, with its interval (when
+// it has one) shaded around that end.
+std::string barCell(double probability, double halfInterval, const NodeStyle& style) {
+    const int low = barPoints(probability - halfInterval);
+    const int filled = barPoints(probability);
+    const int high = barPoints(probability + halfInterval);
     std::string cells;
     // Graphviz has no zero-width cell, so an empty part is left out.
-    if (filled > 0)
-        cells += fmt::format(R"(<TD WIDTH="{}" HEIGHT="{}" FIXEDSIZE="TRUE" BGCOLOR="{}"></TD>)", filled,
-                             kBarHeight, colour);
-    if (filled < kBarLength)
-        cells += fmt::format(R"(<TD WIDTH="{}" HEIGHT="{}" FIXEDSIZE="TRUE" BGCOLOR="{}"></TD>)",
-                             kBarLength - filled, kBarHeight, kBarBackground);
+    const auto part = [&cells](int width, const char* colour) {
+        if (width > 0)
+            cells += fmt::format(R"(<TD WIDTH="{}" HEIGHT="{}" FIXEDSIZE="TRUE" BGCOLOR="{}"></TD>)", width,
+                                 kBarHeight, colour);
+    };
+    part(low, style.bar);
+    part(filled - low, style.barInterval);
+    part(high - filled, kBackgroundInterval);
+    part(kBarLength - high, kBarBackground);
     return fmt::format(R"(<TD><TABLE BORDER="0" CELLSPACING="0" CELLPADDING="0"><TR>{}</TR></TABLE></TD>)", cells);
+}
+
+// Observed and impossible states are known exactly: their cell stays empty.
+std::string intervalCell(double halfInterval) {
+    if (halfInterval <= 0.0) return "<TD></TD>";
+    return fmt::format(R"(<TD ALIGN="LEFT"><FONT COLOR="#777777">{}</FONT></TD>)",
+                       htmlEscaped(pictureIntervalText(halfInterval)));
 }
 
 std::string likelihoodText(const std::vector<double>& likelihood) {
@@ -84,14 +108,20 @@ std::string detailedLabel(const PosteriorPicture& picture, int v, const NodeStyl
     std::string header = "<B>" + htmlEscaped(variable.name) + "</B>";
     if (const auto hard = picture.evidence.hard.find(v); hard != picture.evidence.hard.end())
         header += " = " + htmlEscaped(variable.states[hard->second]);
-    std::string rows = fmt::format(R"(<TR><TD COLSPAN="3">{}</TD></TR>)", header);
+    const bool sampled = !picture.result.standardErrors.empty();
+    const int columns = sampled ? 4 : 3;
+    std::string rows = fmt::format(R"(<TR><TD COLSPAN="{}">{}</TD></TR>)", columns, header);
     if (const auto soft = picture.evidence.likelihood.find(v); soft != picture.evidence.likelihood.end())
-        rows += fmt::format(R"(<TR><TD COLSPAN="3"><I>{}</I></TD></TR>)", htmlEscaped(likelihoodText(soft->second)));
+        rows += fmt::format(R"(<TR><TD COLSPAN="{}"><I>{}</I></TD></TR>)", columns,
+                            htmlEscaped(likelihoodText(soft->second)));
     const std::vector<double>& posterior = picture.result.posteriors[v];
-    for (int s = 0; s < variable.stateCount(); ++s)
-        rows += fmt::format(R"(<TR><TD ALIGN="LEFT">{}</TD>{}<TD ALIGN="RIGHT">{}</TD></TR>)",
-                            htmlEscaped(variable.states[s]), barCell(posterior[s], style.bar),
-                            htmlEscaped(pictureProbabilityText(posterior[s])));
+    for (int s = 0; s < variable.stateCount(); ++s) {
+        const double halfInterval = sampled ? kIntervalWidthInErrors * picture.result.standardErrors[v][s] : 0.0;
+        rows += fmt::format(R"(<TR><TD ALIGN="LEFT">{}</TD>{}<TD ALIGN="RIGHT">{}</TD>{}</TR>)",
+                            htmlEscaped(variable.states[s]), barCell(posterior[s], halfInterval, style),
+                            htmlEscaped(pictureProbabilityText(posterior[s])),
+                            sampled ? intervalCell(halfInterval) : "");
+    }
     return fmt::format(
         R"(<<TABLE BORDER="1" CELLBORDER="0" CELLSPACING="0" CELLPADDING="2" BGCOLOR="{}" COLOR="{}">{}</TABLE>>)",
         style.fill, style.border, rows);
@@ -128,10 +158,20 @@ std::string pictureProbabilityText(double probability) {
     return fmt::format("{:.3f}", probability);
 }
 
+std::string pictureIntervalText(double halfInterval) {
+    if (halfInterval > 0.0 && halfInterval < 0.0005) return "\u00b1<0.001";
+    return fmt::format("\u00b1{:.3f}", halfInterval);
+}
+
 std::string posteriorDot(const PosteriorPicture& picture) {
     std::string dot = "digraph posteriors {\n";
     dot += "  graph [rankdir=TB nodesep=0.3 ranksep=0.45 fontname=\"Helvetica\" fontsize=12";
-    if (!picture.caption.empty()) dot += " labelloc=t label=" + quoted(picture.caption);
+    std::vector<std::string> caption;
+    if (!picture.caption.empty()) caption.push_back(picture.caption);
+    if (!picture.result.standardErrors.empty())
+        caption.push_back("shaded: 95% intervals (\u00b11.96 standard errors)");
+    for (std::string& line : caption) line = htmlEscaped(line);
+    if (!caption.empty()) dot += fmt::format(" labelloc=t label=<{}>", fmt::join(caption, "<BR/>"));
     dot += "];\n";
     dot += "  node [shape=plain fontname=\"Helvetica\" fontsize=10];\n";
     dot += "  edge [color=\"#777777\" arrowsize=0.7];\n";

@@ -28,8 +28,13 @@ struct PosteriorPicture {
 // possible state that would otherwise read as zero.
 std::string pictureProbabilityText(double probability);
 
+// Half the width of a sampled posterior's 95% interval as the picture
+// prints it, after the probability: "±0.012", "±<0.001".
+std::string pictureIntervalText(double halfInterval);
+
 // Graphviz DOT text, laid out top-down: each detailed node is a box with its
-// name and one row per state (name, bar, number); observed nodes are
+// name and one row per state (name, bar, number, and for a sampled result
+// the 95% interval, shaded on the bar and printed after it); observed nodes are
 // coloured and carry their state ("observed" class), likelihood evidence is
 // marked ("likelihood" class); context nodes show their name only. See
 // `linked` for the page's variant.

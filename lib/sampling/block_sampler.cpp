@@ -39,7 +39,8 @@ BlockSampler::BlockSampler(const SamplingPlan& plan, Generator stream) : plan(pl
     squared.resize(capacity);
 }
 
-std::uint64_t BlockSampler::draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums) {
+std::uint64_t BlockSampler::draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums, BlockObserver* watcher) {
+    observer = watcher;
     const generator_stream::Affine perSample = generator_stream::stepsOf(static_cast<std::uint64_t>(plan.drawnNodes), kind);
     int pending = 0;  // granted, not yet drawn
     bool more = true;
@@ -75,16 +76,12 @@ int BlockSampler::drawBlock(int count, WeightSums& sums) {
     }
     const int standing = ended >= 0 ? ended + 1 : count;
     addBlock(standing, sums);
+    if (observer) observer->observe(states.data(), static_cast<std::size_t>(capacity), standing, weight.data());
     return standing;
 }
 
 void BlockSampler::columnsOf(const SamplingPlan::Node& node, int live) {
-    std::fill_n(column.begin(), live, 0u);
-    for (std::uint32_t k = 0; k < node.parentCount; ++k) {
-        const std::uint16_t* parentRow = &states[std::size_t{plan.parents[node.firstParent + k]} * capacity];
-        const std::uint32_t stride = plan.columnStrides[node.firstParent + k];
-        for (int j = 0; j < live; ++j) column[j] += parentRow[j] * stride;
-    }
+    samplenet::columnsOf(plan, node, states.data(), static_cast<std::size_t>(capacity), live, column.data());
 }
 
 int BlockSampler::observeNode(const SamplingPlan::Node& node, int live) {

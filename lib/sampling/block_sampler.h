@@ -18,6 +18,16 @@ public:
     virtual bool grant() = 0;
 };
 
+// Looks at every block of samples once it is drawn.
+class BlockObserver {
+public:
+    virtual ~BlockObserver() = default;
+    // `states` holds per node (in the plan's order) a row of `rowLength`
+    // states; the first `standing` samples of the block count, and those of
+    // them with a positive weight are complete.
+    virtual void observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights) = 0;
+};
+
 // With the standard generator, draws weighted samples exactly as the
 // engine's sampling loop does, sample
 // after sample from one generator stream, with the same draws, weights and
@@ -40,8 +50,8 @@ public:
 
     // Draws from generator state `state` (the state before the next draw)
     // while `quota` grants samples, adding them into `sums`. Returns the
-    // generator state after the last draw.
-    std::uint64_t draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums);
+    // generator state after the last draw. An observer sees each block.
+    std::uint64_t draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums, BlockObserver* observer = nullptr);
 
 private:
     // Draws the first `count` pending samples; returns how many of them stand
@@ -79,6 +89,7 @@ private:
 
     const SamplingPlan& plan;
     Generator kind;
+    BlockObserver* observer = nullptr;
     int capacity;
     // Per node a row of `capacity` states, one per sample of the block.
     std::vector<std::uint16_t> states;

@@ -6,6 +6,38 @@
 
 namespace samplenet {
 
+namespace {
+
+constexpr double kBoundConfidence = 0.95;
+
+// The distance d at which the tails P(|error| > d) of the entries, normal
+// with the given standard errors, add up to 1 - kBoundConfidence. The sum
+// falls as d grows, so halving the interval finds it. The largest entry
+// alone puts d at 1.96 of its error; 8 of it leaves each entry a tail of
+// 1e-15, small enough for any number of entries. Entries below an eighth of
+// the largest error have tails below 1e-50 there and are left out.
+double unionBound(const std::vector<std::vector<double>>& standardErrors, double largest) {
+    if (largest <= 0.0) return 0.0;
+    std::vector<double> counted;
+    for (const auto& node : standardErrors)
+        for (double error : node)
+            if (error > largest / 8) counted.push_back(error);
+    const auto tails = [&counted](double distance) {
+        double sum = 0.0;
+        for (double error : counted) sum += std::erfc(distance / (error * std::sqrt(2.0)));
+        return sum;
+    };
+    double low = 1.959 * largest;
+    double high = 8.0 * largest;
+    for (int step = 0; step < 40; ++step) {
+        const double middle = (low + high) / 2;
+        (tails(middle) > 1.0 - kBoundConfidence ? low : high) = middle;
+    }
+    return high;
+}
+
+}  // namespace
+
 ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums) {
     ErrorEstimates estimates;
     estimates.standardErrors.reserve(plan.nodes.size());
@@ -28,6 +60,7 @@ ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums) 
         }
         estimates.standardErrors.push_back(std::move(errors));
     }
+    estimates.errorBound = unionBound(estimates.standardErrors, estimates.largestStandardError);
     const auto drawn = static_cast<double>(sums.drawn);
     if (!weighed || sums.drawn == 0) {
         estimates.logMeanWeight = -std::numeric_limits<double>::infinity();

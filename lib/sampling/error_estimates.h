@@ -15,6 +15,10 @@ struct ErrorEstimates {
     // Per node (in the plan's order) and state; 0 for observed nodes.
     std::vector<std::vector<double>> standardErrors;
     double largestStandardError = 0.0;
+    // With 95% confidence every posterior entry is within this distance of
+    // the truth, all of them at once: the normal tails of the entries'
+    // errors, added up over entries, come to 5% at this distance.
+    double errorBound = 0.0;
     // (sum of w)^2 / sum of w^2: how many unweighted samples the run is
     // worth. Below about 100 the error estimates themselves are unreliable.
     double effectiveSampleSize = 0.0;

@@ -6,6 +6,7 @@
 #include "engine/random_state.h"
 #include "engine/sampler_steps.h"
 #include "engine/samplenet.h"
+#include "lib/sampling/best_sample.h"
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/generator_stream.h"
 #include "lib/sampling/parallel_draws.h"
@@ -32,9 +33,9 @@ private:
     long granted = 0;
 };
 
-// Round after round, each twice the samples drawn before, until the
-// largest standard error is at most `target` with enough effective samples
-// to trust it, or the cap or the time budget ends the run.
+// Round after round, each twice the samples drawn before, until every
+// posterior is within `target` of the truth with 95% confidence, with enough
+// effective samples to trust that, or the cap or the time budget ends the run.
 bool drawToTarget(const SamplingPlan& plan, ParallelDraws& draws, double target, long cap,
                   const std::function<bool(long)>& keepGoing) {
     long total = 0;
@@ -42,7 +43,7 @@ bool drawToTarget(const SamplingPlan& plan, ParallelDraws& draws, double target,
         const bool going = draws.drawRound(next - total, keepGoing);
         total = next;
         const ErrorEstimates errors = estimateErrors(plan, draws.merged());
-        if (errors.effectiveSampleSize >= kReliableSampleSize && errors.largestStandardError <= target) return true;
+        if (errors.effectiveSampleSize >= kReliableSampleSize && errors.errorBound <= target) return true;
         if (!going || next >= cap) return false;
     }
 }
@@ -66,10 +67,14 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
 
     report = SamplingReport{};
     WeightSums sums(plan.sumCount);
+    // One per job; job 0's where there is one job.
+    std::vector<BestSamples> best;
+    if (settings.keepBestSamples > 0)
+        for (int k = 0; k < settings.jobs; ++k) best.emplace_back(net, plan, settings.keepBestSamples);
     if (settings.jobs == 1 && !settings.targetError) {
         AdapterQuota quota(*net.adapter);
         BlockSampler blocks(plan, settings.generator);
-        const std::uint64_t end = blocks.draw(start, quota, sums);
+        const std::uint64_t end = blocks.draw(start, quota, sums, best.empty() ? nullptr : &best.front());
         // The engine's generator ends where the engine would have left it.
         if (settings.generator == Generator::Standard) engine_random::SetSeed(static_cast<long long>(end));
         report.distinct = generator_stream::distinctSamples(sums.drawn, plan.drawnNodes,
@@ -77,6 +82,11 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     } else {
         const long cap = net.adapter->GetNumberOfSamples();
         ParallelDraws draws(plan, start, settings.generator, settings.jobs);
+        if (!best.empty()) {
+            std::vector<BlockObserver*> observers;
+            for (BestSamples& job : best) observers.push_back(&job);
+            draws.watch(observers);
+        }
         if (settings.targetError) {
             report.targetMet = drawToTarget(plan, draws, *settings.targetError, cap, settings.keepGoing);
         } else {
@@ -91,6 +101,8 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     report.lostToRange = sums.lostToRange;
     report.outsideDouble = sums.outsideDouble;
     report.errors = estimateErrors(plan, sums);
+    for (std::size_t k = 1; k < best.size(); ++k) best.front().merge(best[k]);
+    if (!best.empty()) report.best = best.front().samples();
 
     for (int i = 0; i < net.nodeCount; ++i) {
         SampleNode& node = *net.nodes[i];

@@ -2,7 +2,9 @@
 
 #include <functional>
 #include <optional>
+#include <vector>
 
+#include "lib/sampling/best_sample.h"
 #include "lib/sampling/error_estimates.h"
 #include "lib/sampling/generator_stream.h"
 
@@ -19,13 +21,16 @@ struct SamplingSettings {
     // Standard: the engine's generator, bit for bit its results. Wide: a
     // generator of period 2^64 for runs that draw more than 2^31 numbers.
     Generator generator = Generator::Standard;
-    // Draw in rounds until the largest standard error of any posterior
-    // entry is at most this, taking the host's sample count as the most to
-    // draw.
+    // Draw in rounds until every posterior entry is within this of the
+    // truth with 95% confidence (ErrorEstimates::errorBound), taking the
+    // host's sample count as the most to draw.
     std::optional<double> targetError;
     // With more than one job or a target error: called every few milliseconds with the samples
     // drawn so far; false ends the run (the time budget).
     std::function<bool(long)> keepGoing;
+    // Keep this many of the most probable samples drawn, all different
+    // (SamplingReport::best).
+    int keepBestSamples = 0;
 };
 
 // What the final sampling stage did, for the user to judge its answer.
@@ -43,6 +48,8 @@ struct SamplingReport {
     ErrorEstimates errors;
     // With a target error: whether the run met it.
     std::optional<bool> targetMet;
+    // With keepBestSamples: the best first; empty when no sample had weight.
+    std::vector<ScoredSample> best;
 };
 
 // One EPIS-BN or AIS-BN run on a network prepared with

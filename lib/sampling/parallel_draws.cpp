@@ -46,6 +46,10 @@ ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Gene
                            generator_stream::advance(start, share * static_cast<std::uint64_t>(k), generator)});
 }
 
+void ParallelDraws::watch(const std::vector<BlockObserver*>& observers) {
+    for (std::size_t k = 0; k < jobs.size(); ++k) jobs[k].observer = observers[k];
+}
+
 bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& keepGoing) {
     const int count = static_cast<int>(jobs.size());
     long before = 0;
@@ -60,7 +64,7 @@ bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& kee
         threads.emplace_back([&, k, jobSamples] {
             try {
                 JobQuota quota(jobSamples, stop, drawn);
-                jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums);
+                jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums, jobs[k].observer);
             } catch (...) {
                 failures[k] = std::current_exception();
             }

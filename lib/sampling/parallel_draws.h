@@ -21,6 +21,9 @@ class ParallelDraws {
 public:
     ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobs);
 
+    // Job k's blocks go to observers[k] from the next round on.
+    void watch(const std::vector<BlockObserver*>& observers);
+
     // Draws `samples` more samples, shared among the jobs. `keepGoing` is
     // called every few milliseconds with the samples drawn in all rounds so
     // far; once it returns false the jobs stop, and so does this round.
@@ -36,6 +39,7 @@ private:
         BlockSampler sampler;
         WeightSums sums;
         std::uint64_t state;
+        BlockObserver* observer = nullptr;
     };
 
     const SamplingPlan& plan;

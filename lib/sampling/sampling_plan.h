@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -50,5 +51,17 @@ struct SamplingPlan {
     long drawnNodes = 0;       // draws per complete sample
     int widestNode = 0;        // most states of any node
 };
+
+// The column of `node`'s table that each of the first `count` samples
+// reads, from its parents' states: per node a row of `rowLength` states.
+inline void columnsOf(const SamplingPlan& plan, const SamplingPlan::Node& node, const std::uint16_t* states,
+                      std::size_t rowLength, int count, std::uint32_t* column) {
+    std::fill_n(column, count, 0u);
+    for (std::uint32_t k = 0; k < node.parentCount; ++k) {
+        const std::uint16_t* parentRow = states + std::size_t{plan.parents[node.firstParent + k]} * rowLength;
+        const std::uint32_t stride = plan.columnStrides[node.firstParent + k];
+        for (int j = 0; j < count; ++j) column[j] += parentRow[j] * stride;
+    }
+}
 
 }  // namespace samplenet

@@ -91,8 +91,9 @@ class Network:
         (result.choice says which and why). `jobs` threads share the samples of
         epis and ais (results depend on the seed and the job count);
         generator="wide" lifts the limit of 2^31 random numbers per run;
-        target_error=E draws until every posterior's standard error is at most
-        E (result.sampling.target_met says whether it was); tolerance=T stops
+        target_error=E draws until every posterior is within E of the truth
+        with 95% confidence (result.sampling.target_met says whether it was,
+        result.sampling.error_bound how close they are); tolerance=T stops
         lbp once no belief changes by more than T (result.converged)."""
         options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib, jobs,
                                generator, target_error, tolerance)

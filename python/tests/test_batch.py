@@ -39,7 +39,7 @@ def test_each_case_equals_its_single_run_whatever_the_number_of_jobs(alarm):
         assert table.columns[0] == f"{alarm.nodes[0]}={alarm.states(alarm.nodes[0])[0]}"
         assert np.array_equal(table.to_numpy()[:, :expected.shape[1]], expected), f"jobs={jobs}"
         assert list(table.columns[expected.shape[1]:]) == [
-            "log_probability_of_evidence", "probability_of_evidence_relative_error", "effective_sample_size"]
+            "ln_probability_of_evidence", "probability_of_evidence_relative_error", "effective_sample_size"]
         assert (table["effective_sample_size"] > 0).all()
 
 
@@ -51,10 +51,10 @@ def test_case_seeds_differ_between_cases_and_runs():
 
 def test_exact_batch_gives_probability_of_evidence_and_queried_columns(alarm):
     table = alarm.infer_many(CASES, algorithm="exact", query=["HYPOVOLEMIA"], jobs=1)
-    assert list(table.columns) == ["HYPOVOLEMIA=TRUE", "HYPOVOLEMIA=FALSE", "log_probability_of_evidence"]
+    assert list(table.columns) == ["HYPOVOLEMIA=TRUE", "HYPOVOLEMIA=FALSE", "ln_probability_of_evidence"]
     first = alarm.infer(evidence={"BP": "LOW", "HRSAT": "HIGH"}, algorithm="exact")
     assert table.loc[10, "HYPOVOLEMIA=TRUE"] == first["HYPOVOLEMIA"][0]
-    assert table.loc[10, "log_probability_of_evidence"] == first.log_probability_of_evidence
+    assert table.loc[10, "ln_probability_of_evidence"] == first.log_probability_of_evidence
 
 
 def test_bad_rows_are_skipped_with_their_row_number_or_fail_the_run(asia):

@@ -91,7 +91,7 @@ def test_results_equal_the_command_line_bit_for_bit(alarm, cli, algorithm):
     for entry in printed["posteriors"]:
         assert entry["probabilities"] == result[entry["node"]].tolist(), entry["node"]
     if algorithm == "exact":
-        assert printed["log_probability_of_evidence"] == result.log_probability_of_evidence
+        assert printed["ln_probability_of_evidence"] == result.log_probability_of_evidence
         assert math.isfinite(result.log_probability_of_evidence)
 
 

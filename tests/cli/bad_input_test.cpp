@@ -26,6 +26,8 @@ TEST(BadInput, OneLineMessageAndExitCode) {
         {{"infer", dataFile("broken.bif")}, 1, "broken.bif:8"},
         {{"infer", dataFile("cycle.bif")}, 1, "cycle.bif: cycle: A -> B -> A"},
         {{"infer", dataFile("bad_sum.bif")}, 1, "variable \"B\": probabilities for (A=a) sum to 0.9, expected 1"},
+        {{"infer", dataFile("bad_sum.bif"), "--sum-tolerance", "1.5"}, 1, "--sum-tolerance"},
+        {{"info", dataFile("empty.bif")}, 1, "empty.bif: no network in the file"},
         {{"info", dataFile("negative.bif")}, 1, "negative.bif:10: expected non-negative probability, found '-0.5'"},
         {{"infer", dataFile("duplicate.bif")}, 1, "duplicate.bif:9: expected a new variable name, found duplicate 'A'"},
         {{"convert", dataFile("missing_row.bif"), "out.xml"}, 1, "missing_row.bif:14: expected probabilities for (A=b)"},
@@ -86,6 +88,21 @@ TEST(BadInput, OneLineMessageAndExitCode) {
         EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << shown << "\n" << run.err;
     }
     EXPECT_FALSE(std::filesystem::exists("out.txt"));
+}
+
+TEST(BadInput, ColumnsWithinTheSumToleranceAreRescaledWithANote) {
+    for (const std::string command : {"infer", "info", "convert", "batch"}) {
+        std::vector<std::string> arguments{command, dataFile("bad_sum.bif"), "--sum-tolerance", "0.2"};
+        if (command == "convert") arguments.insert(arguments.begin() + 2, cli_testing::temporaryPath("rescaled.xml"));
+        if (command == "batch") arguments.insert(arguments.begin() + 2, dataFile("bad_sum_cases.csv"));
+        const auto run = runSamplenet(arguments);
+        EXPECT_EQ(run.exitCode, 0) << command << ": " << run.err;
+        EXPECT_EQ(run.err.rfind("samplenet: note: ", 0), 0u) << command << ": " << run.err;
+        EXPECT_NE(run.err.find("bad_sum.bif: rescaled 1 probability column to sum to 1 (all summed to within 0.2 of "
+                               "1; the furthest, variable \"B\" for (A=a), to 0.9)"),
+                  std::string::npos)
+            << command << ": " << run.err;
+    }
 }
 
 TEST(BadInput, HelpDocumentsExitCodes) {

@@ -64,6 +64,8 @@ TEST(HtmlReport, ShowsASamplersErrors) {
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_NE(run.out.find("<th data-type=\"number\">Std. error</th>"), std::string::npos);
     EXPECT_NE(run.out.find("<p class=\"run\">error: largest standard error "), std::string::npos);
+    EXPECT_NE(run.out.find("<span class=\"interval\" style=\"left:"), std::string::npos);
+    EXPECT_NE(run.out.find("shaded: 95% intervals"), std::string::npos) << "the picture has no legend";
 }
 
 }  // namespace

@@ -57,7 +57,7 @@ TEST(InferCommand, SamplersReportErrorsThatHoldTheirDistanceFromTheAnswer) {
     EXPECT_GT(error, 0.0);
     EXPECT_LT(std::abs(smoker.at("probabilities").at(0).get<double>() - kSmokerGivenCough), 4 * error);
     // P(Cough = yes) = 0.3 * 0.8 + 0.7 * 0.1.
-    const double logP = json.at("log_probability_of_evidence").get<double>();
+    const double logP = json.at("ln_probability_of_evidence").get<double>();
     const double relative = json.at("probability_of_evidence_relative_error").get<double>();
     EXPECT_LT(std::abs(std::exp(logP) / 0.31 - 1.0), 4 * relative);
     EXPECT_GT(json.at("effective_sample_size").get<double>(), 1000.0);
@@ -98,7 +98,7 @@ TEST(InferCommand, ExactGivesThePosteriorAndTheProbabilityOfEvidence) {
     const auto run = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "exact", "--format", "json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const auto json = nlohmann::json::parse(run.out);
-    EXPECT_NEAR(json.at("log_probability_of_evidence").get<double>(), std::log(0.31), 1e-12);
+    EXPECT_NEAR(json.at("ln_probability_of_evidence").get<double>(), std::log(0.31), 1e-12);
     EXPECT_NEAR(fromJson(run.out).at("Smoker")[0], kSmokerGivenCough, 1e-12);
     const auto table = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "exact"});
     EXPECT_NE(table.out.find("exact, P(evidence) = 0.31 "), std::string::npos) << table.out;

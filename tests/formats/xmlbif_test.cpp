@@ -76,7 +76,7 @@ TEST(XmlBifReader, ReportsFileLineAndWhatWasExpected) {
     expectErrors({
         {"<BIF><NETWORK>\n<VARIABLE>\n</NETWORK></BIF>", "bad.xml:3: expected well-formed XML, found Start-end tags mismatch"},
         {"<NETWORK></NETWORK>", "bad.xml:1: expected <BIF> with a <NETWORK>, found <NETWORK>"},
-        {"", "bad.xml:1: expected well-formed XML, found No document element found"},
+        {"<!-- nothing -->", "bad.xml:1: expected well-formed XML, found No document element found"},
         {head + "<VARIABLE TYPE=\"decision\"><NAME>D</NAME></VARIABLE>\n" + tail,
          "bad.xml:3: expected TYPE=\"nature\", found 'decision'"},
         {head + "<VARIABLE TYPE=\"nature\"><OUTCOME>x</OUTCOME></VARIABLE>\n" + tail,

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <stdexcept>
@@ -18,7 +19,7 @@ using plot_testing::DrawnNode;
 using plot_testing::hasClass;
 using plot_testing::readSvgPicture;
 
-const std::vector<std::string> kBarColours{"#4f81bd", "#c0504d", "#d4a017"};
+const plot_testing::BarColours kBarColours{{"#4f81bd", "#c0504d", "#d4a017"}, {"#a7c0de", "#e0a8a6", "#e9d08b"}};
 
 samplenet::Variable variable(std::string name, std::vector<std::string> states, std::vector<int> parents,
                              std::vector<double> table) {
@@ -45,11 +46,13 @@ struct Drawing {
     samplenet::Evidence evidence;
     samplenet::InferenceResult result;
 
-    Drawing() {
+    explicit Drawing(samplenet::Algorithm algorithm = samplenet::Algorithm::Exact) {
         evidence.hard[1] = 0;                       // Cough = yes
         evidence.likelihood[3] = {0.9, 0.2};        // X-ray
         samplenet::InferenceOptions options;
-        options.algorithm = samplenet::Algorithm::Exact;
+        options.algorithm = algorithm;
+        options.samples = 2000;
+        options.seed = 7;
         result = samplenet::infer(network, evidence, options);
     }
 
@@ -79,10 +82,39 @@ TEST(PosteriorPicture, EveryStateIsDrawnWithABarAndNumberThatMatchItsPosterior) 
             EXPECT_DOUBLE_EQ(row.length, 100.0) << variable.name;
             EXPECT_NEAR(row.filled, std::round(100.0 * p), 1e-9) << variable.name << " " << variable.states[s];
             EXPECT_EQ(row.number, samplenet::pictureProbabilityText(p));
+            EXPECT_EQ(row.interval, 0.0);
+            EXPECT_EQ(row.intervalText, "");
         }
     }
     EXPECT_EQ(drawn.at("Rare").states.at("yes").number, "<0.001");
     EXPECT_EQ(drawn.at("Rare").states.at("yes").filled, 0.0);
+}
+
+TEST(PosteriorPicture, SampledPosteriorsShowTheirIntervalsOnTheBarAndAfterTheNumber) {
+    const Drawing drawing(samplenet::Algorithm::Epis);
+    ASSERT_FALSE(drawing.result.standardErrors.empty());
+    const auto drawn = drawing.draw(samplenet::selectPictureNodes(drawing.network, {}));
+    const auto points = [](double p) { return std::round(100.0 * std::clamp(p, 0.0, 1.0)); };
+    int shaded = 0;
+    for (int v = 0; v < drawing.network.size(); ++v) {
+        const auto& variable = drawing.network.variables[v];
+        for (int s = 0; s < variable.stateCount(); ++s) {
+            const double p = drawing.result.posteriors[v][s];
+            const double half = 1.96 * drawing.result.standardErrors[v][s];
+            const auto& row = drawn.at(variable.name).states.at(variable.states[s]);
+            SCOPED_TRACE(variable.name + " " + variable.states[s]);
+            EXPECT_DOUBLE_EQ(row.length, 100.0);
+            EXPECT_NEAR(row.filled, points(p), 1e-9);
+            EXPECT_NEAR(row.interval, points(p + half) - points(p - half), 1e-9);
+            EXPECT_EQ(row.intervalText, half > 0 ? samplenet::pictureIntervalText(half) : "");
+            if (row.interval > 0) ++shaded;
+        }
+    }
+    // 2,000 samples leave intervals of a few hundredths on the unobserved nodes.
+    EXPECT_GE(shaded, 4);
+    EXPECT_EQ(drawn.at("Cough").states.at("yes").intervalText, "") << "an observed state has no interval";
+    EXPECT_EQ(samplenet::pictureIntervalText(0.0123), "\u00b10.012");
+    EXPECT_EQ(samplenet::pictureIntervalText(0.0001), "\u00b1<0.001");
 }
 
 TEST(PosteriorPicture, EvidenceIsMarked) {

@@ -31,11 +31,17 @@ std::vector<std::string> splitClasses(const std::string& text) {
     return classes;
 }
 
-// A state row is drawn as its name, the bar's polygons, then the number.
-DrawnNode readNode(const pugi::xml_node& group, const std::vector<std::string>& barColours) {
+bool among(const std::vector<std::string>& colours, const std::string& colour) {
+    return std::find(colours.begin(), colours.end(), colour) != colours.end();
+}
+
+// A state row is drawn as its name, the bar's polygons, the number, and
+// for sampled results the interval's text.
+DrawnNode readNode(const pugi::xml_node& group, const BarColours& colours) {
     DrawnNode node;
     node.classes = splitClasses(group.attribute("class").value());
     std::string pendingState;
+    std::string lastState;  // the row whose number was the last text
     DrawnState row;
     bool inBar = false;
     for (const pugi::xml_node& element : group.children()) {
@@ -43,21 +49,30 @@ DrawnNode readNode(const pugi::xml_node& group, const std::vector<std::string>& 
         if (name == "text") {
             const std::string text = element.text().get();
             node.texts.push_back(text);
+            if (!inBar && text.rfind("\u00b1", 0) == 0 && !lastState.empty()) {
+                node.states[lastState].intervalText = text;
+                continue;
+            }
+            lastState.clear();
             if (inBar) {
                 row.number = text;
                 node.states[pendingState] = row;
+                lastState = pendingState;
                 inBar = false;
             }
             pendingState = text;
         } else if (name == "polygon" && !pendingState.empty()) {
             const std::string fill = element.attribute("fill").value();
-            const bool bar = std::find(barColours.begin(), barColours.end(), fill) != barColours.end();
-            if (!bar && fill != "#e6e6e6") continue;
+            const bool bar = among(colours.filled, fill);
+            const bool belowEstimate = among(colours.intervalBelow, fill);
+            const bool aboveEstimate = fill == "#c4c4c4";
+            if (!bar && !belowEstimate && !aboveEstimate && fill != "#e6e6e6") continue;
             if (!inBar) row = DrawnState{};
             inBar = true;
             const double width = polygonWidth(element.attribute("points").value());
             row.length += width;
-            if (bar) row.filled += width;
+            if (bar || belowEstimate) row.filled += width;
+            if (belowEstimate || aboveEstimate) row.interval += width;
         }
     }
     return node;
@@ -65,7 +80,7 @@ DrawnNode readNode(const pugi::xml_node& group, const std::vector<std::string>& 
 
 }  // namespace
 
-std::map<std::string, DrawnNode> readSvgPicture(const std::string& svg, const std::vector<std::string>& barColours) {
+std::map<std::string, DrawnNode> readSvgPicture(const std::string& svg, const BarColours& colours) {
     pugi::xml_document document;
     const pugi::xml_parse_result parsed = document.load_string(svg.c_str());
     EXPECT_TRUE(parsed) << parsed.description();
@@ -74,7 +89,7 @@ std::map<std::string, DrawnNode> readSvgPicture(const std::string& svg, const st
         const pugi::xml_node group = found.node();
         const auto classes = splitClasses(group.attribute("class").value());
         if (std::find(classes.begin(), classes.end(), "node") == classes.end()) continue;
-        nodes[group.child("title").text().get()] = readNode(group, barColours);
+        nodes[group.child("title").text().get()] = readNode(group, colours);
     }
     return nodes;
 }

@@ -6,12 +6,21 @@
 
 namespace plot_testing {
 
-// One state row of a drawn node: its bar's filled and whole length, in
-// points, and the number printed beside it.
+// One state row of a drawn node: its bar's filled and whole length and
+// its shaded interval, in points, and the numbers printed beside it.
 struct DrawnState {
     double filled = 0.0;
     double length = 0.0;
+    double interval = 0.0;
     std::string number;
+    std::string intervalText;  // empty where no interval is printed
+};
+
+// The colours a bar is drawn in: the filled part's, and the interval's
+// shade below the estimate, one per node style.
+struct BarColours {
+    std::vector<std::string> filled;
+    std::vector<std::string> intervalBelow;
 };
 
 struct DrawnNode {
@@ -22,7 +31,7 @@ struct DrawnNode {
 
 // The nodes of a Graphviz SVG picture, by title (the node's name). Fails the
 // calling test when the SVG does not parse.
-std::map<std::string, DrawnNode> readSvgPicture(const std::string& svg, const std::vector<std::string>& barColours);
+std::map<std::string, DrawnNode> readSvgPicture(const std::string& svg, const BarColours& colours);
 
 bool hasClass(const DrawnNode& node, const std::string& cssClass);
 

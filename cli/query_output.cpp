@@ -1,0 +1,154 @@
+#include "cli/query_output.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+namespace samplenet_cli {
+
+namespace {
+
+using samplenet::Explanation;
+using samplenet::JointPosterior;
+
+// "# joint posterior by exact" and, for the automatic choice, why.
+template <class Answer>
+std::string headingLines(const QueryReportContext& context, const samplenet::QueryRun<Answer>& run,
+                         const char* query) {
+    std::string text = fmt::format("# {}\n# {} by {}\n", context.source, query, samplenet::algorithmName(run.algorithm));
+    if (!run.choice.empty()) text += fmt::format("# chosen: {}\n", run.choice);
+    return text;
+}
+
+template <class Answer>
+nlohmann::ordered_json jsonHeading(const QueryReportContext& context, const samplenet::QueryRun<Answer>& run) {
+    nlohmann::ordered_json json;
+    json["network"] = context.source;
+    json["algorithm"] = samplenet::algorithmName(run.algorithm);
+    if (!run.choice.empty()) json["chosen_because"] = run.choice;
+    return json;
+}
+
+std::string probabilityText(double logProbability) {
+    const double log10P = logProbability / std::log(10.0);
+    return fmt::format("{:.6g} (log10 {:.4f})", std::pow(10.0, log10P), log10P);
+}
+
+std::string explanationTable(const QueryReportContext& context, const samplenet::QueryRun<Explanation>& run) {
+    const Explanation& explanation = run.answer;
+    std::string text = headingLines(context, run, "most probable explanation");
+    text += fmt::format("# P(x, e) = {}{}\n", probabilityText(explanation.logJoint),
+                        explanation.exact ? "" : ": the best found, a lower bound on the most probable");
+    text += fmt::format("# P(x | e) {} {}\n", explanation.exact ? "=" : "~", probabilityText(explanation.logPosterior));
+    if (!explanation.exact)
+        text += fmt::format("# the local search changed {} nodes of the best sample\n", explanation.searchChanges);
+    std::size_t width = 4;
+    for (const auto& variable : context.network.variables) width = std::max(width, variable.name.size());
+    text += fmt::format("{:<{}}  state\n", "node", width);
+    for (int v = 0; v < context.network.size(); ++v) {
+        const auto& variable = context.network.variables[v];
+        text += fmt::format("{:<{}}  {}{}\n", variable.name, width, variable.states[explanation.states[v]],
+                            context.evidence.hard.count(v) ? "  (observed)" : "");
+    }
+    return text;
+}
+
+std::string explanationJson(const QueryReportContext& context, const samplenet::QueryRun<Explanation>& run) {
+    const Explanation& explanation = run.answer;
+    nlohmann::ordered_json json = jsonHeading(context, run);
+    json["exact"] = explanation.exact;
+    json["ln_joint_probability"] = explanation.logJoint;
+    json["ln_posterior_probability"] = explanation.logPosterior;
+    if (!explanation.exact) json["local_search_changes"] = explanation.searchChanges;
+    json["evidence"] = evidenceJson(context.network, context.evidence);
+    auto& states = json["explanation"] = nlohmann::ordered_json::object();
+    for (int v = 0; v < context.network.size(); ++v)
+        states[context.network.variables[v].name] = context.network.variables[v].states[explanation.states[v]];
+    return json.dump(2) + "\n";
+}
+
+std::string explanationCsv(const QueryReportContext& context, const Explanation& explanation) {
+    std::string text = "node,state,observed\n";
+    for (int v = 0; v < context.network.size(); ++v) {
+        const auto& variable = context.network.variables[v];
+        text += fmt::format("{},{},{}\n", csvField(variable.name), csvField(variable.states[explanation.states[v]]),
+                            context.evidence.hard.count(v) ? "true" : "false");
+    }
+    return text;
+}
+
+// The states of each combination of the joint table, in its order.
+template <class Visit>
+void forEachCombination(const QueryReportContext& context, const JointPosterior& joint, Visit visit) {
+    std::vector<int> states(joint.variables.size(), 0);
+    for (double probability : joint.probabilities) {
+        visit(states, probability);
+        for (std::size_t d = states.size(); d-- > 0;) {
+            if (++states[d] < context.network.variables[joint.variables[d]].stateCount()) break;
+            states[d] = 0;
+        }
+    }
+}
+
+std::string jointTable(const QueryReportContext& context, const samplenet::QueryRun<JointPosterior>& run) {
+    const JointPosterior& joint = run.answer;
+    std::string text = headingLines(context, run, "joint posterior");
+    std::vector<std::size_t> widths;
+    for (int v : joint.variables) {
+        const auto& variable = context.network.variables[v];
+        std::size_t width = variable.name.size();
+        for (const auto& state : variable.states) width = std::max(width, state.size());
+        widths.push_back(width);
+        text += fmt::format("{:<{}}  ", variable.name, width);
+    }
+    text += "probability\n";
+    forEachCombination(context, joint, [&](const std::vector<int>& states, double probability) {
+        for (std::size_t d = 0; d < states.size(); ++d)
+            text += fmt::format("{:<{}}  ", context.network.variables[joint.variables[d]].states[states[d]], widths[d]);
+        text += fmt::format("{:.6f}\n", probability);
+    });
+    return text;
+}
+
+std::string jointJson(const QueryReportContext& context, const samplenet::QueryRun<JointPosterior>& run) {
+    const JointPosterior& joint = run.answer;
+    nlohmann::ordered_json json = jsonHeading(context, run);
+    json["evidence"] = evidenceJson(context.network, context.evidence);
+    auto& nodes = json["nodes"] = nlohmann::ordered_json::array();
+    for (int v : joint.variables)
+        nodes.push_back({{"node", context.network.variables[v].name}, {"states", context.network.variables[v].states}});
+    json["probabilities"] = joint.probabilities;  // the last node's states vary fastest
+    return json.dump(2) + "\n";
+}
+
+std::string jointCsv(const QueryReportContext& context, const JointPosterior& joint) {
+    std::string text;
+    for (int v : joint.variables) text += csvField(context.network.variables[v].name) + ",";
+    text += "probability\n";
+    forEachCombination(context, joint, [&](const std::vector<int>& states, double probability) {
+        for (std::size_t d = 0; d < states.size(); ++d)
+            text += csvField(context.network.variables[joint.variables[d]].states[states[d]]) + ",";
+        text += fmt::format("{}\n", probability);
+    });
+    return text;
+}
+
+}  // namespace
+
+std::string formatExplanation(const QueryReportContext& context, const samplenet::QueryRun<Explanation>& run,
+                              OutputFormat format) {
+    if (format == OutputFormat::Json) return explanationJson(context, run);
+    if (format == OutputFormat::Csv) return explanationCsv(context, run.answer);
+    return explanationTable(context, run);
+}
+
+std::string formatJointPosterior(const QueryReportContext& context, const samplenet::QueryRun<JointPosterior>& run,
+                                 OutputFormat format) {
+    if (format == OutputFormat::Json) return jointJson(context, run);
+    if (format == OutputFormat::Csv) return jointCsv(context, run.answer);
+    return jointTable(context, run);
+}
+
+}  // namespace samplenet_cli

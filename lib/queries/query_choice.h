@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "lib/inference/inference.h"
+#include "lib/queries/joint_posterior.h"
+#include "lib/queries/most_probable_explanation.h"
+
+namespace samplenet {
+
+// An answer and what produced it: "exact", "epis" or "ais", and, for the
+// automatic choice, why.
+template <class Answer>
+struct QueryRun {
+    Answer answer;
+    Algorithm algorithm;
+    std::string choice;
+};
+
+// The most probable explanation by the options' algorithm: exact, or the
+// samplers' best sample improved by the local search. Auto takes exact
+// inference where it is quick (as for posteriors) and EPIS-BN otherwise.
+// LBP has no explanation to give: std::invalid_argument.
+QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& evidence,
+                                      const InferenceOptions& options, bool localSearch = true);
+
+// The joint posterior of a few variables, exactly (auto and exact alike);
+// the other algorithms are refused with std::invalid_argument.
+QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& evidence,
+                                        const std::vector<int>& variables, const InferenceOptions& options);
+
+}  // namespace samplenet

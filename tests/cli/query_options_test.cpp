@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::runSamplenet;
+
+const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
+
+nlohmann::json jsonOf(const std::vector<std::string>& arguments) {
+    const auto run = runSamplenet(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return nlohmann::json::parse(run.out);
+}
+
+// The joint table's marginals are the posteriors `infer` prints, and the
+// explanation of epis (best sample, local search) is the exact one on asia.
+TEST(QueryOptions, JointMarginalsMatchThePosteriorsAndExplanationsAgree) {
+    const auto joint = jsonOf({"infer", kAsia, "-e", "dysp=yes", "--joint", "lung,bronc", "--format", "json"});
+    const auto posteriors = jsonOf({"infer", kAsia, "-e", "dysp=yes", "-a", "exact", "--format", "json"});
+    const std::vector<double> table = joint.at("probabilities");
+    ASSERT_EQ(table.size(), 4u);
+    const double lungYes = table[0] + table[1];
+    const double broncYes = table[0] + table[2];
+    int checked = 0;
+    for (const auto& node : posteriors.at("posteriors")) {
+        if (node.at("node") != "lung" && node.at("node") != "bronc") continue;
+        EXPECT_NEAR(node.at("probabilities")[0].get<double>(), node.at("node") == "lung" ? lungYes : broncYes, 1e-12);
+        ++checked;
+    }
+    EXPECT_EQ(checked, 2);
+
+    const auto exact = jsonOf({"infer", kAsia, "-e", "dysp=yes", "-e", "xray=yes", "--mpe", "-a", "exact", "--format", "json"});
+    const auto sampled = jsonOf({"infer", kAsia, "-e", "dysp=yes", "-e", "xray=yes", "--mpe", "-a", "epis", "-n", "5000",
+                                 "--seed", "3", "--format", "json"});
+    EXPECT_TRUE(exact.at("exact").get<bool>());
+    EXPECT_FALSE(sampled.at("exact").get<bool>());
+    EXPECT_EQ(exact.at("explanation"), sampled.at("explanation"));
+    EXPECT_EQ(exact.at("explanation").at("xray"), "yes");
+    EXPECT_NEAR(exact.at("ln_joint_probability").get<double>(), sampled.at("ln_joint_probability").get<double>(), 1e-12);
+    // P(x | e) = P(x, e) / P(e), with P(e) as plain inference reports it.
+    const auto evidence = jsonOf({"infer", kAsia, "-e", "dysp=yes", "-e", "xray=yes", "-a", "exact", "--format", "json"});
+    EXPECT_NEAR(exact.at("ln_posterior_probability").get<double>(),
+                exact.at("ln_joint_probability").get<double>() - evidence.at("ln_probability_of_evidence").get<double>(),
+                1e-12);
+}
+
+TEST(QueryOptions, RefuseWhatTheyCannotAnswer) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{"--joint", "lung,nowhere"}, "unknown node \"nowhere\" in --joint"},
+        {{"--joint", "lung,lung"}, "names a variable twice"},
+        {{"--joint", "lung", "-a", "epis"}, "joint posteriors are computed exactly"},
+        {{"--mpe", "-a", "lbp"}, "lbp gives no explanation"},
+        {{"--mpe", "--format", "html"}, "print as table, json or csv"},
+        {{"--mpe", "--joint", "lung"}, "excludes"},
+        {{"--mpe", "-e", "either=no", "-e", "lung=yes"}, "impossible"},
+    };
+    for (const auto& [options, message] : cases) {
+        std::vector<std::string> arguments = {"infer", kAsia};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const auto run = runSamplenet(arguments);
+        EXPECT_NE(run.exitCode, 0) << message;
+        EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
+        EXPECT_TRUE(run.out.empty()) << run.out;
+    }
+}
+
+}  // namespace
