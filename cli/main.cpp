@@ -5,6 +5,7 @@
 #include "cli/batch_command.h"
 #include "cli/bench_command.h"
 #include "cli/convert_command.h"
+#include "cli/explore_command.h"
 #include "cli/generate_command.h"
 #include "cli/info_command.h"
 #include "cli/infer_command.h"
@@ -50,7 +51,10 @@ int main(int argc, char** argv) {
     CLI::App* batch = samplenet_cli::addBatchCommand(app, batchArguments);
     samplenet_cli::GenerateArguments generateArguments;
     CLI::App* generate = samplenet_cli::addGenerateCommand(app, generateArguments);
-    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate}) command->footer(kExitCodes);
+    samplenet_cli::ExploreArguments exploreArguments;
+    CLI::App* explore = samplenet_cli::addExploreCommand(app, exploreArguments);
+    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore})
+        command->footer(kExitCodes);
 
     try {
         app.parse(argc, argv);
@@ -67,6 +71,7 @@ int main(int argc, char** argv) {
         if (plot->parsed()) samplenet_cli::runPlot(plotArguments, *plot);
         if (batch->parsed()) samplenet_cli::runBatch(batchArguments, *batch);
         if (generate->parsed()) samplenet_cli::runGenerate(generateArguments);
+        if (explore->parsed()) samplenet_cli::runExplore(exploreArguments, *explore);
     } catch (const samplenet::RunCancelled&) {
         std::cerr << "samplenet: interrupted\n";
         return kInterrupted;

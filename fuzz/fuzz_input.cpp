@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "lib/explore/explore_request.h"
 #include "lib/formats/bif.h"
 #include "lib/formats/net.h"
 #include "lib/formats/text_file.h"
@@ -78,6 +79,15 @@ void run(Target target, std::string_view bytes) {
             bytes.remove_prefix(1);
             return checkEvidence(readEvidenceText(evidenceNetwork(), bytes, uai ? "input.evid" : "input.evidence"));
         }
+        case Target::ExploreRequest: {
+            if (bytes.empty()) return;
+            const bool nodes = bytes.front() & 1;
+            bytes.remove_prefix(1);
+            if (!nodes) return checkEvidence(parseEvidenceRequest(evidenceNetwork(), bytes));
+            for (int v : parseNodesRequest(evidenceNetwork(), bytes))
+                require(v >= 0 && v < evidenceNetwork().size(), "node index out of bounds");
+            return;
+        }
     }
 }
 
@@ -90,6 +100,7 @@ std::optional<Target> targetNamed(std::string_view name) {
     if (name == "uai") return Target::Uai;
     if (name == "gzip") return Target::Gzip;
     if (name == "evidence") return Target::Evidence;
+    if (name == "explore") return Target::ExploreRequest;
     return std::nullopt;
 }
 
@@ -100,6 +111,7 @@ Outcome consume(Target target, std::string_view bytes) {
     } catch (const ParseError&) {
     } catch (const ModelError&) {
     } catch (const EvidenceError&) {
+    } catch (const RequestError&) {
     }
     return Outcome::Refused;
 }

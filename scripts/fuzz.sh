@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang and runs each for SECONDS.
-#   scripts/fuzz.sh SECONDS [TARGET...]   targets: bif xmlbif net uai gzip evidence (default: all)
+#   scripts/fuzz.sh SECONDS [TARGET...]   targets: bif xmlbif net uai gzip evidence explore (default: all)
 # Environment: FUZZ_JOBS targets at a time (default 1), FUZZ_DIR for corpora,
 # logs and findings (default build-fuzz/runs). Each target starts from its
 # seeds (fuzz/seeds) and crash regressions (tests/fuzz_regressions) and
@@ -16,7 +16,7 @@ fi
 seconds=$1
 shift
 targets=("$@")
-((${#targets[@]})) || targets=(bif xmlbif net uai gzip evidence)
+((${#targets[@]})) || targets=(bif xmlbif net uai gzip evidence explore)
 jobs=${FUZZ_JOBS:-1}
 work=${FUZZ_DIR:-build-fuzz/runs}
 

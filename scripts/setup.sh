@@ -2,17 +2,17 @@
 # Installs the build tools and libraries samplenet needs (Debian/Ubuntu),
 # and Graphviz, which draws its pictures.
 #   scripts/setup.sh           the main build's and the Python package's
-#   scripts/setup.sh --tests   also what only the tests use (a headless browser)
+#   scripts/setup.sh --tests   also what only the tests use (a headless browser and its WebDriver)
 #   scripts/setup.sh --fuzz    also clang and its libFuzzer, for scripts/fuzz.sh
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev nlohmann-json3-dev libfmt-dev libpugixml-dev zlib1g-dev libcsv-dev
+  libcli11-dev nlohmann-json3-dev libfmt-dev libpugixml-dev zlib1g-dev libcsv-dev libcpp-httplib-dev
   graphviz
   python3-dev python3-venv
 )
-[[ ${1:-} == --tests ]] && packages+=(chromium)
+[[ ${1:-} == --tests ]] && packages+=(chromium chromium-driver python3-selenium)
 [[ ${1:-} == --fuzz ]] && packages+=(clang libclang-rt-dev)
 missing=()
 for p in "${packages[@]}"; do

@@ -81,7 +81,29 @@ std::string likelihoodText(const std::vector<double>& likelihood) {
     return fmt::format("likelihood [{}]", fmt::join(likelihood, ", "));
 }
 
+// The page's variant: an empty bar for it to fill, and every cell a link it
+// can find by id.
+std::string linkedLabel(const PosteriorPicture& picture, int v) {
+    const Variable& variable = picture.network.variables[v];
+    const std::string name = htmlEscaped(variable.name);
+    std::string rows = fmt::format(R"(<TR><TD COLSPAN="3" ID="h{}" HREF="#" TOOLTIP="{}: evidence menu"><B>{}</B></TD></TR>)",
+                                   v, name, name);
+    for (int s = 0; s < variable.stateCount(); ++s) {
+        const std::string link =
+            fmt::format(R"(HREF="#" TOOLTIP="{} = {}")", name, htmlEscaped(variable.states[s]));
+        rows += fmt::format(
+            R"(<TR><TD ID="s{0}_{1}n" {2} ALIGN="LEFT">{3}</TD><TD ID="s{0}_{1}b" {2}><TABLE BORDER="0" CELLSPACING="0" )"
+            R"(CELLPADDING="0"><TR><TD WIDTH="{4}" HEIGHT="{5}" FIXEDSIZE="TRUE" BGCOLOR="{6}"></TD></TR></TABLE></TD>)"
+            R"(<TD ID="s{0}_{1}p" {2} ALIGN="RIGHT">0.000</TD></TR>)",
+            v, s, link, htmlEscaped(variable.states[s]), kBarLength, kBarHeight, kBarBackground);
+    }
+    return fmt::format(
+        R"(<<TABLE BORDER="1" CELLBORDER="0" CELLSPACING="0" CELLPADDING="2" BGCOLOR="{}" COLOR="{}">{}</TABLE>>)",
+        kPlain.fill, kPlain.border, rows);
+}
+
 std::string detailedLabel(const PosteriorPicture& picture, int v, const NodeStyle& style) {
+    if (picture.linked) return linkedLabel(picture, v);
     const Variable& variable = picture.network.variables[v];
     std::string header = "<B>" + htmlEscaped(variable.name) + "</B>";
     if (const auto hard = picture.evidence.hard.find(v); hard != picture.evidence.hard.end())

@@ -17,6 +17,11 @@ struct PosteriorPicture {
     const InferenceResult& result;
     PictureSelection nodes;
     std::string caption;  // one line above the graph; may be empty
+    // For a page that updates the picture in place: every state row's cells
+    // (ids s{v}_{s}n, s{v}_{s}b, s{v}_{s}p) and every header (h{v}) become
+    // links, the bar is one empty cell for the page to fill, and nothing in
+    // a label depends on the evidence, so that the layout never changes.
+    bool linked = false;
 };
 
 // Probability as the picture prints it: three decimals, "<0.001" for a
@@ -31,7 +36,8 @@ std::string pictureIntervalText(double halfInterval);
 // name and one row per state (name, bar, number, and for a sampled result
 // the 95% interval, shaded on the bar and printed after it); observed nodes are
 // coloured and carry their state ("observed" class), likelihood evidence is
-// marked ("likelihood" class); context nodes show their name only.
+// marked ("likelihood" class); context nodes show their name only. See
+// `linked` for the page's variant.
 std::string posteriorDot(const PosteriorPicture& picture);
 
 }  // namespace samplenet

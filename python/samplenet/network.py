@@ -239,6 +239,13 @@ class Network:
         states = {node: self.states(node) for node in nodes}
         return JointPosterior(nodes, states, np.asarray(table).reshape([len(states[node]) for node in nodes]))
 
+    def explore(self, port=0, algorithm="auto", **options) -> str:
+        """Starts the explore page for this network on 127.0.0.1 (port 0: a
+        free one) and returns its address: click a state to observe it and
+        watch every posterior move. It runs on a background thread until
+        the interpreter exits; `algorithm` and the other options are infer's."""
+        return _core.explore(self._core, make_options(algorithm, **options), int(port), self.name or "network")
+
     def infer_many(self, cases, **kwargs):
         """Runs every row of a DataFrame as one evidence case and returns a
         DataFrame of posteriors, one row per case; see

@@ -8,4 +8,5 @@ NB_MODULE(_core, module) {
     samplenet_python::bindInference(module);
     samplenet_python::bindPicture(module);
     samplenet_python::bindQueries(module);
+    samplenet_python::bindExplore(module);
 }

@@ -46,6 +46,9 @@ TEST(FuzzSeeds, ValidNetworksAreAcceptedAndErrorCasesRefused) {
     EXPECT_EQ(consume(Target::Gzip, contents(seeds / "gzip/cancer.bif.gz")), Outcome::Accepted);
     EXPECT_EQ(consume(Target::Evidence, contents(seeds / "evidence/file-1")), Outcome::Accepted);
     EXPECT_EQ(consume(Target::Evidence, contents(seeds / "evidence/uai-1")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::ExploreRequest, contents(seeds / "explore/evidence-1")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::ExploreRequest, contents(seeds / "explore/nodes-1")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::ExploreRequest, contents(seeds / "explore/unknown-state")), Outcome::Refused);
     EXPECT_EQ(consume(Target::Bif, contents(seeds / "bif/cycle.bif")), Outcome::Refused);
     EXPECT_EQ(consume(Target::Uai, contents(seeds / "uai/error-00")), Outcome::Refused);
 }

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+// The most bytes a request body of the explore page may hold; larger
+// requests are refused before they are read.
+constexpr std::size_t kMaxExploreRequestBytes = std::size_t{1} << 20;
+
+// A request whose body is not what the page sends.
+class RequestError : public std::invalid_argument {
+public:
+    using std::invalid_argument::invalid_argument;
+};
+
+// The evidence of a request body {"evidence": ["NODE=STATE", "NODE=[l1,l2,...]", ...]},
+// each item read as the command line reads -e. Throws RequestError for a
+// body of another shape, EvidenceError (with the command line's message)
+// for evidence it would refuse.
+Evidence parseEvidenceRequest(const Network& network, std::string_view body);
+
+// The nodes of a request body {"nodes": ["NODE", ...]}, by index, in the
+// order given. Throws RequestError for another shape or an unknown node.
+std::vector<int> parseNodesRequest(const Network& network, std::string_view body);
+
+}  // namespace samplenet

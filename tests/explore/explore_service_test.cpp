@@ -1,0 +1,150 @@
+#include "lib/explore/explore_service.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "lib/explore/explore_request.h"
+#include "lib/formats/formats.h"
+#include "lib/inference/evidence_parser.h"
+#include "lib/model/errors.h"
+
+namespace samplenet {
+namespace {
+
+Network asia() { return readNetwork(std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz"); }
+
+InferenceOptions exact() {
+    InferenceOptions options;
+    options.algorithm = Algorithm::Exact;
+    return options;
+}
+
+std::string errorOf(const Reply& reply) { return nlohmann::json::parse(reply.body).at("error").get<std::string>(); }
+
+// Each request the page would never send gets its status and the message
+// the command line gives for the same mistake; the service answers
+// normally afterwards.
+TEST(ExploreService, RefusesBadRequestsWithTheirStatusAndMessage) {
+    ExploreService service("asia", asia(), exact());
+    struct Case {
+        const char* method;
+        const char* path;
+        std::string body;
+        int status;
+        std::string message;
+    };
+    std::string tooManyNodes = R"({"nodes": ["asia")";
+    for (int i = 0; i < 60; ++i) tooManyNodes += R"(, "asia")";
+    tooManyNodes += "]}";
+    const Case cases[] = {
+        {"POST", "/api/posteriors", R"({"evidence": ["Asia=yes"]})", 400, "unknown node \"Asia\""},
+        {"POST", "/api/posteriors", R"({"evidence": ["asia=maybe"]})", 400,
+         "unknown state \"maybe\" of \"asia\"; valid states: yes, no"},
+        {"POST", "/api/posteriors", R"({"evidence": ["asia=yes", "asia=no"]})", 400,
+         "evidence on \"asia\" is given twice"},
+        {"POST", "/api/posteriors", R"({"evidence": ["asia"]})", 400,
+         "evidence \"asia\" is not of the form NODE=STATE or NODE=[l1,l2,...]"},
+        {"POST", "/api/posteriors", R"({"evidence": ["asia=[0,0]"]})", 400,
+         "likelihood of \"asia\" is zero for every state"},
+        {"POST", "/api/posteriors", "asia=yes", 400, "the request body is not JSON"},
+        {"POST", "/api/posteriors", R"({"evidence": "asia=yes"})", 400,
+         "the request body should be {\"evidence\": [\"...\", ...]}"},
+        {"POST", "/api/posteriors", R"({"evidence": [1]})", 400,
+         "the request body should be {\"evidence\": [\"...\", ...]}"},
+        {"POST", "/api/posteriors", R"({"evidence": [], "path": "/etc/passwd"})", 400,
+         "the request body should be {\"evidence\": [\"...\", ...]}"},
+        {"POST", "/api/picture", R"({"nodes": ["nowhere"]})", 400, "unknown node \"nowhere\""},
+        {"POST", "/api/picture", tooManyNodes, 400, "at most 60 nodes are drawn at once"},
+        {"POST", "/api/posteriors", R"({"evidence": ["either=no", "tub=yes"]})", 422, ""},
+        {"GET", "/api/posteriors", "", 405, "/api/posteriors takes POST, not GET"},
+        {"DELETE", "/", "", 405, "/ takes GET, not DELETE"},
+        {"GET", "/../data/networks/asia.bif.gz", "", 404, "no such page: /../data/networks/asia.bif.gz"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.method) + " " + c.path + " " + c.body);
+        const Reply reply = service.handle(c.method, c.path, c.body);
+        EXPECT_EQ(reply.status, c.status);
+        if (!c.message.empty()) {
+            EXPECT_EQ(errorOf(reply), c.message);
+        }
+        if (c.status == 405) {
+            EXPECT_FALSE(reply.allow.empty());
+        }
+    }
+    // The same messages as the command line's -e.
+    Evidence evidence;
+    const Network network = asia();
+    try {
+        addEvidenceAssignment(network, "asia=maybe", evidence);
+        FAIL() << "no error";
+    } catch (const EvidenceError& error) {
+        EXPECT_EQ(errorOf(service.handle("POST", "/api/posteriors", R"({"evidence": ["asia=maybe"]})")), error.what());
+    }
+    EXPECT_EQ(service.handle("POST", "/api/posteriors", R"({"evidence": []})").status, 200);
+    EXPECT_EQ(service.handle("GET", "/api/network", "").status, 200);
+}
+
+TEST(ExploreService, PosteriorsAreTheLibrarysForTheSameEvidence) {
+    const Network network = asia();
+    ExploreService service("asia", network, exact());
+    const Reply reply =
+        service.handle("POST", "/api/posteriors", R"({"evidence": ["smoke=yes", "xray=[0.2,0.9]"]})");
+    ASSERT_EQ(reply.status, 200) << reply.body;
+    const nlohmann::json json = nlohmann::json::parse(reply.body);
+    Evidence evidence;
+    addEvidenceAssignment(network, "smoke=yes", evidence);
+    addEvidenceAssignment(network, "xray=[0.2,0.9]", evidence);
+    const InferenceResult expected = infer(network, evidence, exact());
+    EXPECT_EQ(json.at("algorithm"), "exact");
+    EXPECT_EQ(json.at("posteriors").get<std::vector<std::vector<double>>>(), expected.posteriors);
+    EXPECT_DOUBLE_EQ(json.at("log_probability_of_evidence").get<double>(), *expected.logProbabilityOfEvidence);
+}
+
+TEST(ExploreService, SamplersReportTheirErrorsAndTheAutomaticChoiceSaysWhy) {
+    InferenceOptions epis;
+    epis.samples = 2000;
+    epis.seed = 3;
+    ExploreService sampled("asia", asia(), epis);
+    const nlohmann::json json =
+        nlohmann::json::parse(sampled.handle("POST", "/api/posteriors", R"({"evidence": ["dysp=yes"]})").body);
+    EXPECT_EQ(json.at("algorithm"), "epis");
+    EXPECT_EQ(json.at("samples_drawn"), 2000);
+    EXPECT_EQ(json.at("standard_errors").size(), 8u);
+    EXPECT_GT(json.at("largest_standard_error").get<double>(), 0.0);
+
+    InferenceOptions automatic;
+    automatic.algorithm = Algorithm::Auto;
+    ExploreService chosen("asia", asia(), automatic);
+    const nlohmann::json answer = nlohmann::json::parse(chosen.handle("POST", "/api/posteriors", R"({"evidence": []})").body);
+    EXPECT_EQ(answer.at("algorithm"), "exact");
+    EXPECT_NE(answer.at("choice").get<std::string>().find("junction tree"), std::string::npos);
+}
+
+// The page finds every state row and header by id; a drawing without them
+// would leave it nothing to click.
+TEST(ExploreService, PictureLinksEveryStateRowOfTheChosenNodes) {
+    const Network network = asia();
+    ExploreService service("asia", network, exact());
+    const Reply whole = service.handle("POST", "/api/picture", R"({"nodes": []})");
+    ASSERT_EQ(whole.status, 200) << whole.body;
+    EXPECT_EQ(whole.contentType, "image/svg+xml");
+    for (int v = 0; v < network.size(); ++v) {
+        EXPECT_NE(whole.body.find("id=\"a_h" + std::to_string(v) + "\""), std::string::npos) << v;
+        for (int s = 0; s < network.variables[v].stateCount(); ++s)
+            for (const char* cell : {"n", "b", "p"})
+                EXPECT_NE(whole.body.find("id=\"a_s" + std::to_string(v) + "_" + std::to_string(s) + cell + "\""),
+                          std::string::npos)
+                    << v << " " << s << cell;
+    }
+    // A chosen node in full, its neighbours by name only.
+    const Reply part = service.handle("POST", "/api/picture", R"({"nodes": ["lung"]})");
+    ASSERT_EQ(part.status, 200);
+    EXPECT_NE(part.body.find("id=\"a_h3\""), std::string::npos);
+    EXPECT_EQ(part.body.find("id=\"a_h2\""), std::string::npos);
+    EXPECT_NE(part.body.find("<title>smoke</title>"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace samplenet
