@@ -79,6 +79,8 @@ Reply ExploreService::handle(std::string_view method, std::string_view path, std
         return errorReply(400, error.what());
     } catch (const InferenceError& error) {
         return errorReply(422, error.what());
+    } catch (const RunCancelled&) {
+        return errorReply(409, "a newer request took this one's place");
     } catch (const std::bad_alloc&) {
         return errorReply(500, "out of memory");
     } catch (const std::exception& error) {
@@ -125,8 +127,19 @@ Reply ExploreService::pictureReply(std::string_view body) {
     return Reply{200, "image/svg+xml", std::move(svg), ""};
 }
 
+ExploreService::~ExploreService() {
+    std::lock_guard lock(mutex);
+    if (stopRunning) stopRunning->requestStop();
+}
+
 Reply ExploreService::posteriorsReply(std::string_view body) {
     const Evidence evidence = parseEvidenceRequest(network, body);
+    {
+        // The run in progress could only answer a request that this one
+        // replaces: it stops within milliseconds.
+        std::lock_guard lock(mutex);
+        if (stopRunning) stopRunning->requestStop();
+    }
     std::optional<Reply> reply = worker.run([&] { return infer(evidence); });
     if (!reply) return errorReply(409, "a newer request took this one's place");
     return *reply;
@@ -135,6 +148,8 @@ Reply ExploreService::posteriorsReply(std::string_view body) {
 // On the worker's thread.
 Reply ExploreService::infer(const Evidence& evidence) {
     InferenceOptions run = options;
+    const auto stop = std::make_shared<StopToken>();
+    run.cancellation.token = stop;
     run.progress = [this](const Progress& now) {
         std::lock_guard lock(mutex);
         progress.progress = now;
@@ -142,6 +157,7 @@ Reply ExploreService::infer(const Evidence& evidence) {
     {
         std::lock_guard lock(mutex);
         progress = RunProgress{true, {}};
+        stopRunning = stop;
     }
     struct Finished {
         ExploreService& service;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -7,6 +8,7 @@
 
 #include "lib/explore/latest_wins_worker.h"
 #include "lib/explore/reply.h"
+#include "lib/inference/cancellation.h"
 #include "lib/inference/inference.h"
 #include "lib/model/network.h"
 
@@ -26,6 +28,10 @@ namespace samplenet {
 class ExploreService {
 public:
     ExploreService(std::string title, Network network, InferenceOptions options);
+    // Stops a run in progress rather than wait for it.
+    ~ExploreService();
+    ExploreService(const ExploreService&) = delete;
+    ExploreService& operator=(const ExploreService&) = delete;
 
     // Safe to call from many threads at once; inference runs one at a time
     // on the service's own thread.
@@ -47,9 +53,11 @@ private:
     const Network network;
     const InferenceOptions options;
     LatestWinsWorker worker;
-    mutable std::mutex mutex;  // guards the two below
+    mutable std::mutex mutex;  // guards the three below
     std::optional<std::string> wholePicture;
     RunProgress progress;
+    // Stops the run in progress, which a newer request makes stale.
+    std::shared_ptr<StopToken> stopRunning;
 };
 
 // {"error": message}, with the status.

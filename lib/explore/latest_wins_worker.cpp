@@ -21,8 +21,7 @@ std::optional<Reply> LatestWinsWorker::run(std::function<Reply()> job) {
     {
         std::lock_guard lock(mutex);
         // A job still waiting will never be wanted: its caller learns so now.
-        // A running one finishes, and its reply is dropped as stale; stopping
-        // it early takes a cancellation call here.
+        // A running one's reply is dropped as stale (its caller stops it).
         if (waiting) waiting->reply.set_value(std::nullopt);
         waiting.emplace(Job{++generation, std::move(job), {}});
         reply = waiting->reply.get_future();

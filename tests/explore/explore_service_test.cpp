@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 
 #include "lib/explore/explore_request.h"
 #include "lib/formats/formats.h"
@@ -120,6 +123,30 @@ TEST(ExploreService, SamplersReportTheirErrorsAndTheAutomaticChoiceSaysWhy) {
     const nlohmann::json answer = nlohmann::json::parse(chosen.handle("POST", "/api/posteriors", R"({"evidence": []})").body);
     EXPECT_EQ(answer.at("algorithm"), "exact");
     EXPECT_NE(answer.at("choice").get<std::string>().find("junction tree"), std::string::npos);
+}
+
+// A click while a long run goes on stops that run at once: its request
+// gets 409 and the newer one its answer (here at once too: its evidence is
+// impossible). Uninterrupted, the first run would go on for minutes.
+TEST(ExploreService, ANewerRequestStopsTheRunInProgress) {
+    InferenceOptions endless;
+    endless.samples = 2'000'000'000;
+    endless.seed = 1;
+    ExploreService service("asia", asia(), endless);
+    std::future<Reply> first = std::async(std::launch::async, [&] {
+        return service.handle("POST", "/api/posteriors", R"({"evidence": ["dysp=yes"]})");
+    });
+    while (!nlohmann::json::parse(service.handle("GET", "/api/progress", "").body).at("running").get<bool>())
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+
+    const auto submitted = std::chrono::steady_clock::now();
+    const Reply impossible = service.handle("POST", "/api/posteriors", R"({"evidence": ["either=no", "lung=yes"]})");
+    EXPECT_EQ(impossible.status, 422) << impossible.body;
+    const Reply stopped = first.get();
+    EXPECT_LT(std::chrono::steady_clock::now() - submitted, std::chrono::seconds(30)) << "the first run was not stopped";
+    EXPECT_EQ(stopped.status, 409) << stopped.body;
+    EXPECT_EQ(errorOf(stopped), "a newer request took this one's place");
 }
 
 // The page finds every state row and header by id; a drawing without them
