@@ -79,12 +79,13 @@ std::string explanationCsv(const QueryReportContext& context, const Explanation&
     return text;
 }
 
-// The states of each combination of the joint table, in its order.
+// The states, probability and standard error (0 when exact) of each
+// combination of the joint table, in its order.
 template <class Visit>
 void forEachCombination(const QueryReportContext& context, const JointPosterior& joint, Visit visit) {
     std::vector<int> states(joint.variables.size(), 0);
-    for (double probability : joint.probabilities) {
-        visit(states, probability);
+    for (std::size_t k = 0; k < joint.probabilities.size(); ++k) {
+        visit(states, joint.probabilities[k], joint.standardErrors.empty() ? 0.0 : joint.standardErrors[k]);
         for (std::size_t d = states.size(); d-- > 0;) {
             if (++states[d] < context.network.variables[joint.variables[d]].stateCount()) break;
             states[d] = 0;
@@ -94,6 +95,7 @@ void forEachCombination(const QueryReportContext& context, const JointPosterior&
 
 std::string jointTable(const QueryReportContext& context, const samplenet::QueryRun<JointPosterior>& run) {
     const JointPosterior& joint = run.answer;
+    const bool sampled = !joint.standardErrors.empty();
     std::string text = headingLines(context, run, "joint posterior");
     std::vector<std::size_t> widths;
     for (int v : joint.variables) {
@@ -103,11 +105,11 @@ std::string jointTable(const QueryReportContext& context, const samplenet::Query
         widths.push_back(width);
         text += fmt::format("{:<{}}  ", variable.name, width);
     }
-    text += "probability\n";
-    forEachCombination(context, joint, [&](const std::vector<int>& states, double probability) {
+    text += sampled ? "probability  std. error\n" : "probability\n";
+    forEachCombination(context, joint, [&](const std::vector<int>& states, double probability, double error) {
         for (std::size_t d = 0; d < states.size(); ++d)
             text += fmt::format("{:<{}}  ", context.network.variables[joint.variables[d]].states[states[d]], widths[d]);
-        text += fmt::format("{:.6f}\n", probability);
+        text += sampled ? fmt::format("{:<11.6f}  {:.6f}\n", probability, error) : fmt::format("{:.6f}\n", probability);
     });
     return text;
 }
@@ -120,17 +122,19 @@ std::string jointJson(const QueryReportContext& context, const samplenet::QueryR
     for (int v : joint.variables)
         nodes.push_back({{"node", context.network.variables[v].name}, {"states", context.network.variables[v].states}});
     json["probabilities"] = joint.probabilities;  // the last node's states vary fastest
+    if (!joint.standardErrors.empty()) json["standard_errors"] = joint.standardErrors;
     return json.dump(2) + "\n";
 }
 
 std::string jointCsv(const QueryReportContext& context, const JointPosterior& joint) {
+    const bool sampled = !joint.standardErrors.empty();
     std::string text;
     for (int v : joint.variables) text += csvField(context.network.variables[v].name) + ",";
-    text += "probability\n";
-    forEachCombination(context, joint, [&](const std::vector<int>& states, double probability) {
+    text += sampled ? "probability,standard_error\n" : "probability\n";
+    forEachCombination(context, joint, [&](const std::vector<int>& states, double probability, double error) {
         for (std::size_t d = 0; d < states.size(); ++d)
             text += csvField(context.network.variables[joint.variables[d]].states[states[d]]) + ",";
-        text += fmt::format("{}\n", probability);
+        text += sampled ? fmt::format("{},{}\n", probability, error) : fmt::format("{}\n", probability);
     });
     return text;
 }

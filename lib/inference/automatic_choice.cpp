@@ -40,10 +40,13 @@ ExactVerdict judgeExactInference(const Network& network, const InferenceOptions&
 AutomaticRun inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
     const ExactVerdict exact = judgeExactInference(network, options);
     if (exact.quick) return attempt(network, evidence, withAlgorithm(options, Algorithm::Exact), "exact: " + exact.why);
+    return sampleAutomatically(network, evidence, options, exact.why);
+}
 
+AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+                                 const std::string& tooLarge) {
     InferenceOptions sampling = withAlgorithm(options, Algorithm::Epis);
     if (!sampling.targetError) sampling.targetError = kDefaultTargetError;
-    const std::string& tooLarge = exact.why;
     try {
         return attempt(network, evidence, sampling, "epis: " + tooLarge);
     } catch (const InferenceError&) {

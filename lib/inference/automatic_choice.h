@@ -29,4 +29,9 @@ ExactVerdict judgeExactInference(const Network& network, const InferenceOptions&
 // says what was done and why. Throws as infer() does when every step fails.
 AutomaticRun inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options);
 
+// The steps after exact inference was judged too slow for the reason given:
+// EPIS-BN with a precision target, a longer propagation, then LBP.
+AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+                                 const std::string& tooLarge);
+
 }  // namespace samplenet

@@ -16,6 +16,7 @@
 #include "lib/inference/evidence_check.h"
 #include "lib/inference/likelihood_evidence.h"
 #include "lib/inference/network_adapter.h"
+#include "lib/inference/sampling_tallies.h"
 
 namespace samplenet {
 
@@ -134,14 +135,17 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
         return runLoopyPropagation(net, options.lbpTolerance, propagation.emplace());
     };
     if (options.algorithm != Algorithm::Lbp) {
-        const SamplingSettings settings{.jobs = options.jobs,
-                                        .generator = options.generator,
-                                        .targetError = options.targetError,
-                                        .keepGoing = [&clock](long drawn) { return clock.poll(drawn); },
-                                        .keepBestSamples = options.keepBestSamples};
+        SamplingSettings settings{.jobs = options.jobs,
+                                  .generator = options.generator,
+                                  .targetError = options.targetError,
+                                  .keepGoing = [&clock](long drawn) { return clock.poll(drawn); },
+                                  .keepBestSamples = options.keepBestSamples,
+                                  .tallies = {}};
         const ImportanceSampler sampler =
             options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
-        driver = [&, settings, sampler](SampleNet& net) {
+        // The engine orders the nodes as it starts: tallies use its order.
+        driver = [&, settings, sampler](SampleNet& net) mutable {
+            settings.tallies = talliesFor(options, adapter);
             return runImportanceSampler(net, sampler, settings, sampling.emplace());
         };
     }
@@ -179,6 +183,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
         // validating any, so success alone vouches for them.
         result.valid.push_back(code == 0 || adapter.valid(v));
     }
+    if (sampling) keepTallied(options, *sampling, result);
     if (code == 0) return result;
     if (code == kNoWeight)
         throw InferenceError(noWeightMessage(failedName(network, *model, failed), options, sampling), std::move(result));
@@ -232,6 +237,7 @@ InferenceResult infer(const Network& given, const Evidence& evidence, const Infe
     Network network = given;
     validate(network);
     checkEvidenceShape(network, evidence);
+    checkTallies(network, options);
     if (const auto v = findImpossibleVariable(network, evidence))
         throw InferenceError("the evidence is impossible under the model: no state of " + quotedName(network, *v) +
                                  " is compatible with it",

@@ -80,10 +80,16 @@ struct InferenceOptions {
     // samples; `samples` is then the most to draw. The result says whether
     // the target was met.
     std::optional<double> targetError;
-    // Exact inference computes only these variables' posteriors (all when
-    // empty) and leaves the others empty and invalid; it then builds its
-    // junction tree over only what they need.
+    // Inference computes only these variables' posteriors (all when empty)
+    // and leaves the others empty and invalid: exact inference builds its
+    // junction tree over only what they need, the samplers add up only their
+    // sums (and judge a target error by them). LBP computes every posterior.
     std::vector<int> queried;
+    // EPIS, AIS: also add up the joint posterior of these variables, one
+    // table with an entry per combination of their states, from the same
+    // samples (InferenceResult::joint). Its entries count towards a target
+    // error. Exact inference and LBP ignore it.
+    std::vector<int> joint;
     // EPIS, AIS: keep this many of the most probable complete samples drawn,
     // all different (InferenceResult::bestSamples): candidate explanations
     // of the evidence.
@@ -93,6 +99,16 @@ struct InferenceOptions {
     // Stops the run from another thread or from the caller's own check; see
     // Cancellation. A stopped run throws RunCancelled.
     Cancellation cancellation;
+};
+
+// P(variables | evidence) as one table: one dimension per variable in the
+// order given, the last varying fastest.
+struct JointPosterior {
+    std::vector<int> variables;
+    std::vector<double> probabilities;
+    // Estimated from samples: the standard error of every entry (empty when
+    // exact).
+    std::vector<double> standardErrors;
 };
 
 struct InferenceResult {
@@ -122,6 +138,8 @@ struct InferenceResult {
     // With keepBestSamples: the most probable samples, best first, each a
     // state per variable; empty when no sample had weight.
     std::vector<std::vector<int>> bestSamples;
+    // With InferenceOptions::joint, from the samplers.
+    std::optional<JointPosterior> joint;
 };
 
 // The network is too large for the chosen algorithm within the memory limit.

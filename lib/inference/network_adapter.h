@@ -26,6 +26,8 @@ public:
     int recordFailure();
     // The variable behind an engine index.
     int variableAt(int node) const { return order[node]; }
+    // The engine index of a variable, once the engine has ordered them.
+    int nodeOf(int variable) const { return position[variable]; }
 
     int GetNodeCount() const override { return network.size(); }
     void PartialOrdering() override;

@@ -33,7 +33,7 @@ JointPosterior exactJointPosterior(const Network& network, const Evidence& evide
     for (const Variable& variable : network.variables) stateCounts.push_back(variable.stateCount());
     const TableShape whole(variables, stateCounts);
     const TableShape part(unobserved, stateCounts);
-    JointPosterior joint{variables, std::vector<double>(whole.size, 0.0)};
+    JointPosterior joint{variables, std::vector<double>(whole.size, 0.0), {}};
     // Walk the free table's entries and place each at the observed states.
     std::vector<int> states(network.size(), 0);
     for (const auto& [v, state] : evidence.hard) states[v] = state;

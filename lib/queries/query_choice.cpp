@@ -52,9 +52,31 @@ QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& ev
 
 QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& evidence,
                                         const std::vector<int>& variables, const InferenceOptions& options) {
-    if (options.algorithm != Algorithm::Exact && options.algorithm != Algorithm::Auto)
-        throw std::invalid_argument("joint posteriors are computed exactly: use exact or auto");
-    return {exactJointPosterior(network, evidence, variables, ExactSettings(options).get()), Algorithm::Exact, ""};
+    // The samplers add up the joint and its variables' marginals alone.
+    InferenceOptions sampling = options;
+    sampling.joint = variables;
+    sampling.queried = variables;
+    switch (options.algorithm) {
+        case Algorithm::Exact:
+            return {exactJointPosterior(network, evidence, variables, ExactSettings(options).get()), Algorithm::Exact,
+                    ""};
+        case Algorithm::Epis:
+        case Algorithm::Ais: return {*infer(network, evidence, sampling).joint, options.algorithm, ""};
+        case Algorithm::Auto: {
+            const ExactVerdict exact = judgeExactInference(network, options);
+            if (exact.quick)
+                return {exactJointPosterior(network, evidence, variables, ExactSettings(options).get()),
+                        Algorithm::Exact, "exact: " + exact.why};
+            AutomaticRun run = sampleAutomatically(network, evidence, sampling, exact.why);
+            if (!run.result.joint)
+                throw InferenceError("no sample was compatible with the evidence, so there is no joint posterior: " +
+                                         run.result.choice,
+                                     std::move(run.result));
+            return {std::move(*run.result.joint), run.used.algorithm, run.result.choice};
+        }
+        case Algorithm::Lbp: break;
+    }
+    throw std::invalid_argument("lbp gives no joint posterior: use exact, epis, ais or auto");
 }
 
 }  // namespace samplenet

@@ -25,8 +25,11 @@ struct QueryRun {
 QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& evidence,
                                       const InferenceOptions& options, bool localSearch = true);
 
-// The joint posterior of a few variables, exactly (auto and exact alike);
-// the other algorithms are refused with std::invalid_argument.
+// The joint posterior of a few variables: exact by elimination, or added up
+// from the samples of EPIS-BN or AIS-BN, with a standard error per entry.
+// Auto takes exact inference where it is quick, and otherwise EPIS-BN to a
+// target error, as for posteriors. LBP is refused with
+// std::invalid_argument.
 QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& evidence,
                                         const std::vector<int>& variables, const InferenceOptions& options);
 

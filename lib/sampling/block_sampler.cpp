@@ -37,6 +37,7 @@ BlockSampler::BlockSampler(const SamplingPlan& plan, Generator stream) : plan(pl
     column.resize(capacity);
     scaled.resize(capacity);
     squared.resize(capacity);
+    if (plan.jointEntries > 0) jointIndex.resize(capacity);
 }
 
 std::uint64_t BlockSampler::draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums, BlockObserver* watcher) {
@@ -168,17 +169,33 @@ void BlockSampler::addBlock(int standing, WeightSums& sums) {
     // Adding the zero weight of an ended sample changes no sum, so every
     // sample of the block is added without a test. Each sum still takes its
     // weights in sample order.
-    std::size_t drawn[kInterleavedNodes];
+    std::size_t tallied[kInterleavedNodes];
     std::size_t group = 0;
     for (std::size_t i = 0; i < plan.nodes.size(); ++i) {
-        if (plan.nodes[i].evidence >= 0) continue;
-        drawn[group++] = i;
+        if (!plan.nodes[i].tallied) continue;
+        tallied[group++] = i;
         if (group == kInterleavedNodes) {
-            addRows(drawn, group, standing, sums);
+            addRows(tallied, group, standing, sums);
             group = 0;
         }
     }
-    addRows(drawn, group, standing, sums);
+    addRows(tallied, group, standing, sums);
+    if (plan.jointEntries > 0) addJoint(standing, sums);
+}
+
+void BlockSampler::addJoint(int standing, WeightSums& sums) {
+    std::fill_n(jointIndex.begin(), standing, 0u);
+    for (std::size_t k = 0; k < plan.jointNodes.size(); ++k) {
+        const std::uint16_t* row = &states[std::size_t{plan.jointNodes[k]} * capacity];
+        const std::uint32_t stride = plan.jointStrides[k];
+        for (int j = 0; j < standing; ++j) jointIndex[j] += row[j] * stride;
+    }
+    double* sum = sums.perState.data() + plan.firstJointSum;
+    double* square = sums.perStateSquares.data() + plan.firstJointSum;
+    for (int j = 0; j < standing; ++j) {
+        sum[jointIndex[j]] += scaled[j];
+        square[jointIndex[j]] += squared[j];
+    }
 }
 
 void BlockSampler::addRows(const std::size_t* nodes, std::size_t count, int standing, WeightSums& sums) {

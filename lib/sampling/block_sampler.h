@@ -64,6 +64,8 @@ private:
     void columnsOf(const SamplingPlan::Node& node, int live);
     void addBlock(int standing, WeightSums& sums);
     void addRows(const std::size_t* nodes, std::size_t count, int standing, WeightSums& sums);
+    // Adds the block's weights to the joint states the samples drew.
+    void addJoint(int standing, WeightSums& sums);
     // Multiplies sample j's weight by `factor`. A weight that reaches zero
     // ends the sample, and the block's live samples with it: returns false.
     // A weight leaving [2^-600, 2^600] moves 600 binary places into its
@@ -99,6 +101,7 @@ private:
     std::vector<std::uint32_t> column;
     std::vector<double> scaled;   // weights at the sums' scale
     std::vector<double> squared;  // squares relative to the largest weight
+    std::vector<std::uint32_t> jointIndex;  // each sample's entry of the joint table
     // The sample of the block that ended early, and how.
     int ended = -1;
     bool endedImpossible = false;

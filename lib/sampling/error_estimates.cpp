@@ -16,11 +16,11 @@ constexpr double kBoundConfidence = 0.95;
 // alone puts d at 1.96 of its error; 8 of it leaves each entry a tail of
 // 1e-15, small enough for any number of entries. Entries below an eighth of
 // the largest error have tails below 1e-50 there and are left out.
-double unionBound(const std::vector<std::vector<double>>& standardErrors, double largest) {
+double unionBound(const std::vector<const std::vector<double>*>& standardErrors, double largest) {
     if (largest <= 0.0) return 0.0;
     std::vector<double> counted;
-    for (const auto& node : standardErrors)
-        for (double error : node)
+    for (const std::vector<double>* group : standardErrors)
+        for (double error : *group)
             if (error > largest / 8) counted.push_back(error);
     const auto tails = [&counted](double distance) {
         double sum = 0.0;
@@ -44,23 +44,29 @@ ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums) 
     const bool weighed = sums.total > 0.0;
     // Squares are kept relative to the largest weight, sums at their scale.
     const int squareShift = weighed ? 2 * (sums.largestExponent - sums.scale) : 0;
-    for (const SamplingPlan::Node& node : plan.nodes) {
-        std::vector<double> errors(node.stateCount, 0.0);
-        if (node.evidence < 0 && weighed) {
-            const double* sum = sums.perState.data() + node.firstSum;
-            const double* square = sums.perStateSquares.data() + node.firstSum;
-            double total = 0.0;
-            for (std::uint32_t s = 0; s < node.stateCount; ++s) total += sum[s];
-            for (std::uint32_t s = 0; s < node.stateCount; ++s) {
-                const double p = sum[s] / total;
-                const double spread = square[s] * (1.0 - 2.0 * p) + p * p * sums.totalSquares;
-                errors[s] = std::sqrt(std::max(0.0, std::ldexp(spread, squareShift)) / (total * total));
-                estimates.largestStandardError = std::max(estimates.largestStandardError, errors[s]);
-            }
+    // The errors of `count` entries that share their samples' weights.
+    const auto errorsOf = [&](std::size_t first, std::size_t count) {
+        std::vector<double> errors(count, 0.0);
+        const double* sum = sums.perState.data() + first;
+        const double* square = sums.perStateSquares.data() + first;
+        double total = 0.0;
+        for (std::size_t s = 0; s < count; ++s) total += sum[s];
+        for (std::size_t s = 0; s < count; ++s) {
+            const double p = sum[s] / total;
+            const double spread = square[s] * (1.0 - 2.0 * p) + p * p * sums.totalSquares;
+            errors[s] = std::sqrt(std::max(0.0, std::ldexp(spread, squareShift)) / (total * total));
+            estimates.largestStandardError = std::max(estimates.largestStandardError, errors[s]);
         }
-        estimates.standardErrors.push_back(std::move(errors));
-    }
-    estimates.errorBound = unionBound(estimates.standardErrors, estimates.largestStandardError);
+        return errors;
+    };
+    for (const SamplingPlan::Node& node : plan.nodes)
+        estimates.standardErrors.push_back(node.tallied && weighed ? errorsOf(node.firstSum, node.stateCount)
+                                                                   : std::vector<double>(node.stateCount, 0.0));
+    if (plan.jointEntries > 0 && weighed) estimates.jointStandardErrors = errorsOf(plan.firstJointSum, plan.jointEntries);
+    std::vector<const std::vector<double>*> entries;
+    for (const auto& node : estimates.standardErrors) entries.push_back(&node);
+    entries.push_back(&estimates.jointStandardErrors);
+    estimates.errorBound = unionBound(entries, estimates.largestStandardError);
     const auto drawn = static_cast<double>(sums.drawn);
     if (!weighed || sums.drawn == 0) {
         estimates.logMeanWeight = -std::numeric_limits<double>::infinity();

@@ -12,12 +12,16 @@ namespace samplenet {
 // sums; its variance is the ratio estimator's (delta method):
 // sum over samples of w^2 (1[state drawn] - p)^2 / (sum of w)^2.
 struct ErrorEstimates {
-    // Per node (in the plan's order) and state; 0 for observed nodes.
+    // Per node (in the plan's order) and state; 0 for observed nodes and
+    // for those the run did not tally.
     std::vector<std::vector<double>> standardErrors;
+    // Per entry of the joint table the plan tallies, if any.
+    std::vector<double> jointStandardErrors;
     double largestStandardError = 0.0;
-    // With 95% confidence every posterior entry is within this distance of
-    // the truth, all of them at once: the normal tails of the entries'
-    // errors, added up over entries, come to 5% at this distance.
+    // With 95% confidence every posterior entry (the joint's too) is within
+    // this distance of the truth, all of them at once: the normal tails of
+    // the entries' errors, added up over entries, come to 5% at this
+    // distance.
     double errorBound = 0.0;
     // (sum of w)^2 / sum of w^2: how many unweighted samples the run is
     // worth. Below about 100 the error estimates themselves are unreliable.

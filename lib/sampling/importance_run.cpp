@@ -1,6 +1,7 @@
 #include "lib/sampling/importance_run.h"
 
 #include <algorithm>
+#include <numeric>
 #include <stdexcept>
 
 #include "engine/random_state.h"
@@ -58,7 +59,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     } else {
         sampler_steps::PrepareAis(net);
     }
-    const SamplingPlan plan(net);
+    const SamplingPlan plan(net, settings.tallies);
     if (plan.widestNode > kMostStates)
         throw std::length_error("the samplers take variables of at most 65536 states");
     const auto seed = static_cast<std::uint64_t>(engine_random::Seed());
@@ -104,11 +105,22 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     for (std::size_t k = 1; k < best.size(); ++k) best.front().merge(best[k]);
     if (!best.empty()) report.best = best.front().samples();
 
+    if (plan.jointEntries > 0) {
+        const double* sum = sums.perState.data() + plan.firstJointSum;
+        const double total = std::accumulate(sum, sum + plan.jointEntries, 0.0);
+        report.joint.assign(plan.jointEntries, 0.0);
+        if (total > 0.0)
+            for (std::size_t k = 0; k < plan.jointEntries; ++k) report.joint[k] = sum[k] / total;
+    }
+
+    // An untallied node gets even weights where the run has weight at all,
+    // so that the write-back still fails exactly when no sample counted.
+    const double untallied = sums.total > 0.0 ? 1.0 : 0.0;
     for (int i = 0; i < net.nodeCount; ++i) {
         SampleNode& node = *net.nodes[i];
         if (node.evidence >= 0) continue;
         const double* sum = sums.perState.data() + plan.nodes[i].firstSum;
-        for (int s = 0; s < node.numStates; ++s) node.weights[s] = sum[s];
+        for (int s = 0; s < node.numStates; ++s) node.weights[s] = plan.nodes[i].tallied ? sum[s] : untallied;
     }
     return sampler_steps::WriteBeliefs(net);
 }

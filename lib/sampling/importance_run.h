@@ -31,6 +31,9 @@ struct SamplingSettings {
     // Keep this many of the most probable samples drawn, all different
     // (SamplingReport::best).
     int keepBestSamples = 0;
+    // The nodes whose posteriors the run adds up (all by default), and a
+    // joint posterior to add up from the same samples.
+    SamplingPlan::Tallies tallies;
 };
 
 // What the final sampling stage did, for the user to judge its answer.
@@ -50,13 +53,18 @@ struct SamplingReport {
     std::optional<bool> targetMet;
     // With keepBestSamples: the best first; empty when no sample had weight.
     std::vector<ScoredSample> best;
+    // With a joint tally: its probabilities (the last node's states varying
+    // fastest), all 0 when no sample had weight; errors.jointStandardErrors
+    // are theirs.
+    std::vector<double> joint;
 };
 
 // One EPIS-BN or AIS-BN run on a network prepared with
 // SetParameterForImportanceSampling: the engine's own stages up to the final
 // samples, the final samples drawn by the block sampler on `jobs` threads,
 // and the engine's write-back to the host. Returns the driver's result (0,
-// or -5 when some node got no weight).
+// or -5 when some node got no weight). Nodes the settings do not tally get
+// placeholder beliefs, which the host must not use.
 //
 // Job k starts k/jobs of the way round the generator's stream from the
 // run's seed, so that jobs draw different numbers until each has used its

@@ -6,7 +6,9 @@
 
 namespace samplenet {
 
-SamplingPlan::SamplingPlan(const SampleNet& net) {
+SamplingPlan::SamplingPlan(const SampleNet& net, const Tallies& tallies) {
+    std::vector<bool> tallied(net.nodeCount, tallies.nodes.empty());
+    for (int node : tallies.nodes) tallied.at(node) = true;
     nodes.reserve(net.nodeCount);
     for (int i = 0; i < net.nodeCount; ++i) {
         const SampleNode& node = *net.nodes[i];
@@ -18,7 +20,8 @@ SamplingPlan::SamplingPlan(const SampleNet& net) {
                      static_cast<std::uint32_t>(node.numParents),
                      node.evidence >= 0 ? likelihoods.size() : entries.size(),
                      fallbacks.size(),
-                     sumCount};
+                     sumCount,
+                     node.evidence < 0 && tallied[i]};
         for (int k = 0; k < node.numParents; ++k) {
             parents.push_back(static_cast<std::uint32_t>(node.parents[k]));
             columnStrides.push_back(static_cast<std::uint32_t>(node.parentStrides[k + 1]));
@@ -47,6 +50,15 @@ SamplingPlan::SamplingPlan(const SampleNet& net) {
         widestNode = std::max(widestNode, node.numStates);
         nodes.push_back(planned);
     }
+    firstJointSum = sumCount;
+    jointNodes.assign(tallies.joint.begin(), tallies.joint.end());
+    jointStrides.resize(jointNodes.size());
+    jointEntries = jointNodes.empty() ? 0 : 1;
+    for (std::size_t k = jointNodes.size(); k-- > 0;) {
+        jointStrides[k] = static_cast<std::uint32_t>(jointEntries);
+        jointEntries *= static_cast<std::size_t>(net.nodes[jointNodes[k]]->numStates);
+    }
+    sumCount += jointEntries;
 }
 
 }  // namespace samplenet

@@ -19,6 +19,11 @@ namespace samplenet {
 // entries (the sums the engine's draw compares with, added in its order) and
 // the ratio of its network entry to its importance entry; an observed node's
 // column is the one network entry of its observed state.
+//
+// A run adds up, per state, the weights of the samples that drew it: of
+// every drawn node, or of the tallied ones only, which saves the additions of
+// the others. It may also add up the weights of each joint state of a few
+// nodes, whose sums follow the nodes' in a run's weight sums.
 struct SamplingPlan {
     struct Entry {
         double cumulative;
@@ -34,9 +39,19 @@ struct SamplingPlan {
         std::size_t tableOffset;
         std::size_t columnOffset;
         std::size_t firstSum;  // the node's states in a run's weight sums
+        bool tallied;          // its sums are added up (drawn nodes)
     };
 
-    explicit SamplingPlan(const SampleNet& net);
+    // What a run adds up, by engine index.
+    struct Tallies {
+        // Only these nodes' states; every drawn node's when empty.
+        std::vector<int> nodes;
+        // The joint states of these nodes (the last varying fastest); none
+        // when empty.
+        std::vector<int> joint;
+    };
+
+    explicit SamplingPlan(const SampleNet& net, const Tallies& tallies = {});
 
     std::vector<Node> nodes;
     std::vector<std::uint32_t> parents;
@@ -47,7 +62,13 @@ struct SamplingPlan {
     // non-zero importance), or -1 when no state is possible.
     std::vector<std::int32_t> fallbacks;
     std::vector<double> likelihoods;
-    std::size_t sumCount = 0;  // states of all nodes
+    std::size_t sumCount = 0;  // states of all nodes, then the joint's entries
+    // The joint's nodes and their strides in its table, and where its
+    // entries start in the sums.
+    std::vector<std::uint32_t> jointNodes;
+    std::vector<std::uint32_t> jointStrides;
+    std::size_t firstJointSum = 0;
+    std::size_t jointEntries = 0;
     long drawnNodes = 0;       // draws per complete sample
     int widestNode = 0;        // most states of any node
 };

@@ -53,7 +53,7 @@ TEST(QueryOptions, RefuseWhatTheyCannotAnswer) {
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
         {{"--joint", "lung,nowhere"}, "unknown node \"nowhere\" in --joint"},
         {{"--joint", "lung,lung"}, "names a variable twice"},
-        {{"--joint", "lung", "-a", "epis"}, "joint posteriors are computed exactly"},
+        {{"--joint", "lung", "-a", "lbp"}, "lbp gives no joint posterior"},
         {{"--mpe", "-a", "lbp"}, "lbp gives no explanation"},
         {{"--mpe", "--format", "html"}, "print as table, json or csv"},
         {{"--mpe", "--joint", "lung"}, "excludes"},

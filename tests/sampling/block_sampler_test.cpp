@@ -54,7 +54,9 @@ Outcome blockRun(const TinyNet& net, const std::vector<int>& evidence, Importanc
     SampleNet engine(host);
     engine.SetParameterForImportanceSampling();
     SamplingReport report;
-    const SamplingSettings settings{.jobs = jobs, .generator = generator, .targetError = {}, .keepGoing = {}};
+    SamplingSettings settings;
+    settings.jobs = jobs;
+    settings.generator = generator;
     const int code = samplenet::runImportanceSampler(engine, sampler, settings, report);
     engine.ClearImportanceParameter();
     qvr_clock::UseRealClock();
