@@ -43,6 +43,11 @@ class _Picture:
 
     def __call__(self, nodes) -> str:
         queried = [self.network.index(node) for node in nodes]
+        # A run with query= computed only the queried nodes.
+        drawn = queried or range(len(self.posteriors))
+        missing = [self.network.nodes[v] for v in drawn if not len(self.posteriors[v])]
+        if missing:
+            raise ValueError(f"no posterior of {missing[0]!r} to draw: the run computed only its query")
         return _core.picture_svg(self.network._core, self.hard, self.soft, self.posteriors, queried)
 
 
@@ -157,12 +162,16 @@ class Network:
             (result.converged).
         max_seconds: epis and ais stop drawing once this is spent and answer
             from the samples drawn (result.sampling.samples_drawn).
-        query: node names; the result holds only these (default: all).
+        query: node names; only these are computed and returned (default:
+            all): exact inference builds its tables for them alone, the
+            samplers add up their sums alone and judge target_error by them.
         joint: node names; result.joint is then their joint posterior (a
             JointPosterior: a numpy table with one axis per node, and
-            to_pandas()), computed exactly whatever the algorithm of the
-            marginals; NetworkTooLargeError where exact tables exceed the
-            memory limit.
+            to_pandas()). epis and ais (and auto where it samples) add it up
+            from the same samples as the marginals, with a standard error
+            per entry, and target_error covers it; otherwise it is computed
+            exactly (NetworkTooLargeError where the tables exceed the memory
+            limit).
 
         The run releases the GIL: other threads go on meanwhile, and runs from
         several threads take turns. Ctrl-C stops it within about 0.05 s with
@@ -177,10 +186,18 @@ class Network:
         if isinstance(query, str):
             query = [query]
         shown = self.nodes if query is None else [self._queried(node) for node in query]
+        positions = [self.index(node) for node in shown]
+        if query is not None:
+            options.queried = positions
+        if isinstance(joint, str):
+            joint = [joint]
+        if joint is not None:
+            joint = [self._queried(node, "joint") for node in joint]
+            options.joint = [self.index(node) for node in joint]
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
-        posteriors, log_p, seconds, sampling, converged, choice = _core.infer(self._core, hard, soft, options)
-        positions = [self.index(node) for node in shown]
+        posteriors, log_p, seconds, sampling, converged, choice, sampled_joint = _core.infer(
+            self._core, hard, soft, options)
         if sampling is not None:
             drawn, distinct = sampling[0], sampling[1]
             if distinct < drawn:
@@ -200,7 +217,7 @@ class Network:
             choice=choice or None,
             picture=_Picture(self, hard, soft, posteriors),
             queried=None if query is None else list(shown),
-            joint=None if joint is None else self._joint(joint, hard, soft, memory_limit_gib),
+            joint=None if joint is None else self._joint(joint, hard, soft, memory_limit_gib, sampled_joint),
         )
 
     def mpe(self, evidence=None, likelihood=None, algorithm="auto", samples=100_000, seed=None,
@@ -230,14 +247,16 @@ class Network:
         return Explanation({node: self._core.states(v)[s] for v, (node, s) in enumerate(zip(self.nodes, states))},
                            log_joint, log_posterior, exact, used, choice or None, changes)
 
-    def _joint(self, nodes, hard, soft, memory_limit_gib) -> JointPosterior:
-        if isinstance(nodes, str):
-            nodes = [nodes]
-        nodes = [self._queried(node, "joint") for node in nodes]
+    def _joint(self, nodes, hard, soft, memory_limit_gib, sampled) -> JointPosterior:
+        # What the samplers added up, or else the exact table.
+        states = {node: self.states(node) for node in nodes}
+        shape = [len(states[node]) for node in nodes]
+        if sampled is not None:
+            table, errors = sampled
+            return JointPosterior(nodes, states, np.asarray(table).reshape(shape), np.asarray(errors).reshape(shape))
         options = make_options("exact", memory_limit_gib=memory_limit_gib)
         table = _core.joint_posterior(self._core, hard, soft, [self.index(node) for node in nodes], options)
-        states = {node: self.states(node) for node in nodes}
-        return JointPosterior(nodes, states, np.asarray(table).reshape([len(states[node]) for node in nodes]))
+        return JointPosterior(nodes, states, np.asarray(table).reshape(shape))
 
     def explore(self, port=0, algorithm="auto", **options) -> str:
         """Starts the explore page for this network on 127.0.0.1 (port 0: a

@@ -45,11 +45,14 @@ class Explanation:
 @dataclass(frozen=True)
 class JointPosterior:
     """P(nodes | evidence) for a few nodes at once: `table` has one axis per
-    node, in the order of `nodes`, over that node's `states`."""
+    node, in the order of `nodes`, over that node's `states`. Added up by the
+    samplers, `standard_errors` has the table's shape; exact tables have
+    None."""
 
     nodes: list
     states: dict
     table: np.ndarray
+    standard_errors: np.ndarray | None = None
 
     def to_pandas(self) -> pd.Series:
         """The table as a Series named "probability", indexed by every

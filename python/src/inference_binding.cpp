@@ -30,11 +30,16 @@ using samplenet::InferenceOptions;
 // size, P(evidence)'s relative error, each entry's standard error, and
 // whether a target error was met, and the distance within which every
 // posterior lies with 95% confidence; for lbp with a tolerance, whether it
-// converged; and with algorithm "auto", what ran and why.
+// converged; with algorithm "auto", what ran and why; and a joint
+// posterior the samplers added up.
 using SamplingRecord =
     std::tuple<long, long, double, double, std::vector<std::vector<double>>, std::optional<bool>, double>;
+// With options.joint and a sampler: the joint posterior's probabilities and
+// their standard errors, the last variable's states varying fastest.
+using JointRecord = std::tuple<std::vector<double>, std::vector<double>>;
 using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double,
-                             std::optional<SamplingRecord>, std::optional<bool>, std::string>;
+                             std::optional<SamplingRecord>, std::optional<bool>, std::string,
+                             std::optional<JointRecord>>;
 
 RunResult inferOne(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
                    const std::map<std::string, std::vector<double>>& likelihood, InferenceOptions options) {
@@ -50,8 +55,10 @@ RunResult inferOne(const samplenet::Network& network, const std::map<std::string
                                   result.sampling->errors.errorBound};
     std::optional<bool> converged;
     if (result.propagation && options.lbpTolerance) converged = result.propagation->converged;
+    std::optional<JointRecord> joint;
+    if (result.joint) joint = JointRecord{std::move(result.joint->probabilities), std::move(result.joint->standardErrors)};
     return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds, std::move(sampling),
-            converged, std::move(result.choice)};
+            converged, std::move(result.choice), std::move(joint)};
 }
 
 // Cases first, first + 1, ...: for each, the posteriors of the queried
@@ -120,7 +127,9 @@ void bindInference(nb::module_& module) {
             "propagation_length", [](const InferenceOptions& options) { return options.epis.propagationLength; },
             [](InferenceOptions& options, int rounds) { options.epis.propagationLength = rounds; })
         .def_rw("memory_limit_bytes", &InferenceOptions::memoryLimitBytes)
-        .def_rw("max_seconds", &InferenceOptions::maxSeconds);
+        .def_rw("max_seconds", &InferenceOptions::maxSeconds)
+        .def_rw("queried", &InferenceOptions::queried)
+        .def_rw("joint", &InferenceOptions::joint);
     module.def("infer", &inferOne, nb::arg("network"), nb::arg("hard"), nb::arg("likelihood"), nb::arg("options"));
     module.def("run_cases", &runCases, nb::arg("network"), nb::arg("columns"), nb::arg("rows"), nb::arg("queried"),
                nb::arg("options"), nb::arg("run_seed"), nb::arg("first_case"));

@@ -49,6 +49,33 @@ def test_joint_posterior_agrees_with_the_marginals_and_pickles(asia):
     assert pickle.loads(pickle.dumps(result)).joint.table.tolist() == joint.table.tolist()
 
 
+def test_sampled_joint_comes_from_the_same_samples_with_standard_errors(asia):
+    evidence = {"dysp": "yes"}
+    nodes = ["lung", "bronc", "dysp"]
+    exact = asia.infer(evidence=evidence, algorithm="exact", joint=nodes).joint
+    assert exact.standard_errors is None
+    result = asia.infer(evidence=evidence, algorithm="epis", samples=20000, seed=4, joint=nodes, query=nodes)
+    joint = result.joint
+    assert joint.table.shape == joint.standard_errors.shape == (2, 2, 2)
+    assert np.all(np.abs(joint.table - exact.table) <= 5 * joint.standard_errors + 0.005)
+    np.testing.assert_allclose(joint.table.sum(axis=(1, 2)), result["lung"], atol=1e-12)
+    np.testing.assert_allclose(joint.table.sum(axis=(0, 2)), result["bronc"], atol=1e-12)
+    # A target error covers the joint's entries too.
+    assert asia.infer(evidence=evidence, algorithm="epis", samples=10**6, seed=4, target_error=0.01,
+                      joint=nodes).sampling.target_met
+
+
+def test_a_query_computes_only_its_nodes_with_the_same_numbers(alarm):
+    options = dict(evidence={"BP": "LOW"}, algorithm="epis", samples=3000, seed=2)
+    full = alarm.infer(**options)
+    part = alarm.infer(query=["HR", "CO"], **options)
+    for node in ("HR", "CO"):
+        np.testing.assert_array_equal(part[node], full[node])
+        np.testing.assert_array_equal(part.standard_errors[node], full.standard_errors[node])
+    with pytest.raises(ValueError, match="computed only its query"):
+        part.picture(["HYPOVOLEMIA"])
+
+
 def test_sampling_results_carry_their_error_bound(alarm):
     result = alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", samples=3000, seed=1)
     largest = max(errors.max() for errors in result.standard_errors.values())
