@@ -119,6 +119,8 @@ void runBatch(BatchArguments arguments, const CLI::App& command) {
     const StopSignals signals;
     const samplenet::Network network = samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
     const std::vector<int> queried = queriedVariables(network, arguments.queries);
+    // Only the queried nodes' posteriors are computed (as in Python's batches).
+    if (queried.size() < static_cast<std::size_t>(network.size())) options.queried = queried;
     CaseReader cases(arguments.casesPath);
     std::vector<int> columns;
     try {

@@ -70,6 +70,9 @@ CaseRows runCases(const samplenet::Network& network, const std::vector<std::stri
                   const std::vector<std::vector<std::string>>& rows, const std::vector<int>& queried,
                   InferenceOptions options, long runSeed, std::size_t first) {
     const std::vector<int> columns = samplenet::caseColumns(network, columnNames);
+    // Only the queried nodes' posteriors are computed (as in the command
+    // line's batches).
+    if (queried.size() < static_cast<std::size_t>(network.size())) options.queried = queried;
     std::vector<std::vector<double>> values;
     std::vector<std::string> errors;
     for (std::size_t r = 0; r < rows.size(); ++r) {
