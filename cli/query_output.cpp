@@ -19,6 +19,12 @@ std::string headingLines(const QueryReportContext& context, const samplenet::Que
                          const char* query) {
     std::string text = fmt::format("# {}\n# {} by {}\n", context.source, query, samplenet::algorithmName(run.algorithm));
     if (!run.choice.empty()) text += fmt::format("# chosen: {}\n", run.choice);
+    if (const auto& sampling = run.sampling) {
+        text += fmt::format("# error: every entry within {:.2g} (95%), effective sample size {:.0f} of {} samples",
+                            sampling->errors.errorBound, sampling->errors.effectiveSampleSize, sampling->drawn);
+        if (sampling->targetMet) text += *sampling->targetMet ? ", target error met" : ", target error not met";
+        text += "\n";
+    }
     return text;
 }
 
@@ -28,6 +34,12 @@ nlohmann::ordered_json jsonHeading(const QueryReportContext& context, const samp
     json["network"] = context.source;
     json["algorithm"] = samplenet::algorithmName(run.algorithm);
     if (!run.choice.empty()) json["chosen_because"] = run.choice;
+    if (const auto& sampling = run.sampling) {
+        json["samples_drawn"] = sampling->drawn;
+        json["effective_sample_size"] = sampling->errors.effectiveSampleSize;
+        json["error_bound"] = sampling->errors.errorBound;
+        if (sampling->targetMet) json["target_met"] = *sampling->targetMet;
+    }
     return json;
 }
 

@@ -61,7 +61,10 @@ QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& 
             return {exactJointPosterior(network, evidence, variables, ExactSettings(options).get()), Algorithm::Exact,
                     ""};
         case Algorithm::Epis:
-        case Algorithm::Ais: return {*infer(network, evidence, sampling).joint, options.algorithm, ""};
+        case Algorithm::Ais: {
+            InferenceResult result = infer(network, evidence, sampling);
+            return {std::move(*result.joint), options.algorithm, "", std::move(result.sampling)};
+        }
         case Algorithm::Auto: {
             const ExactVerdict exact = judgeExactInference(network, options);
             if (exact.quick)
@@ -72,7 +75,7 @@ QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& 
                 throw InferenceError("no sample was compatible with the evidence, so there is no joint posterior: " +
                                          run.result.choice,
                                      std::move(run.result));
-            return {std::move(*run.result.joint), run.used.algorithm, run.result.choice};
+            return {std::move(*run.result.joint), run.used.algorithm, run.result.choice, std::move(run.result.sampling)};
         }
         case Algorithm::Lbp: break;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,8 @@ struct QueryRun {
     Answer answer;
     Algorithm algorithm;
     std::string choice;
+    // An answer added up from samples: what the sampling did.
+    std::optional<SamplingReport> sampling = std::nullopt;
 };
 
 // The most probable explanation by the options' algorithm: exact, or the

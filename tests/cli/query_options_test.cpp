@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -47,6 +48,30 @@ TEST(QueryOptions, JointMarginalsMatchThePosteriorsAndExplanationsAgree) {
     EXPECT_NEAR(exact.at("ln_posterior_probability").get<double>(),
                 exact.at("ln_joint_probability").get<double>() - evidence.at("ln_probability_of_evidence").get<double>(),
                 1e-12);
+}
+
+// A sampled joint table carries a standard error per entry and lies near
+// the exact one; its heading says how far every entry may be off.
+TEST(QueryOptions, SampledJointCarriesItsErrors) {
+    const std::vector<std::string> asked = {"infer", kAsia, "-e", "xray=yes", "--joint", "lung,either,tub", "--format",
+                                            "json"};
+    const auto exact = jsonOf(asked);
+    std::vector<std::string> sampling = asked;
+    sampling.insert(sampling.end(), {"-a", "epis", "-n", "20000", "--seed", "2"});
+    const auto sampled = jsonOf(sampling);
+    EXPECT_EQ(sampled.at("algorithm"), "epis");
+    EXPECT_EQ(sampled.at("samples_drawn"), 20000);
+    const std::vector<double> expected = exact.at("probabilities");
+    const std::vector<double> table = sampled.at("probabilities");
+    const std::vector<double> errors = sampled.at("standard_errors");
+    ASSERT_EQ(table.size(), expected.size());
+    ASSERT_EQ(errors.size(), expected.size());
+    EXPECT_FALSE(exact.contains("standard_errors"));
+    for (std::size_t k = 0; k < table.size(); ++k) EXPECT_NEAR(table[k], expected[k], 5 * errors[k] + 0.005) << k;
+    EXPECT_GE(sampled.at("error_bound").get<double>(), 1.96 * *std::max_element(errors.begin(), errors.end()));
+
+    const auto csv = runSamplenet({"infer", kAsia, "--joint", "lung,either", "-a", "ais", "-n", "1000", "--format", "csv"});
+    EXPECT_EQ(csv.out.substr(0, csv.out.find('\n')), "lung,either,probability,standard_error");
 }
 
 TEST(QueryOptions, RefuseWhatTheyCannotAnswer) {
