@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "lib/inference/cancellation.h"
+#include "lib/queries/region_optimisation.h"
 
 namespace samplenet {
 
@@ -20,10 +21,25 @@ constexpr int kFewestStarts = 16;
 constexpr long kStartVariables = 2048L * 223;
 // Joint states of a variable and its parents that one move tries at most.
 constexpr std::size_t kLargestFamilyMove = 64;
+// A move must raise log P(x, e) by more than this. Equally probable states
+// can score apart by rounding, the other way round in another move's sum
+// of families: on hailfinder a variable flipped between two such states
+// for ever.
+constexpr double kLeastGain = 1e-9;
 // Perturbations of the best explanation found, each followed by a search:
 // on andes 2,000 of them took the exact explanation from 10 to 16 cases of
 // 20; 8,000, or shaking whole Markov blankets, found no more.
 constexpr int kPerturbations = 2000;
+// Exact moves over regions of up to this many unobserved variables around a
+// random centre, fewer where eliminating the region would make a table of
+// more entries than this. After the shakes, on andes, 500 moves over
+// regions of 30 variables and 4,096 entries took the exact explanation from
+// 16 and 14 cases of 20 (two seeds) to 18 and 18; of 60 and 16,384, to 20
+// and 20, for about 0.3 s more per case. The bound on entries keeps a
+// move's cost flat on networks of any size.
+constexpr int kRegionMoves = 500;
+constexpr int kRegionVariables = 60;
+constexpr std::size_t kRegionEntries = 16384;
 
 // Hill climbing on P(x, e). Its moves: one variable; a variable and one of
 // its children together, which escapes where a child follows its parent
@@ -97,6 +113,30 @@ public:
         return changes;
     }
 
+    // Sets regions around random centres to their jointly most probable
+    // states, the rest held, and climbs from what changed; every move keeps
+    // or raises P(x, e). Returns the number of variables changed.
+    int optimiseRegions(std::vector<int>& best, int rounds, unsigned seed, CancellationPoller& poller) {
+        std::vector<int> free;
+        for (int v = 0; v < network.size(); ++v)
+            if (!observed(v)) free.push_back(v);
+        if (free.empty()) return 0;
+        const std::vector<int> start = best;
+        const RegionOptimisation regions(network, evidence);
+        // Not the shakes' stream: their centres would repeat.
+        std::mt19937 rng(seed ^ 0x9e3779b9u);
+        for (int round = 0; round < rounds; ++round) {
+            poller.step();
+            const int centre = free[rng() % free.size()];
+            const std::vector<int> changed =
+                regions.optimise(best, regions.regionAround(centre, kRegionVariables, kRegionEntries));
+            if (!changed.empty()) climb(best, changed);
+        }
+        int changes = 0;
+        for (int v = 0; v < network.size(); ++v) changes += start[v] != best[v];
+        return changes;
+    }
+
 private:
     bool observed(int v) const { return evidence.hard.count(v) > 0; }
 
@@ -154,7 +194,7 @@ private:
         std::vector<int> trial(moving.size(), 0);
         for (;;) {
             for (std::size_t k = 0; k < moving.size(); ++k) x[moving[k]] = trial[k];
-            if (const double candidate = score(families); candidate > bestScore) {
+            if (const double candidate = score(families); candidate > bestScore + kLeastGain) {
                 bestScore = candidate;
                 best = trial;
             }
@@ -209,7 +249,8 @@ Explanation approximateExplanation(const Network& network, const Evidence& evide
     explanation.exact = false;
     if (localSearch) {
         // The search starts from each of the best samples and from every
-        // variable in its most probable state; the best end is then shaken.
+        // variable in its most probable state; the best end is then shaken,
+        // and then moved a region at a time.
         LocalSearch search(network, evidence);
         CancellationPoller poller(options.cancellation);
         std::vector<std::vector<int>> starts = result.bestSamples;
@@ -226,8 +267,9 @@ Explanation approximateExplanation(const Network& network, const Evidence& evide
                 for (int v = 0; v < network.size(); ++v) explanation.searchChanges += before[v] != explanation.states[v];
             }
         }
-        explanation.searchChanges +=
-            search.perturbAndClimb(explanation.states, kPerturbations, static_cast<unsigned>(options.seed.value_or(0)), poller);
+        const auto seed = static_cast<unsigned>(options.seed.value_or(0));
+        explanation.searchChanges += search.perturbAndClimb(explanation.states, kPerturbations, seed, poller);
+        explanation.searchChanges += search.optimiseRegions(explanation.states, kRegionMoves, seed, poller);
     }
     explanation.logJoint = logJointProbability(network, evidence, explanation.states);
     explanation.logPosterior = explanation.logJoint - result.logProbabilityOfEvidence.value_or(0.0);
