@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "lib/benchmark/evidence_cases.h"
+#include "lib/benchmark/median.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/formats/formats.h"
 #include "lib/queries/approximate_explanation.h"
@@ -30,12 +31,6 @@ namespace {
 
 using namespace samplenet;
 using Clock = std::chrono::steady_clock;
-
-double median(std::vector<double> values) {
-    if (values.empty()) return std::nan("");
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 // How often an approximation found the exact explanation's probability, and
 // how far below it fell otherwise.

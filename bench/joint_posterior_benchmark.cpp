@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "lib/benchmark/evidence_cases.h"
+#include "lib/benchmark/median.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/formats/formats.h"
 #include "lib/queries/joint_posterior.h"
@@ -33,12 +34,6 @@ using Clock = std::chrono::steady_clock;
 // Entries below this are often never drawn, which leaves them a standard
 // error of 0; coverage is also given for those above it.
 constexpr double kLikelyEntry = 0.01;
-
-double median(std::vector<double> values) {
-    if (values.empty()) return std::nan("");
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 double millisecondsSince(Clock::time_point start) {
     return 1e3 * std::chrono::duration<double>(Clock::now() - start).count();

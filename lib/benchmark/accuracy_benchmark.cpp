@@ -4,15 +4,10 @@
 #include <chrono>
 #include <cmath>
 
+#include "lib/benchmark/median.h"
+
 namespace samplenet {
 namespace {
-
-double median(std::vector<double> values) {
-    if (values.empty()) return 0.0;
-    std::sort(values.begin(), values.end());
-    const std::size_t mid = values.size() / 2;
-    return values.size() % 2 == 1 ? values[mid] : (values[mid - 1] + values[mid]) / 2.0;
-}
 
 template <typename Run>
 double timed(Run run) {

@@ -21,11 +21,6 @@ constexpr int kFewestStarts = 16;
 constexpr long kStartVariables = 2048L * 223;
 // Joint states of a variable and its parents that one move tries at most.
 constexpr std::size_t kLargestFamilyMove = 64;
-// A move must raise log P(x, e) by more than this. Equally probable states
-// can score apart by rounding, the other way round in another move's sum
-// of families: on hailfinder a variable flipped between two such states
-// for ever.
-constexpr double kLeastGain = 1e-9;
 // Perturbations of the best explanation found, each followed by a search:
 // on andes 2,000 of them took the exact explanation from 10 to 16 cases of
 // 20; 8,000, or shaking whole Markov blankets, found no more.
@@ -194,7 +189,7 @@ private:
         std::vector<int> trial(moving.size(), 0);
         for (;;) {
             for (std::size_t k = 0; k < moving.size(); ++k) x[moving[k]] = trial[k];
-            if (const double candidate = score(families); candidate > bestScore + kLeastGain) {
+            if (const double candidate = score(families); candidate > bestScore + kLeastExplanationGain) {
                 bestScore = candidate;
                 best = trial;
             }

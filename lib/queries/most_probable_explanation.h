@@ -31,6 +31,12 @@ struct Explanation {
 Explanation mostProbableExplanation(const Network& network, const Evidence& evidence,
                                     const ExactOptions& options = {});
 
+// A search for explanations moves only where log P(x, e) rises by more than
+// this. Equally probable states can score apart by rounding, the other way
+// round in another move's sum of families: on hailfinder a variable flipped
+// between two such states for ever.
+constexpr double kLeastExplanationGain = 1e-9;
+
 // Natural log of the factors of P(states, evidence) that involve variable v:
 // its own table's entry and its likelihood.
 double logFamilyProbability(const Network& network, const Evidence& evidence, const std::vector<int>& states, int v);

@@ -4,6 +4,7 @@
 #include <deque>
 #include <limits>
 
+#include "lib/exact/saturating_arithmetic.h"
 #include "lib/queries/most_probable_explanation.h"
 
 namespace samplenet {
@@ -27,16 +28,6 @@ std::vector<std::size_t> stridesOf(const std::vector<int>& scope, const std::vec
     }
     return strides;
 }
-
-// Multiplying state counts can overflow for regions no caller would
-// eliminate; saturating keeps the comparison with a bound meaningful.
-std::size_t saturatingProduct(std::size_t a, std::size_t b) {
-    return b != 0 && a > std::numeric_limits<std::size_t>::max() / b ? std::numeric_limits<std::size_t>::max() : a * b;
-}
-
-// Improvements smaller than this (in log P) are rounding, not progress; a
-// move must beat it so that the search cannot cycle between equals.
-constexpr double kLeastGain = 1e-9;
 
 }  // namespace
 
@@ -106,7 +97,7 @@ RegionOptimisation::Plan RegionOptimisation::plan(const std::vector<int>& region
             if (done[k]) continue;
             std::size_t weight = static_cast<std::size_t>(plan.cards[k]);
             for (int j = 0; j < n; ++j)
-                if (j != k && !done[j] && linked[k][j]) weight = saturatingProduct(weight, plan.cards[j]);
+                if (j != k && !done[j] && linked[k][j]) weight = saturatingMultiply(weight, static_cast<std::size_t>(plan.cards[j]));
             if (chosen < 0 || weight < chosenWeight) chosen = k, chosenWeight = weight;
         }
         done[chosen] = 1;
@@ -252,7 +243,7 @@ std::vector<int> RegionOptimisation::optimise(std::vector<int>& states, const st
     for (int k = 0; k < n; ++k) scratch[plan.members[k]] = best[k];
     const double before = score(states);
     const double after = score(scratch);
-    if (!(after > before + kLeastGain)) return {};
+    if (!(after > before + kLeastExplanationGain)) return {};
     std::vector<int> changed;
     for (int k = 0; k < n; ++k)
         if (states[plan.members[k]] != best[k]) {
