@@ -11,8 +11,6 @@
 //                         [--samples 100000] [--seed 1]
 //
 // Prints one Markdown row per network.
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -20,10 +18,10 @@
 #include <string>
 #include <vector>
 
+#include "bench/case_settings.h"
 #include "lib/benchmark/evidence_cases.h"
 #include "lib/benchmark/median.h"
 #include "lib/exact/junction_tree.h"
-#include "lib/formats/formats.h"
 #include "lib/queries/approximate_explanation.h"
 #include "lib/queries/most_probable_explanation.h"
 
@@ -60,26 +58,20 @@ struct Agreement {
 
 int main(int argc, char** argv) {
     CLI::App app("Exact and approximate most probable explanations on bundled networks");
-    std::vector<std::string> networks = {"alarm", "hailfinder", "hepar2", "win95pts", "andes"};
-    int cases = 20;
-    int samples = 100000;
-    unsigned long seed = 1;
-    app.add_option("--networks", networks);
-    app.add_option("--cases", cases);
-    app.add_option("--samples", samples);
-    app.add_option("--seed", seed);
+    CaseSettings settings;
+    addCaseOptions(app, settings);
     CLI11_PARSE(app, argc, argv);
 
     std::printf("| network | nodes | cases | exact: ms per case | best sample = exact | after local search = exact "
                 "| approximate: s per case |\n");
     std::printf("|---|---|---|---|---|---|---|\n");
-    for (const std::string& name : networks) {
-        const Network network = readNetwork(std::string(SAMPLENET_DATA) + "/networks/" + name + ".bif.gz");
+    for (const std::string& name : settings.networks) {
+        const Network network = readBundledNetwork(name);
         const JunctionTree tree(network);
         CaseOptions caseOptions;
-        caseOptions.likelyCases = cases;
+        caseOptions.likelyCases = settings.cases;
         caseOptions.unlikelyCases = 0;
-        caseOptions.seed = seed;
+        caseOptions.seed = settings.seed;
         const std::vector<EvidenceCase> drawn = generateCases(network, tree, caseOptions);
 
         std::vector<double> exactMilliseconds, approximateSeconds;
@@ -92,8 +84,8 @@ int main(int argc, char** argv) {
 
             InferenceOptions options;
             options.algorithm = Algorithm::Epis;
-            options.samples = samples;
-            options.seed = static_cast<long>(seed * 1000 + i);
+            options.samples = settings.samples;
+            options.seed = static_cast<long>(settings.seed * 1000 + i);
             sampled.add(approximateExplanation(network, evidence, options, false).logJoint, exact.logJoint);
             const auto searchStart = Clock::now();
             const Explanation approximate = approximateExplanation(network, evidence, options, true);

@@ -6,12 +6,10 @@
 // the share of possible entries (and of those of at least 0.01) whose 95%
 // interval (1.96 standard errors) holds the exact value.
 //
-//   joint_posterior_benchmark [--networks alarm hailfinder ...] [--cases 10]
+//   joint_posterior_benchmark [--networks alarm hailfinder ...] [--cases 20]
 //                             [--samples 100000] [--seed 1]
 //
 // Prints one Markdown row per network and kind of evidence.
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -20,10 +18,10 @@
 #include <string>
 #include <vector>
 
+#include "bench/case_settings.h"
 #include "lib/benchmark/evidence_cases.h"
 #include "lib/benchmark/median.h"
 #include "lib/exact/junction_tree.h"
-#include "lib/formats/formats.h"
 #include "lib/queries/joint_posterior.h"
 
 namespace {
@@ -73,27 +71,21 @@ struct Row {
 
 int main(int argc, char** argv) {
     CLI::App app("Exact and sampled joint posteriors on bundled networks");
-    std::vector<std::string> networks = {"alarm", "hailfinder", "hepar2", "win95pts", "andes"};
-    int cases = 10;
-    int samples = 100000;
-    unsigned long seed = 1;
-    app.add_option("--networks", networks);
-    app.add_option("--cases", cases);
-    app.add_option("--samples", samples);
-    app.add_option("--seed", seed);
+    CaseSettings settings;
+    addCaseOptions(app, settings);
     CLI11_PARSE(app, argc, argv);
 
     std::printf("| network | evidence | cases | exact: ms per case | epis: ms per case | largest error: median | "
                 "largest error: worst | possible entries within their 95%% interval | entries of 0.01 and up within it |\n");
     std::printf("|---|---|---|---|---|---|---|---|---|\n");
-    for (const std::string& name : networks) {
-        const Network network = readNetwork(std::string(SAMPLENET_DATA) + "/networks/" + name + ".bif.gz");
+    for (const std::string& name : settings.networks) {
+        const Network network = readBundledNetwork(name);
         const JunctionTree tree(network);
         CaseOptions caseOptions;
-        caseOptions.likelyCases = cases;
-        caseOptions.unlikelyCases = cases;
-        caseOptions.seed = seed;
-        std::mt19937 rng(static_cast<unsigned>(seed));
+        caseOptions.likelyCases = settings.cases;
+        caseOptions.unlikelyCases = settings.cases;
+        caseOptions.seed = settings.seed;
+        std::mt19937 rng(static_cast<unsigned>(settings.seed));
         Row rows[2];
         const std::vector<EvidenceCase> drawn = generateCases(network, tree, caseOptions);
         for (std::size_t i = 0; i < drawn.size(); ++i) {
@@ -107,8 +99,8 @@ int main(int argc, char** argv) {
 
             InferenceOptions options;
             options.algorithm = Algorithm::Epis;
-            options.samples = samples;
-            options.seed = static_cast<long>(seed * 1000 + i);
+            options.samples = settings.samples;
+            options.seed = static_cast<long>(settings.seed * 1000 + i);
             options.joint = variables;
             options.queried = variables;
             start = Clock::now();
