@@ -13,9 +13,7 @@
 
 namespace samplenet_cli {
 
-namespace {
-
-samplenet::Evidence readEvidence(const samplenet::Network& network, const InferenceArguments& arguments) {
+samplenet::Evidence readEvidence(const samplenet::Network& network, const EvidenceArguments& arguments) {
     samplenet::Evidence evidence;
     if (!arguments.evidenceFile.empty()) evidence = samplenet::readEvidenceFile(network, arguments.evidenceFile);
     for (const std::string& assignment : arguments.evidence)
@@ -23,12 +21,7 @@ samplenet::Evidence readEvidence(const samplenet::Network& network, const Infere
     return evidence;
 }
 
-}  // namespace
-
-void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
-    command.add_option("network", arguments.networkPath,
-                       "Network file (.bif, .xmlbif/.xml, .net, .uai, optionally .gz); "
-                       "without one, a built-in example network");
+void addEvidenceOptions(CLI::App& command, EvidenceArguments& arguments) {
     command
         .add_option("-e,--evidence", arguments.evidence,
                     "Evidence NODE=STATE, or NODE=[l1,l2,...] with one likelihood per state; repeatable")
@@ -36,6 +29,13 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
     command.add_option("--evidence-file", arguments.evidenceFile,
                        "File of evidence, one NODE=STATE or NODE=[...] per line, # comments; "
                        "or a UAI .evid file");
+}
+
+void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
+    command.add_option("network", arguments.networkPath,
+                       "Network file (.bif, .xmlbif/.xml, .net, .uai, optionally .gz); "
+                       "without one, a built-in example network");
+    addEvidenceOptions(command, arguments.evidence);
     // A user who does not choose gets the automatic choice.
     arguments.run.algorithm = "auto";
     addRunOptions(command, arguments.run);
@@ -77,7 +77,7 @@ InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& comm
     InferenceRun run{builtIn ? kExampleNetworkDescription : arguments.networkPath,
                      builtIn ? readExampleNetwork() : samplenet::readNetwork(arguments.networkPath, arguments.readLimits),
                      {}, options, {}};
-    run.evidence = readEvidence(run.network, arguments);
+    run.evidence = readEvidence(run.network, arguments.evidence);
     return run;
 }
 

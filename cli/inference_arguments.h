@@ -12,11 +12,19 @@
 
 namespace samplenet_cli {
 
+// -e and --evidence-file, as the commands that take evidence read them.
+struct EvidenceArguments {
+    std::vector<std::string> evidence;
+    std::string evidenceFile;
+};
+
+void addEvidenceOptions(CLI::App& command, EvidenceArguments& arguments);
+samplenet::Evidence readEvidence(const samplenet::Network& network, const EvidenceArguments& arguments);
+
 // What the commands that run inference (infer, plot) take alike.
 struct InferenceArguments {
     std::string networkPath;  // empty: the built-in example
-    std::vector<std::string> evidence;
-    std::string evidenceFile;
+    EvidenceArguments evidence;
     RunOptions run;
     std::string generator = "standard";
     double targetError = 0.0;  // used only when given

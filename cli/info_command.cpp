@@ -6,6 +6,8 @@
 
 #include "cli/read_limit_options.h"
 #include "cli/run_options.h"
+#include "lib/exact/exact_cost.h"
+#include "lib/exact/exact_query.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/formats/formats.h"
 #include "lib/inference/network_shape.h"
@@ -19,6 +21,11 @@ CLI::App* addInfoCommand(CLI::App& app, InfoArguments& arguments) {
     addMemoryLimitOption(*command, arguments.memoryLimitGiB,
                          "GiB of clique tables beyond which the junction tree is not measured further, "
                          "as exact inference refuses it");
+    addEvidenceOptions(*command, arguments.evidence);
+    command
+        ->add_option("-q,--query", arguments.queries,
+                     "With -e or alone: measure the junction tree exact inference builds for these nodes; repeatable")
+        ->allow_extra_args(false);
     return command;
 }
 
@@ -33,18 +40,26 @@ void runInfo(const InfoArguments& arguments) {
     text += fmt::format("depth: {} nodes on the longest directed path\n", shape.depth);
     text += fmt::format("polytree: {}\n", shape.polytree ? "yes" : "no");
     // Triangulation only: the clique tables are measured, not allocated.
+    const samplenet::ExactOptions limit{.memoryLimitBytes = memoryLimitBytes(arguments.memoryLimitGiB)};
+    const samplenet::Evidence evidence = readEvidence(network, arguments.evidence);
+    const bool perQuery = !evidence.hard.empty() || !evidence.likelihood.empty() || !arguments.queries.empty();
     const samplenet::CliqueStatistics cliques =
-        samplenet::estimateCliques(network, {.memoryLimitBytes = memoryLimitBytes(arguments.memoryLimitGiB)});
+        perQuery ? samplenet::estimateQueryCliques(network, evidence, variablesNamed(network, arguments.queries, "-q"),
+                                                   limit)
+                 : samplenet::estimateCliques(network, limit);
+    const std::string tree = perQuery ? "junction tree for this evidence and query" : "junction tree";
     if (cliques.exceedsLimit)
-        text += fmt::format("junction tree: more than the memory limit of {} (stopped after {} of {} variables)\n",
+        text += fmt::format("{}: more than the memory limit of {} (stopped after {} of {} variables)\n", tree,
                             samplenet::describeBytes(cliques.limitBytes), cliques.variablesEliminated, network.size());
     else
         text += fmt::format(
-            "junction tree: {} cliques, largest {} nodes ({} entries), {} entries in all ({:.1f} MiB){}\n"
+            "{}: {} cliques, largest {} nodes ({} entries), {} entries in all ({:.1f} MiB){}\n"
+            "exact inference: {}\n"
             "elimination order: {}, the cheapest in table entries of those tried\n",
-            cliques.cliqueCount, cliques.largestCliqueVariables, cliques.largestCliqueEntries, cliques.totalEntries,
-            static_cast<double>(cliques.estimatedBytes) / (1 << 20),
-            cliques.estimatedBytes > cliques.limitBytes ? ", above the memory limit" : "", cliques.order);
+            tree, cliques.cliqueCount, cliques.largestCliqueVariables, cliques.largestCliqueEntries,
+            cliques.totalEntries, static_cast<double>(cliques.estimatedBytes) / (1 << 20),
+            cliques.estimatedBytes > cliques.limitBytes ? ", above the memory limit" : "",
+            samplenet::describePredictedSeconds(samplenet::predictedExactSeconds(cliques)), cliques.order);
     std::cout << text;
 }
 

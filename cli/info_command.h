@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
+#include "cli/inference_arguments.h"
 #include "lib/formats/read_limits.h"
 
 namespace samplenet_cli {
@@ -11,6 +13,10 @@ struct InfoArguments {
     std::string networkPath;
     samplenet::ReadLimits readLimits;
     double memoryLimitGiB = 4.0;
+    // Given either, the junction tree is the one exact inference would
+    // build for them.
+    EvidenceArguments evidence;
+    std::vector<std::string> queries;
 };
 
 CLI::App* addInfoCommand(CLI::App& app, InfoArguments& arguments);

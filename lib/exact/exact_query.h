@@ -17,4 +17,10 @@ namespace samplenet {
 ExactResult inferExactly(const Network& network, const Evidence& evidence, const std::vector<int>& queried,
                          const ExactOptions& options = {});
 
+// The cliques of the tree that inferExactly would build for this query,
+// measured without allocating them. Throws as inferExactly does for bad
+// queries and for evidence that empties a table.
+CliqueStatistics estimateQueryCliques(const Network& network, const Evidence& evidence,
+                                      const std::vector<int>& queried, const ExactOptions& options = {});
+
 }  // namespace samplenet

@@ -127,7 +127,11 @@ std::string describeBytes(std::size_t bytes) {
 
 CliqueStatistics estimateCliques(const Network& network, const ExactOptions& options) {
     checkIndexable(network);
-    return plan(FactorModel::of(network).eliminationProblem(), options.memoryLimitBytes, options.checkpoint).stats;
+    return estimateCliques(FactorModel::of(network), options);
+}
+
+CliqueStatistics estimateCliques(const FactorModel& model, const ExactOptions& options) {
+    return plan(model.eliminationProblem(), options.memoryLimitBytes, options.checkpoint).stats;
 }
 
 JunctionTree::JunctionTree(const Network& network, const ExactOptions& options) {

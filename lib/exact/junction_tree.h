@@ -67,6 +67,8 @@ std::string describeBytes(std::size_t bytes);
 // Triangulates the network and measures its cliques without allocating them,
 // up to the memory limit of the options.
 CliqueStatistics estimateCliques(const Network& network, const ExactOptions& options = {});
+// The same for the tree over a product of tables.
+CliqueStatistics estimateCliques(const FactorModel& model, const ExactOptions& options);
 
 // Exact posteriors by message passing over a junction tree. The structure and
 // the initial clique tables are built once; each inference works on a copy.

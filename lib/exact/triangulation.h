@@ -54,9 +54,10 @@ Triangulation triangulate(const Network& network,
 // min-weight and weighted min-fill, then runs of min-fill and weighted
 // min-fill with shuffled tie-breaking (from fixed seeds, so the choice is
 // repeatable): one run per `entriesPerRestart` entries per variable of the
-// best so far, up to `maxRestarts`. Only trees whose propagation dwarfs a
-// triangulation pay for the search. Runs stop once they are worse than the
-// best so far or above the budget.
+// best so far, up to `maxRestarts` (all of them when no criterion fits the
+// budget). Only trees whose propagation dwarfs a triangulation pay for the
+// search. Runs stop once they are worse than the best so far or above the
+// budget.
 Triangulation cheapestTriangulation(const EliminationProblem& problem, int maxRestarts,
                                     std::size_t entriesPerRestart,
                                     std::size_t entryBudget = std::numeric_limits<std::size_t>::max(),

@@ -1,15 +1,20 @@
 #include "lib/inference/automatic_choice.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
+#include "lib/exact/exact_cost.h"
+#include "lib/exact/exact_query.h"
 #include "lib/exact/junction_tree.h"
+#include "lib/model/errors.h"
 
 namespace samplenet {
 
 namespace {
 
-// Clique tables up to this many entries take well under a second.
-constexpr std::size_t kQuickExactEntries = std::size_t{1} << 24;
+// The time auto allows exact inference when the options set no budget.
+constexpr double kDefaultExactSeconds = 10.0;
 constexpr double kDefaultTargetError = 0.01;
 constexpr int kLongPropagation = 16;
 
@@ -27,18 +32,30 @@ AutomaticRun attempt(const Network& network, const Evidence& evidence, const Inf
 
 }  // namespace
 
-ExactVerdict judgeExactInference(const Network& network, const InferenceOptions& options) {
+ExactVerdict judgeExactInference(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
     CancellationPoller poller(options.cancellation);
-    const CliqueStatistics cliques =
-        estimateCliques(network, ExactOptions{options.memoryLimitBytes, [&poller] { poller.step(); }});
+    CliqueStatistics cliques;
+    try {
+        cliques = estimateQueryCliques(network, evidence, options.queried,
+                                       ExactOptions{options.memoryLimitBytes, [&poller] { poller.step(); }});
+    } catch (const EvidenceError&) {
+        // Evidence that is malformed or empties a table: exact inference
+        // says which, and quickly.
+        return {true, "the evidence rules out a table entry that it needs"};
+    }
     if (cliques.exceedsLimit || cliques.estimatedBytes > options.memoryLimitBytes)
-        return {false, "the junction tree exceeds the memory limit"};
-    if (cliques.totalEntries > kQuickExactEntries) return {false, "the junction tree is too large to be quick"};
-    return {true, "the junction tree holds " + std::to_string(cliques.totalEntries) + " table entries"};
+        return {false, "the junction tree exceeds the memory limit of " + describeBytes(options.memoryLimitBytes)};
+    const double seconds = predictedExactSeconds(cliques);
+    const double budget = options.maxSeconds.value_or(kDefaultExactSeconds);
+    const std::string figures =
+        fmt::format("{} table entries ({}, {}, the budget {:g} s)", cliques.totalEntries,
+                    describeBytes(cliques.estimatedBytes), describePredictedSeconds(seconds), budget);
+    if (seconds > budget) return {false, "the junction tree holds " + figures};
+    return {true, "the junction tree holds " + figures};
 }
 
 AutomaticRun inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
-    const ExactVerdict exact = judgeExactInference(network, options);
+    const ExactVerdict exact = judgeExactInference(network, evidence, options);
     if (exact.quick) return attempt(network, evidence, withAlgorithm(options, Algorithm::Exact), "exact: " + exact.why);
     return sampleAutomatically(network, evidence, options, exact.why);
 }

@@ -13,17 +13,18 @@ struct AutomaticRun {
     InferenceOptions used;
 };
 
-// Whether exact inference is quick on this network within the options'
-// memory limit, and why or why not ("the junction tree holds N table
-// entries", "the junction tree exceeds the memory limit", ...).
+// Whether exact inference is quick for this query: whether the junction
+// tree it would build (over what the evidence and the queried variables
+// need) fits the options' memory limit and its predicted time the budget
+// (the options' time budget, or 10 s), and the figures that decided ("the
+// junction tree holds N table entries ...").
 struct ExactVerdict {
     bool quick;
     std::string why;
 };
-ExactVerdict judgeExactInference(const Network& network, const InferenceOptions& options);
+ExactVerdict judgeExactInference(const Network& network, const Evidence& evidence, const InferenceOptions& options);
 
-// Exact inference when the junction tree fits the memory limit and holds
-// few enough entries to be quick; otherwise EPIS-BN with a precision target
+// Exact inference where it is quick (judgeExactInference); otherwise EPIS-BN with a precision target
 // (the options' target, or 0.01); when EPIS-BN gets no compatible sample, a
 // longer propagation, then loopy belief propagation. The result's `choice`
 // says what was done and why. Throws as infer() does when every step fails.

@@ -36,7 +36,7 @@ QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& ev
         case Algorithm::Ais:
             return {approximateExplanation(network, evidence, options, localSearch), options.algorithm, ""};
         case Algorithm::Auto: {
-            const ExactVerdict exact = judgeExactInference(network, options);
+            const ExactVerdict exact = judgeExactInference(network, evidence, options);
             if (exact.quick)
                 return {mostProbableExplanation(network, evidence, ExactSettings(options).get()), Algorithm::Exact,
                         "exact: " + exact.why};
@@ -66,7 +66,7 @@ QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& 
             return {std::move(*result.joint), options.algorithm, "", std::move(result.sampling)};
         }
         case Algorithm::Auto: {
-            const ExactVerdict exact = judgeExactInference(network, options);
+            const ExactVerdict exact = judgeExactInference(network, evidence, options);
             if (exact.quick)
                 return {exactJointPosterior(network, evidence, variables, ExactSettings(options).get()),
                         Algorithm::Exact, "exact: " + exact.why};

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 #include <fstream>
 
 #include "tests/cli/run_samplenet.h"
@@ -23,7 +25,27 @@ TEST(InfoCommand, DescribesTheNetwork) {
               "depth: 2 nodes on the longest directed path\n"
               "polytree: yes\n"
               "junction tree: 2 cliques, largest 2 nodes (4 entries), 8 entries in all (0.0 MiB)\n"
+              "exact inference: under 0.01 s\n"
               "elimination order: min-fill, the cheapest in table entries of those tried\n");
+}
+
+// Given a query, info measures the tree exact inference builds for it:
+// Lungs and Cough are barren for Smoker alone, and evidence on Cough
+// leaves it as a slice of Smoker's table.
+TEST(InfoCommand, MeasuresTheTreeOfAQuery) {
+    for (const auto& query : {std::vector<std::string>{"-q", "Smoker"}, {"-e", "Cough=yes", "-q", "Smoker"}}) {
+        std::vector<std::string> arguments{"info", dataFile("smoker.bif")};
+        arguments.insert(arguments.end(), query.begin(), query.end());
+        const auto run = runSamplenet(arguments);
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_NE(run.out.find("junction tree for this evidence and query: 1 cliques, largest 1 nodes (2 entries), "
+                               "2 entries in all"),
+                  std::string::npos)
+            << run.out;
+    }
+    const auto unknown = runSamplenet({"info", dataFile("smoker.bif"), "-q", "Nothing"});
+    EXPECT_EQ(unknown.exitCode, 1);
+    EXPECT_NE(unknown.err.find("Nothing"), std::string::npos) << unknown.err;
 }
 
 // Beyond the memory limit, info says so instead of printing the partial

@@ -18,6 +18,14 @@ InferenceOptions automatic() {
     return options;
 }
 
+// Its junction tree needs far more than 1 MiB.
+samplenet::Network fourHundredVariables() {
+    samplenet::RandomNetworkOptions shape;
+    shape.nodes = 400;
+    shape.seed = 2;
+    return samplenet::randomNetwork(shape);
+}
+
 TEST(AutomaticChoice, TakesExactInferenceWhereItIsQuick) {
     const auto network = testing_support::toNetwork(testing_support::threeLayerLoopy());
     const auto run = samplenet::inferAutomatically(network, Evidence{{{6, 2}}, {}}, automatic());
@@ -26,13 +34,31 @@ TEST(AutomaticChoice, TakesExactInferenceWhereItIsQuick) {
     EXPECT_TRUE(run.result.logProbabilityOfEvidence.has_value());
 }
 
+// The whole network's tree is far above the memory limit, but evidence on
+// an early variable needs only its few ancestors: exact inference is judged
+// by the tree it would build for the query.
+TEST(AutomaticChoice, JudgesExactInferenceByTheTreeOfTheQuery) {
+    const auto network = fourHundredVariables();
+    InferenceOptions options = automatic();
+    options.memoryLimitBytes = std::size_t{1} << 20;
+    const Evidence early{{{8, 0}}, {}};
+    options.queried = {3, 8};
+    const auto run = samplenet::inferAutomatically(network, early, options);
+    EXPECT_EQ(run.used.algorithm, Algorithm::Exact) << run.result.choice;
+    EXPECT_TRUE(run.result.valid[3]);
+
+    // A budget that no tree meets sends the same query to the samplers,
+    // and the choice gives the figures that decided.
+    options.maxSeconds = 1e-12;
+    const auto hurried = samplenet::inferAutomatically(network, early, options);
+    EXPECT_NE(hurried.used.algorithm, Algorithm::Exact);
+    EXPECT_NE(hurried.result.choice.find("the budget 1e-12 s"), std::string::npos) << hurried.result.choice;
+}
+
 // A network whose junction tree is far above the memory limit goes to
 // EPIS-BN with a target error.
 TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
-    samplenet::RandomNetworkOptions shape;
-    shape.nodes = 400;
-    shape.seed = 2;
-    const auto network = samplenet::randomNetwork(shape);
+    const auto network = fourHundredVariables();
     InferenceOptions options = automatic();
     options.memoryLimitBytes = std::size_t{1} << 20;
     const auto run = samplenet::inferAutomatically(network, Evidence{{{399, 0}}, {}}, options);
@@ -40,7 +66,7 @@ TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
     ASSERT_TRUE(run.used.targetError.has_value());
     EXPECT_EQ(*run.used.targetError, 0.01);
     EXPECT_TRUE(run.result.sampling->targetMet.value_or(false));
-    EXPECT_EQ(run.result.choice, "epis: the junction tree exceeds the memory limit");
+    EXPECT_EQ(run.result.choice, "epis: the junction tree exceeds the memory limit of 1 MiB");
     // infer() with the automatic choice gives the same numbers.
     EXPECT_EQ(samplenet::infer(network, Evidence{{{399, 0}}, {}}, options).posteriors, run.result.posteriors);
 }
