@@ -188,8 +188,11 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     if (code == kNoWeight)
         throw InferenceError(noWeightMessage(failedName(network, *model, failed), options, sampling), std::move(result));
     if (code == kZeroBelief)
-        throw InferenceError("belief propagation left a variable with no state compatible with the evidence",
-                             std::move(result));
+        throw InferenceError(
+            "belief propagation collapsed: its messages left a variable with no state compatible with the evidence, "
+            "which loopy propagation can do even where the evidence is possible; exact inference or a sampler "
+            "(-a wmb) can answer",
+            std::move(result));
     throw InferenceError("inference failed with engine code " + std::to_string(code), std::move(result));
 }
 
