@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "lib/inference/answer_reliability.h"
 #include "lib/plot/graphviz_render.h"
 #include "lib/plot/html_text.h"
 #include "lib/plot/posterior_picture.h"
@@ -19,6 +20,7 @@ constexpr const char* kStyle = R"(
 body { font-family: Helvetica, Arial, sans-serif; margin: 2em; color: #222; }
 h1 { font-size: 1.3em; }
 p.run { color: #555; margin: 0.2em 0; }
+p.warning { color: #8a1c00; background: #fff1e6; border-left: 4px solid #d9480f; padding: 0.4em 0.8em; }
 figure { margin: 1.5em 0; overflow-x: auto; }
 table { border-collapse: collapse; font-size: 0.9em; }
 th, td { padding: 0.25em 0.8em; border-bottom: 1px solid #ddd; text-align: left; }
@@ -128,6 +130,8 @@ std::string htmlReport(const PosteriorReport& report) {
         page += fmt::format("<p class=\"run\">chosen: {}</p>\n", htmlEscaped(report.result.choice));
     if (report.result.sampling)
         page += fmt::format("<p class=\"run\">error: {}</p>\n", htmlEscaped(errorDescription(report.result)));
+    if (const auto reliability = samplenet::judgeReliability(report.result); !reliability.reliable)
+        page += fmt::format("<p class=\"warning\">{}</p>\n", htmlEscaped(reliability.warning));
     page += pictureSection(report);
     page += tableSection(report);
     page += fmt::format("<script>{}</script>\n</body>\n</html>\n", kSortScript);

@@ -7,6 +7,7 @@
 #include "cli/option_checks.h"
 #include "cli/read_limit_options.h"
 #include "lib/formats/formats.h"
+#include "lib/inference/answer_reliability.h"
 #include "lib/inference/automatic_choice.h"
 #include "lib/inference/evidence_parser.h"
 #include "lib/inference/progress_bar.h"
@@ -101,13 +102,14 @@ void runInference(InferenceRun& run) {
                   << " iterations: the last changed a belief by " << run.result.propagation->lastChange << "\n";
     if (!run.result.sampling) return;
     const samplenet::SamplingReport& sampling = *run.result.sampling;
+    if (const auto reliability = samplenet::judgeReliability(sampling); !reliability.reliable)
+        std::cerr << "samplenet: warning: " << reliability.warning << "\n";
     if (sampling.distinct < sampling.drawn)
         std::cerr << "samplenet: warning: only " << sampling.distinct << " of " << sampling.drawn
                   << " samples are distinct draws: the generator's stream of 2^31 numbers repeats after that, so "
                      "more samples add no information\n";
     if (sampling.targetMet == false)
-        std::cerr << "samplenet: note: the target error of " << *run.options.targetError << " was not met: the "
-                  << "posteriors are within " << sampling.errors.errorBound << " (95%) after "
+        std::cerr << "samplenet: note: the target error of " << *run.options.targetError << " was not met after "
                   << sampling.drawn << " samples (raise -n or --max-seconds)\n";
     if (sampling.lostToRange > 0)
         std::cerr << "samplenet: note: " << sampling.lostToRange << " of " << sampling.drawn

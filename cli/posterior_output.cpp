@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/html_report.h"
+#include "lib/inference/answer_reliability.h"
 
 namespace samplenet_cli {
 
@@ -51,17 +52,18 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
 std::string errorDescription(const samplenet::InferenceResult& result) {
     if (!result.sampling) return {};
     const samplenet::ErrorEstimates& errors = result.sampling->errors;
-    std::string text = fmt::format(
-        "largest standard error {:.2g}, every posterior within {:.2g} (95%), effective sample size {:.0f} of {}",
-        errors.largestStandardError, errors.errorBound, errors.effectiveSampleSize, result.sampling->drawn);
+    // Too few effective samples make the bound itself a guess: none is shown.
+    const std::string bound = errors.effectiveSampleSize < samplenet::kReliableSampleSize
+                                  ? std::string("no error bound")
+                                  : fmt::format("every posterior within {:.2g} (95%)", errors.errorBound);
+    std::string text = fmt::format("largest standard error {:.2g}, {}, effective sample size {:.1f} of {}",
+                                   errors.largestStandardError, bound, errors.effectiveSampleSize,
+                                   result.sampling->drawn);
     if (result.logProbabilityOfEvidence) {
         const double log10P = *result.logProbabilityOfEvidence / std::log(10.0);
         text += fmt::format(", P(evidence) ~ {:.4g} (log10 {:.4f}) +- {:.2g}%", std::pow(10.0, log10P), log10P,
                             100.0 * result.probabilityOfEvidenceRelativeError.value_or(0.0));
     }
-    if (errors.effectiveSampleSize < samplenet::kReliableSampleSize)
-        text += fmt::format("; below {:.0f} effective samples the error estimates themselves are unreliable",
-                            samplenet::kReliableSampleSize);
     return text;
 }
 
@@ -92,6 +94,8 @@ std::string tableReport(const PosteriorReport& report) {
     if (!report.result.choice.empty()) text += "# chosen: " + report.result.choice + "\n";
     const bool withErrors = !report.result.standardErrors.empty();
     if (withErrors) text += "# error: " + errorDescription(report.result) + "\n";
+    if (const auto reliability = samplenet::judgeReliability(report.result); !reliability.reliable)
+        text += "# warning: " + reliability.warning + "\n";
     text += fmt::format("{:<{}}  {:<{}}  {}{}\n", "node", nameWidth, "state", stateWidth, "probability",
                         withErrors ? "  std. error" : "");
     for (int v : report.variables) {
@@ -135,6 +139,9 @@ std::string jsonReport(const PosteriorReport& report) {
             json["distinct_samples"] = sampling->distinct;
             json["largest_standard_error"] = sampling->errors.largestStandardError;
             json["error_bound"] = sampling->errors.errorBound;
+            const samplenet::Reliability reliability = samplenet::judgeReliability(*sampling);
+            json["reliable"] = reliability.reliable;
+            if (!reliability.reliable) json["warning"] = reliability.warning;
             if (options.targetError) {
                 json["target_error"] = *options.targetError;
                 json["target_met"] = sampling->targetMet.value_or(false);

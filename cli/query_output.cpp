@@ -6,6 +6,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "lib/inference/answer_reliability.h"
+
 namespace samplenet_cli {
 
 namespace {
@@ -24,6 +26,8 @@ std::string headingLines(const QueryReportContext& context, const samplenet::Que
                             sampling->errors.errorBound, sampling->errors.effectiveSampleSize, sampling->drawn);
         if (sampling->targetMet) text += *sampling->targetMet ? ", target error met" : ", target error not met";
         text += "\n";
+        if (const auto reliability = samplenet::judgeReliability(*sampling); !reliability.reliable)
+            text += "# warning: " + reliability.warning + "\n";
     }
     return text;
 }
@@ -39,6 +43,9 @@ nlohmann::ordered_json jsonHeading(const QueryReportContext& context, const samp
         json["effective_sample_size"] = sampling->errors.effectiveSampleSize;
         json["error_bound"] = sampling->errors.errorBound;
         if (sampling->targetMet) json["target_met"] = *sampling->targetMet;
+        const samplenet::Reliability reliability = samplenet::judgeReliability(*sampling);
+        json["reliable"] = reliability.reliable;
+        if (!reliability.reliable) json["warning"] = reliability.warning;
     }
     return json;
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <set>
 
+#include "lib/inference/answer_reliability.h"
 #include "lib/inference/evidence_parser.h"
 #include "lib/model/errors.h"
 
@@ -62,7 +63,8 @@ std::vector<std::string> caseSummaryColumns(Algorithm algorithm) {
         case Algorithm::Exact: return {"ln_probability_of_evidence"};
         case Algorithm::Lbp: return {};
         default:
-            return {"ln_probability_of_evidence", "probability_of_evidence_relative_error", "effective_sample_size"};
+            return {"ln_probability_of_evidence", "probability_of_evidence_relative_error", "effective_sample_size",
+                    "error_bound", "reliable"};
     }
 }
 
@@ -70,7 +72,9 @@ std::vector<double> caseSummary(const InferenceResult& result, Algorithm algorit
     const double missing = std::nan("");
     std::vector<double> values{result.logProbabilityOfEvidence.value_or(missing),
                                result.probabilityOfEvidenceRelativeError.value_or(missing),
-                               result.sampling ? result.sampling->errors.effectiveSampleSize : missing};
+                               result.sampling ? result.sampling->errors.effectiveSampleSize : missing,
+                               result.sampling ? result.sampling->errors.errorBound : missing,
+                               judgeReliability(result).reliable ? 1.0 : 0.0};
     values.resize(caseSummaryColumns(algorithm).size());
     return values;
 }

@@ -31,8 +31,9 @@ long caseSeed(long runSeed, std::size_t caseIndex);
 
 // The columns a batch writes after a case's posteriors: for exact
 // inference the natural log of P(evidence); for the samplers its estimate,
-// the estimate's relative standard error and the effective sample size; for
-// LBP none.
+// the estimate's relative standard error, the effective sample size, the
+// 95% error bound and whether the answer is reliable (1) or not (0, see
+// judgeReliability); for LBP none.
 std::vector<std::string> caseSummaryColumns(Algorithm algorithm);
 // Their values for one result, NaN where the run gave none.
 std::vector<double> caseSummary(const InferenceResult& result, Algorithm algorithm);

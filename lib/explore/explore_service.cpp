@@ -6,6 +6,7 @@
 
 #include "lib/explore/explore_page.h"
 #include "lib/explore/explore_request.h"
+#include "lib/inference/answer_reliability.h"
 #include "lib/inference/automatic_choice.h"
 #include "lib/model/errors.h"
 #include "lib/plot/graphviz_render.h"
@@ -32,6 +33,9 @@ nlohmann::json resultJson(const InferenceOptions& used, const InferenceResult& r
     if (result.sampling) {
         json["effective_sample_size"] = result.sampling->errors.effectiveSampleSize;
         json["largest_standard_error"] = result.sampling->errors.largestStandardError;
+        const Reliability reliability = judgeReliability(*result.sampling);
+        json["reliable"] = reliability.reliable;
+        if (!reliability.reliable) json["warning"] = reliability.warning;
     }
     json["posteriors"] = result.posteriors;
     if (!result.standardErrors.empty()) json["standard_errors"] = result.standardErrors;

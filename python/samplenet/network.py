@@ -206,7 +206,9 @@ class Network:
                               stacklevel=2)
             sampling = SamplingSummary(drawn, distinct, sampling[2], sampling[3],
                                        {name: np.asarray(sampling[4][v]) for name, v in zip(shown, positions)},
-                                       sampling[5], sampling[6])
+                                       sampling[5], sampling[6], sampling[7] or None)
+            if sampling.warning:
+                warnings.warn(sampling.warning, RuntimeWarning, stacklevel=2)
         return Result(
             {name: np.asarray(posteriors[v]) for name, v in zip(shown, positions)},
             {name: self._core.states(v) for name, v in zip(shown, positions)},

@@ -31,6 +31,15 @@ class SamplingSummary:
     # With a target error: whether the run met it; None otherwise.
     target_met: bool | None = None
     error_bound: float | None = None
+    # Why the answer cannot be taken as printed (too few effective samples,
+    # or a target error not met); None when it can.
+    warning: str | None = None
+
+    @property
+    def reliable(self):
+        """Whether the answer can be taken as printed: enough effective
+        samples for its error estimates, and its target met if it had one."""
+        return self.warning is None
 
 
 class Result(Mapping):

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "lib/batch/batch_case.h"
+#include "lib/inference/answer_reliability.h"
 #include "lib/inference/evidence_parser.h"
 #include "lib/inference/inference.h"
 #include "python/src/bindings.h"
@@ -29,11 +30,12 @@ using samplenet::InferenceOptions;
 // a record of the sampling: samples drawn, distinct draws, effective sample
 // size, P(evidence)'s relative error, each entry's standard error, and
 // whether a target error was met, and the distance within which every
-// posterior lies with 95% confidence; for lbp with a tolerance, whether it
+// posterior lies with 95% confidence, and why the answer is unreliable
+// (empty when it is not); for lbp with a tolerance, whether it
 // converged; with algorithm "auto", what ran and why; and a joint
 // posterior the samplers added up.
-using SamplingRecord =
-    std::tuple<long, long, double, double, std::vector<std::vector<double>>, std::optional<bool>, double>;
+using SamplingRecord = std::tuple<long, long, double, double, std::vector<std::vector<double>>, std::optional<bool>,
+                                  double, std::string>;
 // With options.joint and a sampler: the joint posterior's probabilities and
 // their standard errors, the last variable's states varying fastest.
 using JointRecord = std::tuple<std::vector<double>, std::vector<double>>;
@@ -52,7 +54,7 @@ RunResult inferOne(const samplenet::Network& network, const std::map<std::string
                                   result.sampling->errors.effectiveSampleSize,
                                   result.probabilityOfEvidenceRelativeError.value_or(NAN),
                                   std::move(result.standardErrors), result.sampling->targetMet,
-                                  result.sampling->errors.errorBound};
+                                  result.sampling->errors.errorBound, samplenet::judgeReliability(result).warning};
     std::optional<bool> converged;
     if (result.propagation && options.lbpTolerance) converged = result.propagation->converged;
     std::optional<JointRecord> joint;

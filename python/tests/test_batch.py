@@ -39,8 +39,10 @@ def test_each_case_equals_its_single_run_whatever_the_number_of_jobs(alarm):
         assert table.columns[0] == f"{alarm.nodes[0]}={alarm.states(alarm.nodes[0])[0]}"
         assert np.array_equal(table.to_numpy()[:, :expected.shape[1]], expected), f"jobs={jobs}"
         assert list(table.columns[expected.shape[1]:]) == [
-            "ln_probability_of_evidence", "probability_of_evidence_relative_error", "effective_sample_size"]
+            "ln_probability_of_evidence", "probability_of_evidence_relative_error", "effective_sample_size",
+            "error_bound", "reliable"]
         assert (table["effective_sample_size"] > 0).all()
+        assert table["reliable"].dtype == bool
 
 
 def test_case_seeds_differ_between_cases_and_runs():

@@ -115,8 +115,14 @@ def test_target_error_draws_until_it_is_met(alarm):
     result = alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", target_error=0.01, seed=4)
     assert result.sampling.target_met
     assert max(float(e.max()) for e in result.standard_errors.values()) <= 0.01
-    capped = alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", target_error=0.0001, samples=2000, seed=4)
+    assert result.sampling.reliable and result.sampling.warning is None
+    with pytest.warns(RuntimeWarning, match="target error was not met"):
+        capped = alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", target_error=0.0001, samples=2000, seed=4)
     assert capped.sampling.target_met is False and capped.sampling.samples_drawn == 2000
+    assert not capped.sampling.reliable
+    with pytest.warns(RuntimeWarning, match="unreliable: the samples are worth"):
+        few = alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", samples=50, seed=4)
+    assert not few.sampling.reliable
     with pytest.raises(ValueError, match="target_error"):
         alarm.infer(target_error=1.5)
 

@@ -44,7 +44,7 @@ TEST(BatchCommand, EachRowEqualsInferWithTheCaseSeedWhateverTheJobs) {
     ASSERT_EQ(rows.size(), 6u);
     EXPECT_EQ(rows[0],
               "row,HYPOVOLEMIA=TRUE,HYPOVOLEMIA=FALSE,CO=LOW,CO=NORMAL,CO=HIGH,ln_probability_of_evidence,"
-              "probability_of_evidence_relative_error,effective_sample_size");
+              "probability_of_evidence_relative_error,effective_sample_size,error_bound,reliable");
 
     // Row 2 is case 1: infer with that case's seed prints the same numbers.
     const auto single = runSamplenet({"infer", kAlarm, "-a", "epis", "-e", "HRSAT=LOW", "-e", "CVP=[0.2,0.5,0.3]", "-n", "1000",
@@ -58,9 +58,10 @@ TEST(BatchCommand, EachRowEqualsInferWithTheCaseSeedWhateverTheJobs) {
             const auto third = line.find(',', line.find(',') + 1) + 1;
             expected += "," + line.substr(third, line.find(',', third) - third);
         }
-    // The posteriors, then the run's estimate of P(evidence) and its error.
+    // The posteriors, then the estimate of P(evidence), its error, the effective
+    // sample size, the error bound and whether the answer is reliable.
     EXPECT_EQ(rows[2].substr(0, expected.size() + 1), expected + ",");
-    EXPECT_EQ(std::count(rows[2].begin(), rows[2].end(), ','), 8);
+    EXPECT_EQ(std::count(rows[2].begin(), rows[2].end(), ','), 10);
 }
 
 TEST(BatchCommand, ExactRowsCarryTheProbabilityOfTheEvidence) {

@@ -66,6 +66,40 @@ TEST(InferCommand, SamplersReportErrorsThatHoldTheirDistanceFromTheAnswer) {
     EXPECT_NE(table.find("std. error"), std::string::npos) << table;
 }
 
+// Fifty samples cannot carry a hundred effective ones: every output says the
+// answer is unreliable, and none prints an error bound that looks precise.
+TEST(InferCommand, MarksAnUnreliableSampledAnswerInEveryFormat) {
+    const std::vector<std::string> few{"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Cough=yes",
+                                       "-n", "50", "--seed", "5"};
+    auto arguments = few;
+    arguments.insert(arguments.end(), {"--format", "json"});
+    const auto run = runSamplenet(arguments);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto json = nlohmann::json::parse(run.out);
+    EXPECT_FALSE(json.at("reliable").get<bool>());
+    EXPECT_NE(json.at("warning").get<std::string>().find("below the 100"), std::string::npos);
+    EXPECT_NE(run.err.find("samplenet: warning: unreliable"), std::string::npos) << run.err;
+
+    const std::string table = runSamplenet(few).out;
+    EXPECT_NE(table.find("no error bound"), std::string::npos) << table;
+    EXPECT_NE(table.find("\n# warning: unreliable"), std::string::npos) << table;
+    auto html = few;
+    html.insert(html.end(), {"--format", "html"});
+    EXPECT_NE(runSamplenet(html).out.find("<p class=\"warning\">unreliable"), std::string::npos);
+
+    // An unmet target is a warning too; a met one is not.
+    auto targeted = few;
+    targeted.insert(targeted.end(), {"--target-error", "0.001", "--format", "json"});
+    const auto unmet = nlohmann::json::parse(runSamplenet(targeted).out);
+    EXPECT_FALSE(unmet.at("reliable").get<bool>());
+    const std::vector<std::string> enough{"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Cough=yes", "-n",
+                                          "4000", "--seed", "5", "--target-error", "0.05", "--format", "json"};
+    const auto met = nlohmann::json::parse(runSamplenet(enough).out);
+    EXPECT_TRUE(met.at("target_met").get<bool>());
+    EXPECT_TRUE(met.at("reliable").get<bool>());
+    EXPECT_FALSE(met.contains("warning"));
+}
+
 TEST(InferCommand, KnownPosteriorInEveryFormat) {
     const std::vector<std::string> base{"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "lbp"};
     auto withFormat = [&](const std::string& format) {
