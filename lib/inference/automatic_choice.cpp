@@ -1,20 +1,30 @@
 #include "lib/inference/automatic_choice.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <chrono>
+#include <optional>
+#include <vector>
 
 #include "lib/exact/exact_cost.h"
 #include "lib/exact/exact_query.h"
 #include "lib/exact/junction_tree.h"
+#include "lib/inference/answer_reliability.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {
 
 namespace {
 
-// The time auto allows exact inference when the options set no budget.
-constexpr double kDefaultExactSeconds = 10.0;
+// The time auto allows exact inference, and sampling beyond its first
+// attempt, when the options set no budget.
+constexpr double kDefaultSeconds = 10.0;
+// An escalation step needs at least this to draw a useful sample count.
+constexpr double kLeastSecondsForAStep = 0.05;
+constexpr int kMoreSamples = 10;
+constexpr int kMostSamples = 1 << 30;
 constexpr double kDefaultTargetError = 0.01;
 constexpr int kLongPropagation = 16;
 
@@ -28,6 +38,39 @@ AutomaticRun attempt(const Network& network, const Evidence& evidence, const Inf
     AutomaticRun run{infer(network, evidence, options), options};
     run.result.choice = std::move(why);
     return run;
+}
+
+// The samplers auto tries, in order, until one gives a reliable answer: the
+// first to a target error, then with ten times the samples, then EPIS-BN
+// with a longer propagation.
+std::vector<InferenceOptions> escalation(const InferenceOptions& options) {
+    InferenceOptions first = withAlgorithm(options, Algorithm::Epis);
+    if (!first.targetError) first.targetError = kDefaultTargetError;
+    InferenceOptions longer = first;
+    longer.samples = options.samples > kMostSamples / kMoreSamples ? kMostSamples : options.samples * kMoreSamples;
+    InferenceOptions propagated = withAlgorithm(first, Algorithm::Epis);
+    propagated.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
+    return {first, longer, propagated};
+}
+
+// "at most 100000 samples, 16 propagation rounds"
+std::string describeAttempt(const InferenceOptions& options) {
+    std::string text = fmt::format("at most {} samples", options.samples);
+    if (options.algorithm == Algorithm::Epis)
+        text += fmt::format(", {} propagation rounds", options.epis.propagationLength);
+    return text;
+}
+
+// "epis (...): 12.3 effective samples of 100000, target not met"
+std::string describeAttempt(const InferenceOptions& options, const InferenceResult& result) {
+    const SamplingReport& sampling = *result.sampling;
+    return fmt::format("{} ({}): {:.1f} effective samples of {}, target {} {}", algorithmName(options.algorithm),
+                       describeAttempt(options), sampling.errors.effectiveSampleSize, sampling.drawn,
+                       *options.targetError, sampling.targetMet == true ? "met" : "not met");
+}
+
+std::string triedBefore(const std::vector<std::string>& tried) {
+    return tried.empty() ? std::string() : fmt::format(" (tried before: {})", fmt::join(tried, "; "));
 }
 
 }  // namespace
@@ -46,7 +89,7 @@ ExactVerdict judgeExactInference(const Network& network, const Evidence& evidenc
     if (cliques.exceedsLimit || cliques.estimatedBytes > options.memoryLimitBytes)
         return {false, "the junction tree exceeds the memory limit of " + describeBytes(options.memoryLimitBytes)};
     const double seconds = predictedExactSeconds(cliques);
-    const double budget = options.maxSeconds.value_or(kDefaultExactSeconds);
+    const double budget = options.maxSeconds.value_or(kDefaultSeconds);
     const std::string figures =
         fmt::format("{} table entries ({}, {}, the budget {:g} s)", cliques.totalEntries,
                     describeBytes(cliques.estimatedBytes), describePredictedSeconds(seconds), budget);
@@ -62,22 +105,43 @@ AutomaticRun inferAutomatically(const Network& network, const Evidence& evidence
 
 AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options,
                                  const std::string& tooLarge) {
-    InferenceOptions sampling = withAlgorithm(options, Algorithm::Epis);
-    if (!sampling.targetError) sampling.targetError = kDefaultTargetError;
-    try {
-        return attempt(network, evidence, sampling, "epis: " + tooLarge);
-    } catch (const InferenceError&) {
+    const auto start = std::chrono::steady_clock::now();
+    const double budget = options.maxSeconds.value_or(kDefaultSeconds);
+    std::optional<AutomaticRun> best;  // of the unreliable answers, the one worth most samples
+    std::vector<std::string> tried;
+    for (InferenceOptions step : escalation(options)) {
+        if (!tried.empty()) {
+            // Escalation spends what is left of the budget, and stops when
+            // none is.
+            const double left = budget - std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            if (left <= kLeastSecondsForAStep) break;
+            step.maxSeconds = left;
+        }
+        const std::string name(algorithmName(step.algorithm));
+        try {
+            AutomaticRun run{infer(network, evidence, step), step};
+            const Reliability reliability = judgeReliability(run.result);
+            if (reliability.reliable) {
+                run.result.choice = name + ": " + tooLarge + triedBefore(tried);
+                return run;
+            }
+            tried.push_back(describeAttempt(step, run.result));
+            if (!best || run.result.sampling->errors.effectiveSampleSize >
+                             best->result.sampling->errors.effectiveSampleSize)
+                best = std::move(run);
+        } catch (const InferenceError& error) {
+            tried.push_back(name + " (" + describeAttempt(step) + "): " + error.what());
+        }
     }
-    sampling.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
-    try {
-        return attempt(network, evidence, sampling,
-                       "epis with " + std::to_string(sampling.epis.propagationLength) +
-                           " propagation rounds: " + tooLarge + ", and epis found no compatible sample with " +
-                           std::to_string(options.epis.propagationLength));
-    } catch (const InferenceError&) {
+    if (best) {
+        best->result.choice = std::string(algorithmName(best->used.algorithm)) + ": " + tooLarge +
+                              "; no sampler gave a reliable answer, this one is worth the most samples" +
+                              triedBefore(tried);
+        return *std::move(best);
     }
     return attempt(network, evidence, withAlgorithm(options, Algorithm::Lbp),
-                   "lbp: " + tooLarge + ", and epis found no compatible sample even with a longer propagation");
+                   "lbp: " + tooLarge + ", and no sampler found a sample compatible with the evidence" +
+                       triedBefore(tried));
 }
 
 }  // namespace samplenet

@@ -72,3 +72,26 @@ TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
 }
 
 }  // namespace
+
+// An answer worth too few samples is not the end: auto draws more, and says
+// what it tried; when nothing is reliable it keeps the answer worth the most
+// samples, and says that too.
+TEST(AutomaticChoice, EscalatesFromAnUnreliableAnswer) {
+    const auto network = fourHundredVariables();
+    InferenceOptions options = automatic();
+    options.memoryLimitBytes = std::size_t{1} << 20;
+    options.samples = 60;
+    options.targetError = 0.2;
+    const Evidence evidence{{{399, 0}}, {}};
+    const auto more = samplenet::inferAutomatically(network, evidence, options);
+    EXPECT_EQ(more.used.samples, 600);
+    EXPECT_TRUE(more.result.sampling->targetMet.value_or(false));
+    EXPECT_NE(more.result.choice.find("(tried before: epis (at most 60 samples, 4 propagation rounds): "),
+              std::string::npos)
+        << more.result.choice;
+
+    options.targetError = 1e-6;
+    const auto none = samplenet::inferAutomatically(network, evidence, options);
+    EXPECT_NE(none.result.choice.find("no sampler gave a reliable answer"), std::string::npos) << none.result.choice;
+    EXPECT_FALSE(none.result.sampling->targetMet.value_or(true));
+}
