@@ -187,13 +187,6 @@ nlohmann::ordered_json evidenceJson(const samplenet::Network& network, const sam
     return json;
 }
 
-std::string csvField(const std::string& field) {
-    if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
-    std::string quoted = "\"";
-    for (char c : field) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    return quoted + "\"";
-}
-
 std::optional<OutputFormat> outputFormatNamed(std::string_view name) {
     if (name == "table") return OutputFormat::Table;
     if (name == "json") return OutputFormat::Json;

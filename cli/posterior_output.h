@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "lib/formats/text_util.h"
 #include "lib/inference/inference.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
@@ -36,9 +37,7 @@ std::string errorDescription(const samplenet::InferenceResult& result);
 std::string evidenceDescription(const samplenet::Network& network, const samplenet::Evidence& evidence);
 // {"A": "yes", "B": [0.9, 0.2]}: the evidence as JSON reports give it.
 nlohmann::ordered_json evidenceJson(const samplenet::Network& network, const samplenet::Evidence& evidence);
-// A CSV field (RFC 4180): quoted when it holds separators, quotes or line
-// breaks.
-std::string csvField(const std::string& field);
+using samplenet::csvField;
 
 // The whole report as text, so that nothing is printed when it fails.
 std::string formatReport(const PosteriorReport& report, OutputFormat format);

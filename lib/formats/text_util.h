@@ -22,4 +22,13 @@ inline std::string concat(std::initializer_list<std::string_view> parts) {
     return result;
 }
 
+// A CSV field (RFC 4180): quoted when it holds separators, quotes or line
+// breaks.
+inline std::string csvField(const std::string& field) {
+    if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
+    std::string quoted = "\"";
+    for (char c : field) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return quoted + "\"";
+}
+
 }  // namespace samplenet
