@@ -10,7 +10,6 @@
 #include <random>
 #include <thread>
 
-#include "cli/batch_output.h"
 #include "cli/case_file.h"
 #include "cli/case_progress.h"
 #include "cli/option_checks.h"
@@ -20,6 +19,7 @@
 #include "lib/batch/batch_case.h"
 #include "lib/formats/formats.h"
 #include "lib/model/errors.h"
+#include "lib/output/output_file.h"
 
 namespace samplenet_cli {
 
@@ -130,7 +130,7 @@ void runBatch(BatchArguments arguments, const CLI::App& command) {
     }
     const int jobs =
         arguments.jobs > 0 ? arguments.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-    BatchOutput output(arguments.outputPath);
+    samplenet::OutputFile output(arguments.outputPath);
     output.write(header(network, queried, options.algorithm));
     CaseProgress progress(arguments.casesPath);
 

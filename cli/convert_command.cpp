@@ -19,7 +19,7 @@ CLI::App* addConvertCommand(CLI::App& app, ConvertArguments& arguments) {
 void runConvert(const ConvertArguments& arguments) {
     checkOutputPath(arguments.output);
     const samplenet::Network network = samplenet::readNetwork(arguments.input, arguments.readLimits);
-    writeNetworkFile(network, arguments.output);
+    samplenet::writeNetwork(network, arguments.output);
 }
 
 }  // namespace samplenet_cli

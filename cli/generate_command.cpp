@@ -3,6 +3,7 @@
 #include "cli/network_output.h"
 #include "cli/option_checks.h"
 #include "cli/read_limit_options.h"
+#include "lib/formats/formats.h"
 
 namespace samplenet_cli {
 
@@ -36,7 +37,7 @@ void runGenerate(GenerateArguments arguments) {
         arguments.shape.maxStates = arguments.states.back();
     }
     checkOutputPath(arguments.output);
-    writeNetworkFile(samplenet::randomNetwork(arguments.shape, arguments.readLimits), arguments.output);
+    samplenet::writeNetwork(samplenet::randomNetwork(arguments.shape, arguments.readLimits), arguments.output);
 }
 
 }  // namespace samplenet_cli

@@ -10,6 +10,7 @@
 #include "cli/info_command.h"
 #include "cli/infer_command.h"
 #include "cli/plot_command.h"
+#include "cli/standard_output.h"
 #include "lib/inference/inference.h"
 
 namespace {
@@ -30,9 +31,8 @@ int fail(std::string message, int code) {
     return code;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+// Runs the command the arguments name; its exit code.
+int runCommand(int argc, char** argv) {
     CLI::App app("Approximate inference in discrete Bayesian networks.", "samplenet");
     app.footer(kExitCodes);
     app.set_version_flag("--version", "samplenet " SAMPLENET_VERSION);
@@ -85,4 +85,16 @@ int main(int argc, char** argv) {
         return fail(error.what(), kInputError);
     }
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    samplenet_cli::CheckedStandardOutput standardOutput;
+    const int code = runCommand(argc, argv);
+    // Output that never arrived makes the command fail; a command that
+    // failed already said why.
+    const auto failure = standardOutput.failure();
+    if (failure && code == 0) return fail("cannot write standard output: " + *failure, kInputError);
+    return code;
 }

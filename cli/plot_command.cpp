@@ -1,10 +1,9 @@
 #include "cli/plot_command.h"
 
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
 
 #include "cli/posterior_output.h"
+#include "lib/output/output_file.h"
 #include "lib/plot/graphviz_render.h"
 #include "lib/plot/posterior_picture.h"
 
@@ -42,8 +41,7 @@ void runPlot(PlotArguments arguments, const CLI::App& command) {
     const samplenet::PosteriorPicture picture{run.network, run.evidence, run.result, nodes, caption};
     const std::string bytes =
         samplenet::renderDot(samplenet::posteriorDot(picture), *samplenet::pictureFormatOfPath(arguments.outputPath));
-    std::ofstream out(arguments.outputPath, std::ios::binary);
-    if (!(out << bytes) || !out.flush()) throw std::runtime_error("cannot write \"" + arguments.outputPath + "\"");
+    samplenet::writeOutputFile(arguments.outputPath, bytes);
 }
 
 }  // namespace samplenet_cli

@@ -15,6 +15,12 @@ namespace {
 
 using samplenet::Algorithm;
 
+// Loopy belief propagation stops where its messages stop changing, which
+// may be far from the posteriors.
+constexpr const char* kConvergedMeans =
+    "a fixed point was reached (no belief changed by more than the tolerance), not that the beliefs are accurate: "
+    "loopy belief propagation gives no error bound";
+
 std::string likelihoodText(const std::vector<double>& likelihood) {
     return fmt::format("[{}]", fmt::join(likelihood, ","));
 }
@@ -92,6 +98,8 @@ std::string tableReport(const PosteriorReport& report) {
                                    runDescription(report.options, report.result), report.result.seconds,
                                    evidenceDescription(report.network, report.evidence));
     if (!report.result.choice.empty()) text += "# chosen: " + report.result.choice + "\n";
+    if (report.result.propagation && report.result.propagation->converged)
+        text += fmt::format("# note: \"converged\" means {}\n", kConvergedMeans);
     const bool withErrors = !report.result.standardErrors.empty();
     if (withErrors) text += "# error: " + errorDescription(report.result) + "\n";
     if (const auto reliability = samplenet::judgeReliability(report.result); !reliability.reliable)
@@ -122,6 +130,7 @@ std::string jsonReport(const PosteriorReport& report) {
             json["iterations_run"] = report.result.propagation->iterations;
             json["last_change"] = report.result.propagation->lastChange;
             json["converged"] = report.result.propagation->converged;
+            json["converged_means"] = kConvergedMeans;
         }
     } else if (options.algorithm == Algorithm::Exact) {
         json["ln_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;

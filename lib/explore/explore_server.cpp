@@ -8,12 +8,14 @@
 #include <thread>
 
 #include "lib/explore/explore_request.h"
+#include "lib/explore/request_guard.h"
 
 namespace samplenet {
 
 struct ExploreServer::Transport {
     httplib::Server http;
     int port = 0;
+    socket_t listening = -1;
     std::atomic<bool> finished{false};  // the serving loop has returned
     std::thread thread;
 };
@@ -22,10 +24,21 @@ namespace {
 
 constexpr const char* kHost = "127.0.0.1";
 
-bool addressedHere(const httplib::Request& request, int port) {
-    const std::string host = request.get_header_value("Host");
-    const std::string suffix = ":" + std::to_string(port);
-    return host == kHost + suffix || host == "localhost" + suffix;
+// Connections served at once, each on a thread of its own; more wait for a
+// free one. A page needs a handful, so clients that send slowly or not at
+// all (holding their connection open) leave room for it.
+constexpr std::size_t kConnectionThreads = 64;
+// A connection that sends nothing for this long, within a request or
+// between two, is closed.
+constexpr int kIdleSeconds = 3;
+// Connections the system holds until the server accepts them.
+constexpr int kPendingConnections = 128;
+
+void answer(const Reply& reply, httplib::Response& response) {
+    response.status = reply.status;
+    if (!reply.allow.empty()) response.set_header("Allow", reply.allow);
+    response.set_header("Cache-Control", "no-store");
+    response.set_content(reply.body, reply.contentType.c_str());
 }
 
 }  // namespace
@@ -35,22 +48,19 @@ ExploreServer::ExploreServer(ExploreService& service, int port) : transport(std:
     http.set_payload_max_length(kMaxExploreRequestBytes);
     // The library's default also sets SO_REUSEPORT, which would let a second
     // server (of anyone's) share the port and take some of the requests.
-    http.set_socket_options([](socket_t socket) {
+    http.set_socket_options([this](socket_t socket) {
         const int yes = 1;
         setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+        transport->listening = socket;
     });
+    http.new_task_queue = [] { return new httplib::ThreadPool(kConnectionThreads); };
+    http.set_read_timeout(kIdleSeconds, 0);
+    http.set_keep_alive_timeout(kIdleSeconds);
     const auto serve = [this, &service](const httplib::Request& request, httplib::Response& response) {
-        if (!addressedHere(request, transport->port)) {
-            const Reply refused = errorReply(403, "this server answers only requests addressed to " + url());
-            response.status = refused.status;
-            response.set_content(refused.body, refused.contentType.c_str());
-            return;
-        }
-        const Reply reply = service.handle(request.method, request.path, request.body);
-        response.status = reply.status;
-        if (!reply.allow.empty()) response.set_header("Allow", reply.allow);
-        response.set_header("Cache-Control", "no-store");
-        response.set_content(reply.body, reply.contentType.c_str());
+        const RequestHeaders headers{request.method, request.get_header_value("Host"),
+                                     request.get_header_value("Origin"), request.get_header_value("Content-Type")};
+        if (const std::optional<Reply> refused = refusal(headers, transport->port)) return answer(*refused, response);
+        answer(service.handle(request.method, request.path, request.body), response);
     };
     // Every method reaches the service, which answers 405 where it should.
     http.Get(".*", serve).Post(".*", serve).Put(".*", serve).Patch(".*", serve).Delete(".*", serve).Options(".*", serve);
@@ -73,6 +83,10 @@ ExploreServer::ExploreServer(ExploreService& service, int port) : transport(std:
             throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(port) + " (in use?)");
         transport->port = port;
     }
+    // The library listens with a queue of 5 connections not yet accepted: a
+    // burst of clients would overflow it and the page's own connection wait
+    // a second for the system to try again. Listening again resizes it.
+    listen(transport->listening, kPendingConnections);
     transport->thread = std::thread([this] {
         transport->http.listen_after_bind();
         transport->finished = true;

@@ -8,8 +8,8 @@
 namespace samplenet {
 
 // The explore service over HTTP on 127.0.0.1 only, served from a thread of
-// its own. Requests addressed to another host name are refused, so that a
-// web site cannot reach the server by pointing its own name at this machine.
+// its own. Requests that web pages elsewhere could send are refused (see
+// request_guard.h); slow or idle connections cannot starve the page.
 class ExploreServer {
 public:
     // Binds to `port`, or to a free port when it is 0, and starts serving.

@@ -11,14 +11,10 @@
 #include <memory>
 
 #include "lib/model/errors.h"
+#include "lib/output/output_file.h"
 
 namespace samplenet {
 namespace {
-
-struct GzCloser {
-    void operator()(gzFile file) const { gzclose(file); }
-};
-using GzHandle = std::unique_ptr<gzFile_s, GzCloser>;
 
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -29,6 +25,10 @@ struct InflateEnd {
     void operator()(z_stream* stream) const { inflateEnd(stream); }
 };
 
+struct DeflateEnd {
+    void operator()(z_stream* stream) const { deflateEnd(stream); }
+};
+
 bool isGzip(std::string_view bytes) { return bytes.size() >= 2 && bytes[0] == '\x1f' && bytes[1] == '\x8b'; }
 
 ParseError tooLong(const std::string& path, std::size_t maxBytes) {
@@ -36,14 +36,6 @@ ParseError tooLong(const std::string& path, std::size_t maxBytes) {
 }
 
 constexpr std::size_t kChunk = 1 << 16;
-
-// zlib reports system errors through errno and its own through gzerror.
-std::string reason(gzFile file) {
-    int code = Z_OK;
-    const char* message = file ? gzerror(file, &code) : nullptr;
-    if (code == Z_ERRNO || !message || !*message) return std::strerror(errno);
-    return message;
-}
 
 // Fills a buffer of kChunk bytes with the next input and says how many; 0 at
 // the end.
@@ -162,22 +154,32 @@ std::string decompressed(std::string_view bytes, const std::string& path, std::s
 }
 
 void writeTextFile(const std::string& path, std::string_view text, bool compress) {
-    const auto failed = [&path](int error, const std::string& reason) {
-        return FileError(path + ": cannot write file: " + reason, path, error);
-    };
-    errno = 0;
-    // "T" writes the bytes through uncompressed.
-    GzHandle file(gzopen(path.c_str(), compress ? "wb" : "wbT"));
-    if (!file) throw failed(errno ? errno : ENOMEM, std::strerror(errno ? errno : ENOMEM));
-    while (!text.empty()) {
-        const unsigned chunk = static_cast<unsigned>(std::min<std::size_t>(text.size(), 1 << 20));
-        errno = 0;
-        if (gzwrite(file.get(), text.data(), chunk) != static_cast<int>(chunk))
-            throw failed(errno ? errno : EIO, reason(file.get()));
-        text.remove_prefix(chunk);
+    OutputFile file(path);
+    if (!compress) {
+        file.write(text);
+        return file.commit();
     }
-    errno = 0;
-    if (gzclose(file.release()) != Z_OK) throw failed(errno ? errno : EIO, std::strerror(errno ? errno : EIO));
+    z_stream stream{};
+    // 16 + window bits: a gzip header and trailer around the deflate data.
+    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+        throw FileError(path + ": cannot write file: out of memory", path, ENOMEM);
+    const std::unique_ptr<z_stream, DeflateEnd> guard(&stream);
+    const auto out = std::make_unique<char[]>(kChunk);
+    int flush = Z_NO_FLUSH;
+    while (flush != Z_FINISH) {
+        const std::size_t piece = std::min<std::size_t>(text.size(), 1 << 20);
+        stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+        stream.avail_in = static_cast<uInt>(piece);
+        text.remove_prefix(piece);
+        flush = text.empty() ? Z_FINISH : Z_NO_FLUSH;
+        do {
+            stream.next_out = reinterpret_cast<Bytef*>(out.get());
+            stream.avail_out = static_cast<uInt>(kChunk);
+            deflate(&stream, flush);  // cannot fail with room to write and a consistent stream
+            file.write(std::string_view(out.get(), kChunk - stream.avail_out));
+        } while (stream.avail_out == 0);
+    }
+    file.commit();
 }
 
 }  // namespace samplenet

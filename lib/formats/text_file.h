@@ -19,8 +19,9 @@ std::string readTextFile(const std::string& path, std::size_t maxBytes = ReadLim
 // labelled with `path`.
 std::string decompressed(std::string_view bytes, const std::string& path, std::size_t maxBytes);
 
-// Replaces the file's contents with `text`, gzip-compressed when `compress`.
-// Throws FileError "path: cannot write file: reason".
+// Writes `text`, gzip-compressed when `compress`, as OutputFile writes: a
+// regular file is replaced whole or left as it was. Throws FileError "path:
+// cannot write file: reason".
 void writeTextFile(const std::string& path, std::string_view text, bool compress);
 
 }  // namespace samplenet

@@ -5,12 +5,14 @@ The command line's batch, with Parquet output (through pandas and pyarrow)."""
 from __future__ import annotations
 
 import argparse
+import io
 import sys
 import warnings
 
 import pandas as pd
 
 import samplenet
+from samplenet import _core
 
 
 def read_cases(path) -> pd.DataFrame:
@@ -26,10 +28,14 @@ def batch(arguments) -> int:
         query=arguments.query, jobs=arguments.jobs, on_error="raise" if arguments.on_error == "fail" else "skip")
     table.index = table.index + 1
     table.index.name = "row"
-    if arguments.format == "parquet":
-        table.to_parquet(arguments.output)
+    if not arguments.output:
+        table.to_csv(sys.stdout)
+    elif arguments.format == "parquet":
+        parquet = io.BytesIO()
+        table.to_parquet(parquet)
+        _core.write_file(arguments.output, parquet.getvalue())
     else:
-        table.to_csv(arguments.output or sys.stdout)
+        _core.write_file(arguments.output, table.to_csv().encode())
     return 0
 
 

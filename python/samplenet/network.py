@@ -159,7 +159,7 @@ class Network:
             of the truth with 95% confidence (result.sampling.target_met says
             whether it was).
         tolerance: lbp stops once no belief changes by more than this
-            (result.converged).
+            (result.converged: a fixed point, not an error bound).
         max_seconds: epis and ais stop drawing once this is spent and answer
             from the samples drawn (result.sampling.samples_drawn).
         query: node names; only these are computed and returned (default:

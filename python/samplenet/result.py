@@ -49,7 +49,9 @@ class Result(Mapping):
     Attributes: seconds (the run's time); log_probability_of_evidence and
     probability_of_evidence (exact from exact inference, estimated by the
     samplers, None from lbp); sampling, a SamplingSummary for epis and ais
-    (None otherwise); converged (lbp with a tolerance, else None); choice
+    (None otherwise); converged (lbp with a tolerance, else None: True
+    means a fixed point was reached, not that the beliefs are accurate, as
+    loopy belief propagation gives no error bound); choice
     (algorithm="auto": what ran and why, else None); joint (with
     infer(joint=[...]): a JointPosterior, else None). A Result pickles, so it
     can come back from a process pool or dask.delayed; it carries its
@@ -64,7 +66,8 @@ class Result(Mapping):
         self.log_probability_of_evidence = log_probability_of_evidence
         self.seconds = seconds
         self.sampling = sampling
-        # lbp with a tolerance: whether it converged; None otherwise.
+        # lbp with a tolerance: whether it reached a fixed point (which says
+        # nothing of its error); None otherwise.
         self.converged = converged
         # algorithm="auto": what ran and why; None otherwise.
         self.choice = choice

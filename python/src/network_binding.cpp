@@ -8,6 +8,7 @@
 #include "lib/formats/formats.h"
 #include "lib/model/errors.h"
 #include "lib/model/network.h"
+#include "lib/output/output_file.h"
 #include "python/src/bindings.h"
 
 namespace nb = nanobind;
@@ -95,6 +96,14 @@ void bindNetwork(nb::module_& module) {
     // The default reading limits; the file names what exceeds them.
     module.def("read_network", &readUtf8Network, nb::arg("path"));
     module.def("build_network", &buildNetwork, nb::arg("name"), nb::arg("nodes"));
+    // For files the package writes through other libraries (pandas' CSV and
+    // Parquet): the command line's rules for replacing what is at the path.
+    module.def(
+        "write_file",
+        [](const std::string& path, const nb::bytes& data) {
+            samplenet::writeOutputFile(path, std::string_view(data.c_str(), data.size()));
+        },
+        nb::arg("path"), nb::arg("data"));
 }
 
 }  // namespace samplenet_python

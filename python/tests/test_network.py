@@ -1,4 +1,6 @@
 import gzip
+import subprocess
+import sys
 
 import numpy as np
 import pytest
@@ -100,6 +102,40 @@ def test_file_errors_are_os_errors_and_parse_errors_say_where(tmp_path):
     assert error.value.path == str(unknown)
     with pytest.raises(FileNotFoundError):
         samplenet.Network.from_tables([("A", ["a", "b"], [], [0.5, 0.5])]).save(tmp_path / "none" / "x.bif")
+
+
+def test_writing_follows_links_and_refuses_read_only_files(asia, tmp_path):
+    target = tmp_path / "target.bif"
+    target.write_text("old")
+    link = tmp_path / "link.bif"
+    link.symlink_to(target.name)
+    asia.save(link)
+    assert link.is_symlink()
+    assert samplenet.load(target).nodes == asia.nodes
+    target.chmod(0o444)  # refused also as root, which the system lets write it
+    with pytest.raises(PermissionError) as refused:
+        asia.save(link)
+    assert refused.value.filename == str(link)
+    assert samplenet.load(target).nodes == asia.nodes
+
+    # python -m samplenet batch -o writes by the same rules.
+    cases = tmp_path / "cases.csv"
+    cases.write_text("asia,smoke\nyes,\n,no\n")
+    rows = tmp_path / "rows.csv"
+    rows.write_text("old")
+    rows_link = tmp_path / "rows-link.csv"
+    rows_link.symlink_to(rows.name)
+    module = [sys.executable, "-m", "samplenet", "batch", str(NETWORKS / "asia.bif.gz"), str(cases), "-a", "exact",
+              "-o", str(rows_link)]
+    subprocess.run(module, check=True)
+    assert rows_link.is_symlink()
+    assert rows.read_text().startswith("row,")
+    rows.chmod(0o444)
+    refused = subprocess.run(module, capture_output=True, text=True)
+    assert refused.returncode == 1
+    assert "Permission denied" in refused.stderr
+    assert sorted(path.name for path in tmp_path.iterdir()) == ["cases.csv", "link.bif", "rows-link.csv", "rows.csv",
+                                                                  "target.bif"]
 
 
 def test_bad_tables_are_refused_with_the_node_named():

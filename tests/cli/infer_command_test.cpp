@@ -211,6 +211,28 @@ TEST(InferCommand, ChoosesAutomaticallyAndSaysWhy) {
     EXPECT_NEAR(fromJson(run.out).at("Smoker")[0], kSmokerGivenCough, 1e-12);
 }
 
+// Loopy propagation "converges" to a fixed point that may be far from the
+// posteriors; what it printed read as if the beliefs were then accurate.
+TEST(InferCommand, LoopyPropagationSaysWhatConvergedMeans) {
+    const std::string means =
+        "a fixed point was reached (no belief changed by more than the tolerance), not that the beliefs are accurate: "
+        "loopy belief propagation gives no error bound";
+    const std::vector<std::string> lbp{"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "lbp", "--tolerance", "1e-9"};
+    const auto table = runSamplenet(lbp);
+    ASSERT_EQ(table.exitCode, 0) << table.err;
+    EXPECT_NE(table.out.find(", converged (last change"), std::string::npos) << table.out;
+    EXPECT_NE(table.out.find("\n# note: \"converged\" means " + means + "\n"), std::string::npos) << table.out;
+    std::vector<std::string> asJson = lbp;
+    asJson.insert(asJson.end(), {"--format", "json"});
+    const auto json = nlohmann::json::parse(runSamplenet(asJson).out);
+    EXPECT_EQ(json.at("converged"), true);
+    EXPECT_EQ(json.at("converged_means"), means);
+
+    std::vector<std::string> unsettled = lbp;
+    unsettled.insert(unsettled.end(), {"--iterations", "1"});
+    EXPECT_EQ(runSamplenet(unsettled).out.find("# note: \"converged\""), std::string::npos);
+}
+
 TEST(InferCommand, RunsTheBuiltInExampleFromAnyDirectory) {
     const auto run = runSamplenet({"infer", "-n", "2000", "--format", "json"}, "/");
     ASSERT_EQ(run.exitCode, 0) << run.err;

@@ -18,20 +18,12 @@ std::string shellQuoted(const std::string& text) {
     return quoted + "'";
 }
 
-}  // namespace
-
-std::string fileContents(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-Run runSamplenet(const std::vector<std::string>& arguments, const std::string& directory,
-                 const std::string& environment) {
+// `before` is shell text run first, in the same shell.
+Run runInShell(const std::string& before, const std::vector<std::string>& arguments, const std::string& directory,
+               const std::string& environment) {
     const std::string out = temporaryPath("stdout");
     const std::string err = temporaryPath("stderr");
-    std::string command = directory.empty() ? "" : "cd " + shellQuoted(directory) + " && ";
+    std::string command = before + (directory.empty() ? "" : "cd " + shellQuoted(directory) + " && ");
     command += environment + " " + shellQuoted(SAMPLENET_BINARY);
     for (const std::string& argument : arguments) command += " " + shellQuoted(argument);
     command += " >" + shellQuoted(out) + " 2>" + shellQuoted(err) + " </dev/null";
@@ -45,12 +37,38 @@ Run runSamplenet(const std::vector<std::string>& arguments, const std::string& d
     return run;
 }
 
+}  // namespace
+
+std::string fileContents(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+Run runSamplenet(const std::vector<std::string>& arguments, const std::string& directory,
+                 const std::string& environment) {
+    return runInShell("", arguments, directory, environment);
+}
+
+Run runSamplenetWithFileSizeLimit(const std::vector<std::string>& arguments, int blocks) {
+    // Ignored, SIGXFSZ no longer kills the process: the write fails with EFBIG.
+    return runInShell("trap '' XFSZ; ulimit -f " + std::to_string(blocks) + "; ", arguments, "", "");
+}
+
 std::string dataFile(const std::string& name) { return std::string(CLI_TEST_DATA) + "/" + name; }
 
 std::string temporaryPath(const std::string& fileName) {
     return (std::filesystem::temp_directory_path() /
             ("samplenet-cli-test-" + std::to_string(getpid()) + "-" + fileName))
         .string();
+}
+
+std::filesystem::path scratchDirectory(const std::string& name) {
+    const std::filesystem::path directory = temporaryPath(name);
+    std::filesystem::remove_all(directory);
+    std::filesystem::create_directory(directory);
+    return directory;
 }
 
 }  // namespace cli_testing

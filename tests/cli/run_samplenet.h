@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,11 @@ struct Run {
 Run runSamplenet(const std::vector<std::string>& arguments, const std::string& directory = "",
                  const std::string& environment = "");
 
+// As runSamplenet, with every file it writes, its standard output and error
+// too, limited to `blocks` of 512 bytes (the shell's unit), beyond which a
+// write fails with "File too large".
+Run runSamplenetWithFileSizeLimit(const std::vector<std::string>& arguments, int blocks);
+
 // The whole contents of a file.
 std::string fileContents(const std::string& path);
 
@@ -25,5 +31,8 @@ std::string dataFile(const std::string& name);
 
 // A fresh path under the temporary directory, removed by nobody but the test.
 std::string temporaryPath(const std::string& fileName);
+
+// A fresh, empty directory at temporaryPath(name).
+std::filesystem::path scratchDirectory(const std::string& name);
 
 }  // namespace cli_testing

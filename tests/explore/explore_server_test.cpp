@@ -4,11 +4,15 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "lib/explore/explore_request.h"
 #include "lib/formats/formats.h"
@@ -116,6 +120,72 @@ TEST_F(ExploreServerTest, RefusesRequestsAddressedToAnotherHost) {
     EXPECT_EQ(result->status, 403);
     EXPECT_EQ(errorOf(result), "this server answers only requests addressed to " + server.url());
     expectStillAnswering();
+}
+
+// Any page the user visits may POST here: a plain-text body goes without
+// the browser asking first, and the page's origin goes along in Origin.
+TEST_F(ExploreServerTest, WorkIsStartedOnlyByJsonRequestsFromItsOwnPage) {
+    const std::string body = R"({"evidence": ["smoke=yes"]})";
+    const std::string port = std::to_string(server.port());
+    const auto plainText = client.Post("/api/posteriors", body, "text/plain");
+    ASSERT_TRUE(plainText);
+    EXPECT_EQ(plainText->status, 415);
+    EXPECT_EQ(errorOf(plainText), "POST requests must send Content-Type: application/json");
+    const std::vector<std::string> foreigners{"http://attacker.example", "null",
+                                              "http://127.0.0.1:" + std::to_string(server.port() + 1)};
+    for (const std::string& foreign : foreigners) {
+        const auto result = client.Post("/api/picture", {{"Origin", foreign}}, R"({"nodes": []})", "application/json");
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->status, 403) << foreign;
+        EXPECT_EQ(errorOf(result), "this server answers only its own page (" + server.url() + "), not requests from " + foreign);
+    }
+    for (const std::string& own : std::vector<std::string>{"http://127.0.0.1:" + port, "http://localhost:" + port}) {
+        const auto result = client.Post("/api/posteriors", {{"Origin", own}}, body, "application/json; charset=utf-8");
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->status, 200) << own;
+    }
+    expectStillAnswering();
+}
+
+// Clients that open connections and send slowly or not at all hold a thread
+// each; the page must still answer, and idle ones are closed after seconds.
+TEST_F(ExploreServerTest, ThePageAnswersWhileSlowClientsHoldConnections) {
+    const auto opened = std::chrono::steady_clock::now();
+    std::vector<int> slow;
+    for (int i = 0; i < 30; ++i) {
+        const int fd = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(server.port()));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const std::string start = "POST /api/posteriors HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.port()) + "\r\n";
+        ASSERT_EQ(write(fd, start.data(), start.size()), static_cast<ssize_t>(start.size()));
+        slow.push_back(fd);
+    }
+    httplib::Client page("127.0.0.1", server.port());
+    page.set_connection_timeout(2);
+    page.set_read_timeout(2);
+    const auto answer = page.Get("/");
+    ASSERT_TRUE(answer) << "no answer within 2 s";
+    EXPECT_EQ(answer->status, 200);
+    EXPECT_LT(std::chrono::steady_clock::now() - opened, std::chrono::seconds(2));
+
+    // Each is answered 400 once the server has waited 3 s for the rest.
+    for (const int fd : slow) {
+        std::string answered;
+        char buffer[512];
+        for (ssize_t got = 1; got > 0 && answered.find("\r\n") == std::string::npos;) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                opened + std::chrono::milliseconds(4500) - std::chrono::steady_clock::now());
+            pollfd ready{fd, POLLIN, 0};
+            if (poll(&ready, 1, static_cast<int>(std::max<long>(0, left.count()))) != 1) break;
+            got = read(fd, buffer, sizeof buffer);
+            if (got > 0) answered.append(buffer, static_cast<std::size_t>(got));
+        }
+        EXPECT_EQ(answered.substr(0, answered.find("\r\n")), "HTTP/1.1 400 Bad Request") << "no answer after 4.5 s";
+        close(fd);
+    }
 }
 
 TEST_F(ExploreServerTest, AGivenPortInUseIsAClearError) {
