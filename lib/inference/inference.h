@@ -22,6 +22,7 @@ enum class Algorithm {
     Lbp,   // loopy belief propagation
     Exact, // junction tree; refuses networks whose cliques exceed the memory limit
     Auto,  // exact where it is quick, else EPIS with a precision target, with fallbacks
+    MiniBucket,  // importance sampling from a memory-bounded weighted mini-bucket elimination, backtracking on zeros
 };
 
 std::string_view algorithmName(Algorithm algorithm);
@@ -101,6 +102,14 @@ struct InferenceOptions {
     Cancellation cancellation;
 };
 
+// What mini-bucket sampling's proposal was built with.
+struct MiniBucketReport {
+    std::size_t entriesPerMiniBucket = 0;  // the bound on a mini-bucket's table
+    std::size_t messageEntries = 0;        // held by all messages together
+    int buckets = 0;                       // variables eliminated
+    int splitBuckets = 0;                  // buckets split into mini-buckets (0: exact elimination)
+};
+
 // P(variables | evidence) as one table: one dimension per variable in the
 // order given, the last varying fastest.
 struct JointPosterior {
@@ -140,6 +149,8 @@ struct InferenceResult {
     std::vector<std::vector<int>> bestSamples;
     // With InferenceOptions::joint, from the samplers.
     std::optional<JointPosterior> joint;
+    // Mini-bucket sampling: the elimination its proposal came from.
+    std::optional<MiniBucketReport> miniBuckets;
 };
 
 // The network is too large for the chosen algorithm within the memory limit.
