@@ -159,6 +159,12 @@ std::string jsonReport(const PosteriorReport& report) {
             json["samples_lost_to_range"] = sampling->lostToRange;
             json["samples_outside_double_range"] = sampling->outsideDouble;
         }
+        if (const auto& buckets = report.result.miniBuckets) {
+            json["mini_bucket_bound"] = buckets->entriesPerMiniBucket;
+            json["message_entries"] = buckets->messageEntries;
+            json["split_buckets"] = buckets->splitBuckets;
+            json["backtracks"] = report.result.sampling ? report.result.sampling->backtracks : 0;
+        }
         json["seed"] = options.seed ? nlohmann::ordered_json(*options.seed) : nlohmann::ordered_json(nullptr);
     }
     json["seconds"] = report.result.seconds;

@@ -19,10 +19,10 @@ std::size_t memoryLimitBytes(double gib) {
 
 void addRunOptions(CLI::App& command, RunOptions& run) {
     auto& options = run.options;
-    command.add_option("-a,--algorithm", run.algorithm, "auto (exact where it is quick, else epis to a target error), epis, ais, lbp or exact")
+    command.add_option("-a,--algorithm", run.algorithm, "auto (exact where it is quick, else epis to a target error), epis, ais, lbp, exact or wmb (mini-bucket sampling)")
         ->check(checkAlgorithmName)
         ->capture_default_str();
-    command.add_option("-n,--samples", options.samples, "Samples drawn by epis and ais")
+    command.add_option("-n,--samples", options.samples, "Samples drawn by epis, ais and wmb")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
     command.add_option("--propagation-length", options.epis.propagationLength,

@@ -206,6 +206,7 @@ Triangulation triangulate(const EliminationProblem& problem, EliminationCriterio
         const auto [chosen, tableEntries] = elimination.cheapest();
         std::vector<int> clique = elimination.eliminate(chosen);
         ++result.variablesEliminated;
+        result.eliminated.push_back(chosen);
         if (checkpoint) checkpoint();
         clique.insert(std::upper_bound(clique.begin(), clique.end(), chosen), chosen);
         // A clique inside an earlier one contains the variable eliminated here,

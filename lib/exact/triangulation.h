@@ -24,6 +24,7 @@ struct Triangulation {
     int variablesEliminated = 0;
     std::size_t tableEntries = 0;  // of the cliques found, saturating
     std::string order;              // the criterion that found it, as `info` names it
+    std::vector<int> eliminated;    // the variables in the order they were eliminated
 };
 
 // The graph to triangulate: variables 0..stateCounts.size()-1, joined

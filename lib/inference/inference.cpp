@@ -15,6 +15,7 @@
 #include "lib/inference/automatic_choice.h"
 #include "lib/inference/evidence_check.h"
 #include "lib/inference/likelihood_evidence.h"
+#include "lib/inference/mini_bucket_run.h"
 #include "lib/inference/network_adapter.h"
 #include "lib/inference/sampling_tallies.h"
 
@@ -26,12 +27,13 @@ constexpr int kNoWeight = -5;
 constexpr int kZeroBelief = -26;
 constexpr double kMaxSeconds = 365.0 * 24 * 3600;
 
-constexpr std::array<std::pair<Algorithm, std::string_view>, 5> kAlgorithmNames{{
+constexpr std::array<std::pair<Algorithm, std::string_view>, 6> kAlgorithmNames{{
     {Algorithm::Epis, "epis"},
     {Algorithm::Ais, "ais"},
     {Algorithm::Lbp, "lbp"},
     {Algorithm::Exact, "exact"},
     {Algorithm::Auto, "auto"},
+    {Algorithm::MiniBucket, "wmb"},
 }};
 
 void checkOptions(const InferenceOptions& options) {
@@ -250,6 +252,7 @@ InferenceResult infer(const Network& given, const Evidence& evidence, const Infe
         case Algorithm::Ais:
         case Algorithm::Lbp: return engineRun(network, evidence, options);
         case Algorithm::Exact: return exactRun(network, evidence, options);
+        case Algorithm::MiniBucket: return inferByMiniBuckets(network, evidence, options);
         case Algorithm::Auto: break;
     }
     throw std::invalid_argument("unknown algorithm");

@@ -22,6 +22,7 @@ enum class Algorithm {
     Lbp,   // loopy belief propagation
     Exact, // junction tree; refuses networks whose cliques exceed the memory limit
     Auto,  // exact where it is quick, else EPIS with a precision target, with fallbacks
+    MiniBucket,  // importance sampling from a memory-bounded weighted mini-bucket elimination, backtracking on zeros
 };
 
 std::string_view algorithmName(Algorithm algorithm);
@@ -45,7 +46,7 @@ struct EpisOptions {
 
 struct InferenceOptions {
     Algorithm algorithm = Algorithm::Epis;
-    // Samples of the final sampling stage (EPIS, AIS).
+    // Samples of the final sampling stage (EPIS, AIS, mini-bucket sampling).
     int samples = 100000;
     // A fixed seed makes sampling runs repeatable; only its low 15 bits are
     // used. Without one, runs seed from the clock.
@@ -59,22 +60,24 @@ struct InferenceOptions {
     std::optional<double> lbpTolerance;
     // Inference refuses networks whose tables would need more: exact
     // inference its clique tables, the other algorithms their working
-    // copies of the network's tables.
+    // copies of the network's tables. Mini-bucket sampling also bounds its
+    // mini-buckets so that their messages fit it.
     std::size_t memoryLimitBytes = std::size_t{4} << 30;
     // Time budget of a sampling run: once it is spent, EPIS and AIS stop
     // drawing samples and report from those drawn (the clock is read about
     // every millisecond). Their set-up stages (EPIS's propagation, AIS's
     // learning) run to the end.
     std::optional<double> maxSeconds;
-    // Threads that share the samples of one run (EPIS, AIS). Each job draws
-    // from its own share of the generator's stream, so results depend on the
-    // seed and the job count; one job gives the same results as ever.
+    // Threads that share the samples of one run (EPIS, AIS, mini-bucket
+    // sampling). Each job draws from its own share of the generator's
+    // stream, so results depend on the seed and the job count; one job gives
+    // the same results as ever.
     int jobs = 1;
     // The samplers' random numbers: the engine's own generator (its 2^31
     // numbers repeat after 2^31 / (unobserved variables) samples), or an
     // opt-in generator of period 2^64 for longer runs.
     Generator generator = Generator::Standard;
-    // EPIS, AIS: draw in rounds (1,000 samples, then twice the samples drawn
+    // Samplers: draw in rounds (1,000 samples, then twice the samples drawn
     // so far, and so on) until every posterior entry is within this of the
     // truth with 95% confidence, all at once, with at least 100 effective
     // samples; `samples` is then the most to draw. The result says whether
@@ -99,6 +102,14 @@ struct InferenceOptions {
     // Stops the run from another thread or from the caller's own check; see
     // Cancellation. A stopped run throws RunCancelled.
     Cancellation cancellation;
+};
+
+// What mini-bucket sampling's proposal was built with.
+struct MiniBucketReport {
+    std::size_t entriesPerMiniBucket = 0;  // the bound on a mini-bucket's table
+    std::size_t messageEntries = 0;        // held by all messages together
+    int buckets = 0;                       // variables eliminated
+    int splitBuckets = 0;                  // buckets split into mini-buckets (0: exact elimination)
 };
 
 // P(variables | evidence) as one table: one dimension per variable in the
@@ -140,6 +151,8 @@ struct InferenceResult {
     std::vector<std::vector<int>> bestSamples;
     // With InferenceOptions::joint, from the samplers.
     std::optional<JointPosterior> joint;
+    // Mini-bucket sampling: the elimination its proposal came from.
+    std::optional<MiniBucketReport> miniBuckets;
 };
 
 // The network is too large for the chosen algorithm within the memory limit.

@@ -11,21 +11,20 @@ constexpr std::chrono::milliseconds kQuietStart{1000};
 constexpr std::chrono::milliseconds kReportInterval{100};
 }  // namespace
 
-RunClock::RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress,
-                   std::optional<double> maxSeconds, Cancellation cancellation)
-    : poller(std::move(cancellation)),
-      lock(poller),
-      samplesTotal(samplesTotal), progress(std::move(progress)), fixedSeed(seed.has_value()) {
-    // The samplers seed from time XOR clock; a fixed time and a zero clock
-    // make that the seed itself.
-    if (seed) qvr_clock::FixReadings(*seed, 0);
+RunTimer::RunTimer(long samplesTotal, ProgressCallback progress, std::optional<double> maxSeconds,
+                   Cancellation cancellation)
+    : poller(std::move(cancellation)), samplesTotal(samplesTotal), progress(std::move(progress)),
+      maxSeconds(maxSeconds) {
+    restart();
+}
+
+void RunTimer::restart() {
     start = Clock::now();
     lastReport = start;
     if (maxSeconds) deadline = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*maxSeconds));
 }
 
-RunClock::~RunClock() {
-    if (fixedSeed) qvr_clock::UseRealClock();
+RunTimer::~RunTimer() {
     // A cancelled run still closes its progress display.
     if (reported && !end) {
         try {
@@ -35,17 +34,32 @@ RunClock::~RunClock() {
     }
 }
 
-void RunClock::finish() {
+void RunTimer::finish() {
     if (end) return;
     end = Clock::now();
     if (reported) report(true);
 }
 
-double RunClock::seconds() const {
+double RunTimer::seconds() const {
     return std::chrono::duration<double>(end.value_or(Clock::now()) - start).count();
 }
 
-void RunClock::checkProgress() {
+RunClock::RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress,
+                   std::optional<double> maxSeconds, Cancellation cancellation)
+    : RunTimer(samplesTotal, std::move(progress), maxSeconds, std::move(cancellation)),
+      lock(poller),
+      fixedSeed(seed.has_value()) {
+    // The samplers seed from time XOR clock; a fixed time and a zero clock
+    // make that the seed itself.
+    if (seed) qvr_clock::FixReadings(*seed, 0);
+    restart();
+}
+
+RunClock::~RunClock() {
+    if (fixedSeed) qvr_clock::UseRealClock();
+}
+
+void RunTimer::checkProgress() {
     if (!progress && !deadline) return;
     const auto now = poller.lastReading();
     if (deadline && now >= *deadline) outOfTime_ = true;
@@ -55,7 +69,7 @@ void RunClock::checkProgress() {
     report(false);
 }
 
-void RunClock::report(bool finished) {
+void RunTimer::report(bool finished) {
     reported = true;
     progress(Progress{std::min(samplesDone, samplesTotal), samplesTotal, seconds(), finished});
 }

@@ -18,20 +18,16 @@ struct Progress {
 
 using ProgressCallback = std::function<void(const Progress&)>;
 
-// Every engine run goes through one RunClock. It fixes the samplers' clock
-// readings for the run when a seed is given (they seed from the clock, and
-// only the low 15 bits of the seed take effect), measures the run's time, and
-// reports progress of runs that last longer than a second. With a time
-// budget it also tells when the budget is spent. It holds the engine lock
-// for the run (waiting for it while another run holds it), and its readings
-// of the time poll the run's Cancellation.
-class RunClock {
+// Measures a run's time, reports progress of runs that last longer than a
+// second, tells when a time budget is spent, and polls the run's
+// Cancellation whenever it reads the time.
+class RunTimer {
 public:
-    RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress,
-             std::optional<double> maxSeconds = std::nullopt, Cancellation cancellation = {});
-    RunClock(const RunClock&) = delete;
-    RunClock& operator=(const RunClock&) = delete;
-    ~RunClock();
+    RunTimer(long samplesTotal, ProgressCallback progress, std::optional<double> maxSeconds = std::nullopt,
+             Cancellation cancellation = {});
+    RunTimer(const RunTimer&) = delete;
+    RunTimer& operator=(const RunTimer&) = delete;
+    ~RunTimer();
 
     // Called once per sample. The time is read about every millisecond (see
     // CancellationPoller). Throws RunCancelled once the run is to stop.
@@ -59,24 +55,45 @@ public:
     void finish();
     double seconds() const;
 
-private:
+protected:
     using Clock = std::chrono::steady_clock;
 
+    // Starts the time (and the budget) again: for a run that had to wait
+    // before it could start.
+    void restart();
+
+    CancellationPoller poller;
+
+private:
     void checkProgress();
     void report(bool finished);
 
-    CancellationPoller poller;
-    EngineLock lock;  // before anything touches the engine's state
     long samplesDone = 0;
     long samplesTotal;
     ProgressCallback progress;
-    bool fixedSeed;
+    std::optional<double> maxSeconds;
     bool reported = false;
     bool outOfTime_ = false;
     Clock::time_point start;
     std::optional<Clock::time_point> deadline;
     std::optional<Clock::time_point> end;
     Clock::time_point lastReport;
+};
+
+// Every engine run goes through one RunClock. It fixes the samplers' clock
+// readings for the run when a seed is given (they seed from the clock, and
+// only the low 15 bits of the seed take effect), and holds the engine lock
+// for the run (waiting for it while another run holds it); its time starts
+// once it has the lock.
+class RunClock : public RunTimer {
+public:
+    RunClock(std::optional<long> seed, long samplesTotal, ProgressCallback progress,
+             std::optional<double> maxSeconds = std::nullopt, Cancellation cancellation = {});
+    ~RunClock();
+
+private:
+    EngineLock lock;  // before anything touches the engine's state
+    bool fixedSeed;
 };
 
 }  // namespace samplenet

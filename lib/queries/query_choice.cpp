@@ -45,9 +45,11 @@ QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& ev
             return {approximateExplanation(network, evidence, sampling, localSearch), Algorithm::Epis,
                     "epis: " + exact.why};
         }
-        case Algorithm::Lbp: break;
+        case Algorithm::Lbp:
+        case Algorithm::MiniBucket: break;
     }
-    throw std::invalid_argument("lbp gives no explanation: use exact, epis, ais or auto");
+    throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
+                                " gives no explanation: use exact, epis, ais or auto");
 }
 
 QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& evidence,
@@ -77,9 +79,11 @@ QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& 
                                      std::move(run.result));
             return {std::move(*run.result.joint), run.used.algorithm, run.result.choice, std::move(run.result.sampling)};
         }
-        case Algorithm::Lbp: break;
+        case Algorithm::Lbp:
+        case Algorithm::MiniBucket: break;
     }
-    throw std::invalid_argument("lbp gives no joint posterior: use exact, epis, ais or auto");
+    throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
+                                " gives no joint posterior: use exact, epis, ais or auto");
 }
 
 }  // namespace samplenet

@@ -11,9 +11,6 @@ namespace samplenet {
 
 namespace {
 
-// Within this binary exponent of 1 the largest weight needs no scale.
-constexpr int kUnscaledRange = 1000;
-
 constexpr std::size_t kRowBytes = std::size_t{64} << 20;
 constexpr int kMaxBlock = 256;
 constexpr int kMinBlock = 8;
@@ -153,11 +150,7 @@ void BlockSampler::addBlock(int standing, WeightSums& sums) {
         if (magnitude < -1022 || magnitude > 1023) ++sums.outsideDouble;
         ++sums.positive;
     }
-    if (blockLargest != INT_MIN) {
-        sums.raiseLargestExponent(blockLargest);
-        const bool inRange = std::abs(sums.largestExponent) <= kUnscaledRange;
-        sums.rescale(inRange ? 0 : sums.largestExponent);
-    }
+    if (blockLargest != INT_MIN) sums.admit(blockLargest);
     for (int j = 0; j < standing; ++j) {
         const bool counted = weight[j] > 0.0;
         scaled[j] = counted ? std::ldexp(weight[j], exponent[j] - sums.scale) : 0.0;

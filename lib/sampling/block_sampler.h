@@ -16,6 +16,9 @@ class SampleQuota {
 public:
     virtual ~SampleQuota() = default;
     virtual bool grant() = 0;
+    // Whether the run is being stopped: a sampler whose samples can take
+    // long asks now and then while drawing one, and drops it.
+    virtual bool stopping() const { return false; }
 };
 
 // Looks at every block of samples once it is drawn.

@@ -39,8 +39,15 @@ double unionBound(const std::vector<const std::vector<double>*>& standardErrors,
 }  // namespace
 
 ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums) {
+    SumLayout layout{{}, plan.firstJointSum, plan.jointEntries};
+    layout.nodes.reserve(plan.nodes.size());
+    for (const SamplingPlan::Node& node : plan.nodes) layout.nodes.push_back({node.firstSum, node.stateCount, node.tallied});
+    return estimateErrors(layout, sums);
+}
+
+ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums) {
     ErrorEstimates estimates;
-    estimates.standardErrors.reserve(plan.nodes.size());
+    estimates.standardErrors.reserve(layout.nodes.size());
     const bool weighed = sums.total > 0.0;
     // Squares are kept relative to the largest weight, sums at their scale.
     const int squareShift = weighed ? 2 * (sums.largestExponent - sums.scale) : 0;
@@ -59,10 +66,11 @@ ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums) 
         }
         return errors;
     };
-    for (const SamplingPlan::Node& node : plan.nodes)
+    for (const SumLayout::Node& node : layout.nodes)
         estimates.standardErrors.push_back(node.tallied && weighed ? errorsOf(node.firstSum, node.stateCount)
                                                                    : std::vector<double>(node.stateCount, 0.0));
-    if (plan.jointEntries > 0 && weighed) estimates.jointStandardErrors = errorsOf(plan.firstJointSum, plan.jointEntries);
+    if (layout.jointEntries > 0 && weighed)
+        estimates.jointStandardErrors = errorsOf(layout.firstJointSum, layout.jointEntries);
     std::vector<const std::vector<double>*> entries;
     for (const auto& node : estimates.standardErrors) entries.push_back(&node);
     entries.push_back(&estimates.jointStandardErrors);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "lib/sampling/sampling_plan.h"
@@ -37,6 +38,20 @@ struct ErrorEstimates {
 // uncertain to trust.
 constexpr double kReliableSampleSize = 100.0;
 
+// Where a run's weight sums hold each node's states, and its joint table's
+// entries (none when jointEntries is 0).
+struct SumLayout {
+    struct Node {
+        std::size_t firstSum;
+        std::size_t stateCount;
+        bool tallied;  // false: the node's errors are 0
+    };
+    std::vector<Node> nodes;
+    std::size_t firstJointSum = 0;
+    std::size_t jointEntries = 0;
+};
+
+ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums);
 ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums);
 
 }  // namespace samplenet

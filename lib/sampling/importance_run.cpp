@@ -17,7 +17,6 @@ namespace samplenet {
 namespace {
 
 constexpr int kMostStates = 1 << 16;  // a state index fits the sampler's 16 bits
-constexpr long kFirstRound = 1000;
 
 // The engine's own protocol: the host is asked before every sample.
 class AdapterQuota : public SampleQuota {
@@ -33,21 +32,6 @@ private:
     SamplingAdapter& adapter;
     long granted = 0;
 };
-
-// Round after round, each twice the samples drawn before, until every
-// posterior is within `target` of the truth with 95% confidence, with enough
-// effective samples to trust that, or the cap or the time budget ends the run.
-bool drawToTarget(const SamplingPlan& plan, ParallelDraws& draws, double target, long cap,
-                  const std::function<bool(long)>& keepGoing) {
-    long total = 0;
-    for (long next = std::min(cap, kFirstRound);; next = std::min(cap, 2 * next)) {
-        const bool going = draws.drawRound(next - total, keepGoing);
-        total = next;
-        const ErrorEstimates errors = estimateErrors(plan, draws.merged());
-        if (errors.effectiveSampleSize >= kReliableSampleSize && errors.errorBound <= target) return true;
-        if (!going || next >= cap) return false;
-    }
-}
 
 }  // namespace
 
@@ -89,7 +73,10 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
             draws.watch(observers);
         }
         if (settings.targetError) {
-            report.targetMet = drawToTarget(plan, draws, *settings.targetError, cap, settings.keepGoing);
+            report.targetMet = drawToTarget(
+                *settings.targetError, cap,
+                [&](long samples) { return draws.drawRound(samples, settings.keepGoing); },
+                [&] { return estimateErrors(plan, draws.merged()); });
         } else {
             draws.drawRound(cap, settings.keepGoing);
         }

@@ -47,6 +47,8 @@ struct SamplingReport {
     long impossible = 0;     // ended by a zero table entry
     long lostToRange = 0;    // ended by a weight that left double's range
     long outsideDouble = 0;  // kept, with a weight outside double's range
+    // Samplers that search (mini-bucket sampling): dead ends backed out of.
+    long backtracks = 0;
     // Error estimates of the answers (per node in the engine's order).
     ErrorEstimates errors;
     // With a target error: whether the run met it.

@@ -1,5 +1,6 @@
 #include "lib/sampling/parallel_draws.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <exception>
@@ -11,6 +12,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kPollInterval{20};
 constexpr long kPublishEvery = 64;
+constexpr long kFirstRound = 1000;
 
 // One job's share of a round, until the run is stopped.
 class JobQuota : public SampleQuota {
@@ -23,6 +25,7 @@ public:
         if (++granted % kPublishEvery == 0) publish();
         return true;
     }
+    bool stopping() const override { return stop.load(std::memory_order_relaxed); }
 
 private:
     void publish() {
@@ -38,22 +41,8 @@ private:
 
 }  // namespace
 
-ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobCount)
-    : plan(plan), share(generator_stream::periodOf(generator) / static_cast<std::uint64_t>(jobCount)) {
-    jobs.reserve(jobCount);
-    for (int k = 0; k < jobCount; ++k)
-        jobs.push_back(Job{BlockSampler(plan, generator), WeightSums(plan.sumCount),
-                           generator_stream::advance(start, share * static_cast<std::uint64_t>(k), generator)});
-}
-
-void ParallelDraws::watch(const std::vector<BlockObserver*>& observers) {
-    for (std::size_t k = 0; k < jobs.size(); ++k) jobs[k].observer = observers[k];
-}
-
-bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& keepGoing) {
-    const int count = static_cast<int>(jobs.size());
-    long before = 0;
-    for (const Job& job : jobs) before += job.sums.drawn;
+bool shareAmongJobs(int count, long samples, long before, const std::function<void(int, SampleQuota&)>& draw,
+                    const std::function<bool(long)>& keepGoing, std::chrono::milliseconds pollInterval) {
     std::vector<std::exception_ptr> failures(count);
     std::atomic<bool> stop{false};
     std::atomic<long> drawn{before};
@@ -64,7 +53,7 @@ bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& kee
         threads.emplace_back([&, k, jobSamples] {
             try {
                 JobQuota quota(jobSamples, stop, drawn);
-                jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums, jobs[k].observer);
+                draw(k, quota);
             } catch (...) {
                 failures[k] = std::current_exception();
             }
@@ -75,7 +64,7 @@ bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& kee
     // before the exception leaves, as they use this frame.
     std::exception_ptr cancelled;
     while (running.load() > 0) {
-        std::this_thread::sleep_for(kPollInterval);
+        std::this_thread::sleep_for(pollInterval);
         if (!keepGoing || stop) continue;
         try {
             if (!keepGoing(drawn.load(std::memory_order_relaxed))) stop = true;
@@ -89,6 +78,39 @@ bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& kee
     for (const std::exception_ptr& failure : failures)
         if (failure) std::rethrow_exception(failure);
     return !stop;
+}
+
+bool drawToTarget(double target, long cap, const std::function<bool(long)>& drawRound,
+                  const std::function<ErrorEstimates()>& estimate) {
+    long total = 0;
+    for (long next = std::min(cap, kFirstRound);; next = std::min(cap, 2 * next)) {
+        const bool going = drawRound(next - total);
+        total = next;
+        const ErrorEstimates errors = estimate();
+        if (errors.effectiveSampleSize >= kReliableSampleSize && errors.errorBound <= target) return true;
+        if (!going || next >= cap) return false;
+    }
+}
+
+ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobCount)
+    : plan(plan), share(generator_stream::periodOf(generator) / static_cast<std::uint64_t>(jobCount)) {
+    jobs.reserve(jobCount);
+    for (int k = 0; k < jobCount; ++k)
+        jobs.push_back(Job{BlockSampler(plan, generator), WeightSums(plan.sumCount),
+                           generator_stream::advance(start, share * static_cast<std::uint64_t>(k), generator)});
+}
+
+void ParallelDraws::watch(const std::vector<BlockObserver*>& observers) {
+    for (std::size_t k = 0; k < jobs.size(); ++k) jobs[k].observer = observers[k];
+}
+
+bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& keepGoing) {
+    long before = 0;
+    for (const Job& job : jobs) before += job.sums.drawn;
+    const auto draw = [this](int k, SampleQuota& quota) {
+        jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums, jobs[k].observer);
+    };
+    return shareAmongJobs(static_cast<int>(jobs.size()), samples, before, draw, keepGoing, kPollInterval);
 }
 
 WeightSums ParallelDraws::merged() const {

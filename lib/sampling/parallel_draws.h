@@ -1,15 +1,35 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <vector>
 
 #include "lib/sampling/block_sampler.h"
+#include "lib/sampling/error_estimates.h"
 #include "lib/sampling/generator_stream.h"
 #include "lib/sampling/sampling_plan.h"
 #include "lib/sampling/weight_sums.h"
 
 namespace samplenet {
+
+// Draws `samples` samples shared among `jobs` threads: job k is granted its
+// share (samples / jobs, one more for the first samples % jobs) through the
+// quota it is given and draws them with `draw(k, quota)`. `keepGoing` is
+// called every `pollInterval` on the calling thread with the samples drawn so
+// far (`before` plus those of this call); once it returns false the jobs'
+// quotas end, and an exception it throws leaves once the jobs have stopped,
+// as does one a job throws. Returns false when stopped.
+bool shareAmongJobs(int jobs, long samples, long before, const std::function<void(int, SampleQuota&)>& draw,
+                    const std::function<bool(long)>& keepGoing, std::chrono::milliseconds pollInterval);
+
+// Round after round, each twice the samples drawn before (the first 1,000),
+// until the estimates put every posterior within `target` of the truth with
+// 95% confidence and enough effective samples to trust that, or `cap`
+// samples are drawn, or `drawRound(samples)` returns false (stopped).
+// Returns whether the target was met.
+bool drawToTarget(double target, long cap, const std::function<bool(long)>& drawRound,
+                  const std::function<ErrorEstimates()>& estimate);
 
 // Jobs that draw on threads of their own, each from its own share of the
 // generator's stream: job k starts k/jobs of the way round it from the run's

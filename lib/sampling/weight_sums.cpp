@@ -21,6 +21,13 @@ void WeightSums::raiseLargestExponent(int exponent) {
     largestExponent = exponent;
 }
 
+void WeightSums::admit(int exponent) {
+    // Within this binary exponent of 1 the largest weight needs no scale.
+    constexpr int kUnscaledRange = 1000;
+    raiseLargestExponent(exponent);
+    rescale(std::abs(largestExponent) <= kUnscaledRange ? 0 : largestExponent);
+}
+
 void WeightSums::merge(const WeightSums& other) {
     const int common = std::max(scale, other.scale);
     rescale(common);

@@ -23,6 +23,10 @@ struct WeightSums {
     // Notes the largest binary exponent of a weight so far; the squares are
     // kept relative to the square of that weight, so they never overflow.
     void raiseLargestExponent(int exponent);
+    // Makes room for weights whose largest binary exponent is `exponent`:
+    // raises the largest exponent, and moves the scale to it once it lies
+    // more than 1,000 binary places from 1 (back to 0 while it stays within).
+    void admit(int exponent);
     // Adds another run's sums (of the same plan) at the larger of the two
     // scales.
     void merge(const WeightSums& other);

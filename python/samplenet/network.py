@@ -141,8 +141,10 @@ class Network:
         likelihood: node name -> one non-negative factor per state.
         algorithm: "auto" (default: exact inference where the junction tree
             is small, else epis to a target error of 0.01; result.choice says
-            which ran and why), "epis", "ais", "lbp" or "exact".
-        samples: samples of epis and ais (default 100,000; with target_error,
+            which ran and why), "epis", "ais", "lbp", "exact" or "wmb"
+            (importance sampling from a memory-bounded weighted mini-bucket
+            elimination, backtracking out of zeros).
+        samples: samples of epis, ais and wmb (default 100,000; with target_error,
             the most they draw).
         iterations: rounds of lbp (default 50).
         propagation_length: rounds of evidence propagation that shape epis's

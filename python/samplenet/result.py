@@ -12,7 +12,7 @@ import pandas as pd
 
 @dataclass(frozen=True)
 class SamplingSummary:
-    """What a sampling run (epis, ais) says of itself: samples drawn (fewer
+    """What a sampling run (epis, ais, wmb) says of itself: samples drawn (fewer
     than asked when max_seconds ran out), distinct samples, the effective
     sample size, the relative error of the estimated P(evidence), every
     posterior entry's standard error by node, with a target error whether
@@ -48,7 +48,7 @@ class Result(Mapping):
 
     Attributes: seconds (the run's time); log_probability_of_evidence and
     probability_of_evidence (exact from exact inference, estimated by the
-    samplers, None from lbp); sampling, a SamplingSummary for epis and ais
+    samplers, None from lbp); sampling, a SamplingSummary for epis, ais and wmb
     (None otherwise); converged (lbp with a tolerance, else None: True
     means a fixed point was reached, not that the beliefs are accurate, as
     loopy belief propagation gives no error bound); choice

@@ -1,0 +1,242 @@
+#include "lib/inference/mini_bucket_run.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <random>
+#include <stdexcept>
+
+#include "lib/bucket/bucket_sampler.h"
+#include "lib/bucket/mini_bucket_plan.h"
+#include "lib/bucket/mini_bucket_schedule.h"
+#include "lib/exact/clique_potentials.h"
+#include "lib/exact/junction_tree.h"
+#include "lib/exact/relevant_factors.h"
+#include "lib/exact/saturating_arithmetic.h"
+#include "lib/exact/triangulation.h"
+#include "lib/model/errors.h"
+#include "lib/sampling/generator_stream.h"
+#include "lib/sampling/parallel_draws.h"
+
+namespace samplenet {
+
+namespace {
+
+// At most this many entries in all messages and the largest mini-bucket
+// together, whatever the memory limit: set-up then stays around a second.
+constexpr std::size_t kMostEntries = std::size_t{1} << 26;
+constexpr std::chrono::milliseconds kPollInterval{1};
+
+// The relevant model's tables and likelihoods, with their variables given
+// as places in a min-fill elimination order.
+struct OrderedModel {
+    EliminationScopes scopes;
+    std::vector<Factor> tables;
+    std::vector<int> position;  // model variable -> place in the order
+};
+
+OrderedModel orderModel(const RelevantFactors& relevant) {
+    std::vector<Factor> tables = relevant.model.factors;
+    for (std::size_t v = 0; v < relevant.weights.size(); ++v)
+        if (!relevant.weights[v].empty()) tables.push_back({{static_cast<int>(v)}, relevant.weights[v].data()});
+    EliminationProblem problem{{}, relevant.model.stateCounts};
+    for (const Factor& table : tables) problem.scopes.push_back(table.variables);
+    const Triangulation order = triangulate(problem, EliminationCriterion::MinFill);
+
+    OrderedModel ordered;
+    ordered.position.resize(relevant.model.stateCounts.size());
+    for (std::size_t k = 0; k < order.eliminated.size(); ++k) {
+        ordered.position[order.eliminated[k]] = static_cast<int>(k);
+        ordered.scopes.stateCounts.push_back(relevant.model.stateCounts[order.eliminated[k]]);
+    }
+    for (Factor& table : tables) {
+        for (int& v : table.variables) v = ordered.position[v];
+        std::vector<int> scope = table.variables;
+        std::sort(scope.begin(), scope.end(), std::greater<>());
+        ordered.scopes.scopes.push_back(std::move(scope));
+    }
+    ordered.tables = std::move(tables);
+    return ordered;
+}
+
+SampleLayout layoutOf(const Network& network, const RelevantFactors& relevant, const OrderedModel& ordered,
+                      const InferenceOptions& options) {
+    const int n = network.size();
+    SampleLayout layout;
+    layout.observed = relevant.observed;
+    layout.networkOf.resize(ordered.position.size());
+    std::vector<char> inModel(n, 0);
+    for (std::size_t v = 0; v < ordered.position.size(); ++v) {
+        layout.networkOf[ordered.position[v]] = relevant.original[v];
+        inModel[relevant.original[v]] = 1;
+    }
+    std::vector<int> stateCounts;
+    for (const Variable& variable : network.variables) stateCounts.push_back(variable.stateCount());
+    for (int v : network.topologicalOrder()) {
+        if (inModel[v] || relevant.observed[v] >= 0) continue;
+        const Variable& variable = network.variables[v];
+        std::vector<int> family = variable.parents;
+        family.push_back(v);
+        const TableShape shape(family, stateCounts);
+        layout.forward.push_back({v, variable.table.data(), static_cast<std::uint32_t>(layout.parents.size()),
+                                  static_cast<std::uint32_t>(variable.parents.size()),
+                                  static_cast<std::uint32_t>(variable.stateCount())});
+        for (std::size_t k = 0; k < variable.parents.size(); ++k) {
+            layout.parents.push_back(variable.parents[k]);
+            layout.parentStrides.push_back(shape.strides[k]);
+        }
+    }
+    std::vector<char> queried(n, options.queried.empty() ? 1 : 0);
+    for (int v : options.queried) queried[v] = 1;
+    for (int v = 0; v < n; ++v) {
+        if (!queried[v] || relevant.observed[v] >= 0) continue;
+        layout.tallies.push_back({v, layout.sumCount});
+        layout.sumCount += static_cast<std::size_t>(stateCounts[v]);
+    }
+    return layout;
+}
+
+// One thread's share of the samples: its sampler, sums and place in the stream.
+struct Job {
+    BucketSampler sampler;
+    WeightSums sums;
+    std::uint64_t state;
+};
+
+std::uint64_t streamStart(const InferenceOptions& options) {
+    const auto seed = options.seed ? static_cast<std::uint64_t>(*options.seed) : std::random_device{}();
+    return generator_stream::mix(seed);
+}
+
+}  // namespace
+
+InferenceResult inferByMiniBuckets(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+                                   std::optional<std::size_t> entriesPerMiniBucket) {
+    if (!options.joint.empty())
+        throw std::invalid_argument("mini-bucket sampling does not add up joint posteriors; use epis or ais");
+    if (options.keepBestSamples > 0)
+        throw std::invalid_argument("mini-bucket sampling does not keep best samples; use epis or ais");
+    RunTimer timer(options.samples, options.progress, options.maxSeconds, options.cancellation);
+    const std::function<void()> checkpoint = [&timer] { timer.step(); };
+    const int n = network.size();
+
+    std::vector<int> stateCounts;
+    for (const Variable& variable : network.variables) stateCounts.push_back(variable.stateCount());
+    const EvidenceWeights weights =
+        evidenceWeights(evidence, stateCounts, [&](int v) { return network.variables[v].name; });
+    std::vector<char> seeds(n, 0);
+    for (int v = 0; v < n; ++v) seeds[v] = weights[v].empty() ? 0 : 1;
+
+    try {
+        // Only the evidence and its ancestors need the proposal.
+        const RelevantFactors relevant(network, weights, seeds);
+        const OrderedModel ordered = orderModel(relevant);
+        const std::size_t bytesPerEntry = sizeof(double);
+        const std::size_t limitEntries = options.memoryLimitBytes / bytesPerEntry;
+        std::size_t tableEntries = 0;
+        for (const auto& scope : ordered.scopes.scopes)
+            tableEntries = saturatingAdd(tableEntries, entriesOver(scope, ordered.scopes.stateCounts));
+        if (tableEntries >= limitEntries)
+            throw NetworkTooLargeError("wmb needs about " + describeBytes(tableEntries * bytesPerEntry) +
+                                       " for its copies of the tables, above the memory limit of " +
+                                       describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
+        std::optional<MiniBucketPlan> plan;
+        if (entriesPerMiniBucket) {
+            plan = planMiniBuckets(ordered.scopes, *entriesPerMiniBucket);
+        } else {
+            plan = planWithinBudget(ordered.scopes, std::min(kMostEntries, limitEntries - tableEntries), checkpoint);
+            if (!plan)
+                throw NetworkTooLargeError("wmb's smallest mini-buckets need more than the memory limit of " +
+                                           describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
+        }
+        const MiniBucketSchedule schedule(*plan, ordered.scopes.stateCounts, ordered.tables, checkpoint);
+        const SampleLayout layout = layoutOf(network, relevant, ordered, options);
+
+        const std::uint64_t start = streamStart(options);
+        const std::uint64_t share = generator_stream::periodOf(Generator::Wide) / static_cast<std::uint64_t>(options.jobs);
+        std::vector<Job> jobs;
+        jobs.reserve(options.jobs);
+        for (int k = 0; k < options.jobs; ++k)
+            jobs.push_back(Job{BucketSampler(schedule, layout), WeightSums(layout.sumCount),
+                               generator_stream::advance(start, share * static_cast<std::uint64_t>(k), Generator::Wide)});
+        const auto merged = [&jobs] {
+            WeightSums sums = jobs.front().sums;
+            for (std::size_t k = 1; k < jobs.size(); ++k) sums.merge(jobs[k].sums);
+            return sums;
+        };
+        SumLayout sumLayout;
+        std::vector<std::size_t> firstSum(n, 0);
+        std::vector<char> tallied(n, 0);
+        for (const SampleLayout::Tally& tally : layout.tallies) {
+            firstSum[tally.variable] = tally.firstSum;
+            tallied[tally.variable] = 1;
+        }
+        for (int v = 0; v < n; ++v)
+            sumLayout.nodes.push_back({firstSum[v], static_cast<std::size_t>(stateCounts[v]), tallied[v] != 0});
+
+        long drawnSoFar = 0;
+        const std::function<bool(long)> keepGoing = [&timer](long drawn) { return timer.poll(drawn); };
+        const auto drawRound = [&](long samples) {
+            const auto draw = [&jobs](int k, SampleQuota& quota) {
+                jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums);
+            };
+            const bool going = shareAmongJobs(options.jobs, samples, drawnSoFar, draw, keepGoing, kPollInterval);
+            drawnSoFar = 0;
+            for (const Job& job : jobs) drawnSoFar += job.sums.drawn;
+            return going;
+        };
+        SamplingReport report;
+        if (options.targetError) {
+            report.targetMet = drawToTarget(*options.targetError, options.samples, drawRound,
+                                            [&] { return estimateErrors(sumLayout, merged()); });
+        } else {
+            drawRound(options.samples);
+        }
+        timer.finish();
+
+        const WeightSums sums = merged();
+        if (sums.drawn == 0)
+            throw InferenceError("no sample was drawn within the time budget (the set-up took " +
+                                     std::to_string(timer.seconds()) + " s); raise --max-seconds",
+                                 InferenceResult{});
+        report.drawn = sums.drawn;
+        report.distinct = sums.drawn;
+        report.positive = sums.positive;
+        report.outsideDouble = sums.outsideDouble;
+        report.errors = estimateErrors(sumLayout, sums);
+        for (const Job& job : jobs) report.backtracks += job.sampler.backtracks();
+
+        InferenceResult result;
+        result.seconds = timer.seconds();
+        result.samplesDrawn = sums.drawn;
+        result.miniBuckets = MiniBucketReport{plan->entriesPerMiniBucket, plan->messageEntries,
+                                              static_cast<int>(plan->buckets.size()), plan->splitBuckets};
+        result.posteriors.resize(n);
+        result.standardErrors.resize(n);
+        result.valid.assign(n, false);
+        for (int v = 0; v < n; ++v) {
+            const bool wanted = options.queried.empty() ||
+                                std::find(options.queried.begin(), options.queried.end(), v) != options.queried.end();
+            if (!wanted) continue;
+            result.valid[v] = true;
+            result.posteriors[v].assign(stateCounts[v], 0.0);
+            result.standardErrors[v] = report.errors.standardErrors[v];
+            if (relevant.observed[v] >= 0) {
+                result.posteriors[v][relevant.observed[v]] = 1.0;
+                continue;
+            }
+            const double* sum = sums.perState.data() + firstSum[v];
+            for (int s = 0; s < stateCounts[v]; ++s) result.posteriors[v][s] = sum[s] / sums.total;
+        }
+        result.logProbabilityOfEvidence = report.errors.logMeanWeight + relevant.logScale + schedule.logScale;
+        result.probabilityOfEvidenceRelativeError = report.errors.meanWeightRelativeError;
+        result.sampling = std::move(report);
+        return result;
+    } catch (const EvidenceError& error) {
+        // The evidence's shape was checked before: what is left is evidence
+        // of probability zero.
+        throw InferenceError(error.what(), InferenceResult{});
+    }
+}
+
+}  // namespace samplenet
