@@ -18,8 +18,8 @@ namespace samplenet {
 
 namespace {
 
-// The time auto allows exact inference, and sampling beyond its first
-// attempt, when the options set no budget.
+// The time auto allows exact inference, and sampling, when the options set
+// no budget.
 constexpr double kDefaultSeconds = 10.0;
 // An escalation step needs at least this to draw a useful sample count.
 constexpr double kLeastSecondsForAStep = 0.05;
@@ -40,17 +40,21 @@ AutomaticRun attempt(const Network& network, const Evidence& evidence, const Inf
     return run;
 }
 
-// The samplers auto tries, in order, until one gives a reliable answer: the
-// first to a target error, then with ten times the samples, then EPIS-BN
-// with a longer propagation.
+// The samplers auto tries, in order, until one gives a reliable answer:
+// mini-bucket sampling to a target error, then with ten times the samples,
+// then EPIS-BN, then EPIS-BN with a longer propagation. Joint posteriors
+// and best samples come from EPIS-BN alone, so it starts there.
 std::vector<InferenceOptions> escalation(const InferenceOptions& options) {
-    InferenceOptions first = withAlgorithm(options, Algorithm::Epis);
+    const bool episOnly = !options.joint.empty() || options.keepBestSamples > 0;
+    InferenceOptions first = withAlgorithm(options, episOnly ? Algorithm::Epis : Algorithm::MiniBucket);
     if (!first.targetError) first.targetError = kDefaultTargetError;
-    InferenceOptions longer = first;
-    longer.samples = options.samples > kMostSamples / kMoreSamples ? kMostSamples : options.samples * kMoreSamples;
+    InferenceOptions more = first;
+    more.samples = options.samples > kMostSamples / kMoreSamples ? kMostSamples : options.samples * kMoreSamples;
     InferenceOptions propagated = withAlgorithm(first, Algorithm::Epis);
-    propagated.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
-    return {first, longer, propagated};
+    InferenceOptions longPropagation = propagated;
+    longPropagation.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
+    if (episOnly) return {first, more, longPropagation};
+    return {first, more, propagated, longPropagation};
 }
 
 // "at most 100000 samples, 16 propagation rounds"
@@ -110,13 +114,11 @@ AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidenc
     std::optional<AutomaticRun> best;  // of the unreliable answers, the one worth most samples
     std::vector<std::string> tried;
     for (InferenceOptions step : escalation(options)) {
-        if (!tried.empty()) {
-            // Escalation spends what is left of the budget, and stops when
-            // none is.
-            const double left = budget - std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-            if (left <= kLeastSecondsForAStep) break;
-            step.maxSeconds = left;
-        }
+        // Every step spends what is left of the budget; escalation stops
+        // when none is.
+        const double left = budget - std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        if (!tried.empty() && left <= kLeastSecondsForAStep) break;
+        step.maxSeconds = std::max(left, kLeastSecondsForAStep);
         const std::string name(algorithmName(step.algorithm));
         try {
             AutomaticRun run{infer(network, evidence, step), step};

@@ -228,7 +228,14 @@ InferenceResult inferByMiniBuckets(const Network& network, const Evidence& evide
             const double* sum = sums.perState.data() + firstSum[v];
             for (int s = 0; s < stateCounts[v]; ++s) result.posteriors[v][s] = sum[s] / sums.total;
         }
-        result.logProbabilityOfEvidence = report.errors.logMeanWeight + relevant.logScale + schedule.logScale;
+        // The mean weight as the engine's samplers report it, with every
+        // likelihood scaled to a largest factor of 1: above 0 only by
+        // sampling error.
+        double likelihoodScale = 0.0;
+        for (const auto& [v, factors] : evidence.likelihood)
+            likelihoodScale += std::log(*std::max_element(factors.begin(), factors.end()));
+        report.errors.logMeanWeight += relevant.logScale + schedule.logScale - likelihoodScale;
+        result.logProbabilityOfEvidence = report.errors.logMeanWeight + likelihoodScale;
         result.probabilityOfEvidenceRelativeError = report.errors.meanWeightRelativeError;
         result.sampling = std::move(report);
         return result;

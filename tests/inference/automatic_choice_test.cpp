@@ -56,17 +56,17 @@ TEST(AutomaticChoice, JudgesExactInferenceByTheTreeOfTheQuery) {
 }
 
 // A network whose junction tree is far above the memory limit goes to
-// EPIS-BN with a target error.
+// mini-bucket sampling with a target error.
 TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
     const auto network = fourHundredVariables();
     InferenceOptions options = automatic();
     options.memoryLimitBytes = std::size_t{1} << 20;
     const auto run = samplenet::inferAutomatically(network, Evidence{{{399, 0}}, {}}, options);
-    EXPECT_EQ(run.used.algorithm, Algorithm::Epis);
+    EXPECT_EQ(run.used.algorithm, Algorithm::MiniBucket);
     ASSERT_TRUE(run.used.targetError.has_value());
     EXPECT_EQ(*run.used.targetError, 0.01);
     EXPECT_TRUE(run.result.sampling->targetMet.value_or(false));
-    EXPECT_EQ(run.result.choice, "epis: the junction tree exceeds the memory limit of 1 MiB");
+    EXPECT_EQ(run.result.choice, "wmb: the junction tree exceeds the memory limit of 1 MiB");
     // infer() with the automatic choice gives the same numbers.
     EXPECT_EQ(samplenet::infer(network, Evidence{{{399, 0}}, {}}, options).posteriors, run.result.posteriors);
 }
@@ -86,7 +86,7 @@ TEST(AutomaticChoice, EscalatesFromAnUnreliableAnswer) {
     const auto more = samplenet::inferAutomatically(network, evidence, options);
     EXPECT_EQ(more.used.samples, 600);
     EXPECT_TRUE(more.result.sampling->targetMet.value_or(false));
-    EXPECT_NE(more.result.choice.find("(tried before: epis (at most 60 samples, 4 propagation rounds): "),
+    EXPECT_NE(more.result.choice.find("(tried before: wmb (at most 60 samples): "),
               std::string::npos)
         << more.result.choice;
 
