@@ -111,6 +111,27 @@ class Network:
         names = self._core.nodes
         return [names[p] for p in self._core.parents(self.index(node))]
 
+    def children(self, node) -> list[str]:
+        """The nodes that have this node as a parent, in the order of `nodes`."""
+        names = self._core.nodes
+        return [names[c] for c in _core.children(self._core, self.index(node))]
+
+    def markov_blanket(self, node) -> list[str]:
+        """The node's parents, children and children's other parents, in the
+        order of `nodes`: observed, they make it independent of the rest."""
+        names = self._core.nodes
+        return [names[v] for v in _core.markov_blanket(self._core, self.index(node))]
+
+    def is_dseparated(self, a, b, given=()) -> bool:
+        """Whether a and b are d-separated given `given`: independent in every
+        distribution this graph allows once the given nodes are observed.
+        Each is a node name or a collection of names; the three sets must be
+        disjoint (ValueError otherwise), unknown names raise KeyError."""
+        def positions(nodes):
+            return [self.index(node) for node in ([nodes] if isinstance(nodes, str) else nodes)]
+
+        return _core.d_separated(self._core, positions(a), positions(b), positions(given))
+
     def table(self, node) -> np.ndarray:
         """The node's conditional probability table: axes for the parents in
         order, then the node's own states, so that each table[..., :] sums
