@@ -11,6 +11,7 @@
 #include "cli/info_command.h"
 #include "cli/infer_command.h"
 #include "cli/plot_command.h"
+#include "cli/sample_command.h"
 #include "lib/inference/inference.h"
 
 namespace {
@@ -56,7 +57,9 @@ int main(int argc, char** argv) {
     CLI::App* explore = samplenet_cli::addExploreCommand(app, exploreArguments);
     samplenet_cli::DsepArguments dsepArguments;
     CLI::App* dsep = samplenet_cli::addDsepCommand(app, dsepArguments);
-    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore, dsep})
+    samplenet_cli::SampleArguments sampleArguments;
+    CLI::App* sample = samplenet_cli::addSampleCommand(app, sampleArguments);
+    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore, dsep, sample})
         command->footer(kExitCodes);
 
     try {
@@ -76,6 +79,7 @@ int main(int argc, char** argv) {
         if (generate->parsed()) samplenet_cli::runGenerate(generateArguments);
         if (explore->parsed()) samplenet_cli::runExplore(exploreArguments, *explore);
         if (dsep->parsed()) samplenet_cli::runDsep(dsepArguments);
+        if (sample->parsed()) samplenet_cli::runSample(sampleArguments, *sample);
     } catch (const samplenet::RunCancelled&) {
         std::cerr << "samplenet: interrupted\n";
         return kInterrupted;

@@ -286,6 +286,22 @@ class Network:
         the interpreter exits; `algorithm` and the other options are infer's."""
         return _core.explore(self._core, make_options(algorithm, **options), int(port), self.name or "network")
 
+    def sample(self, n, evidence=None, likelihood=None, seed=None):
+        """n forward samples as a pandas DataFrame: one categorical column per
+        node (its states as categories, in table order), one row per sample.
+
+        Without evidence each row is a draw from the network's joint
+        distribution. With evidence (node -> state, likelihood as for infer)
+        the rows are likelihood weighted and a "weight" column is added:
+        observed nodes keep their state and each row's weight is the
+        probability of the evidence given the rest of the row; weighted
+        means estimate posteriors, the mean weight P(evidence). seed: a
+        whole number from 0; the same seed gives the same rows as
+        `samplenet sample --seed`. None draws one at random."""
+        from samplenet.data import sample
+
+        return sample(self, n, evidence, likelihood, seed)
+
     def infer_many(self, cases, **kwargs):
         """Runs every row of a DataFrame as one evidence case and returns a
         DataFrame of posteriors, one row per case; see

@@ -10,4 +10,5 @@ NB_MODULE(_core, module) {
     samplenet_python::bindQueries(module);
     samplenet_python::bindExplore(module);
     samplenet_python::bindGraph(module);
+    samplenet_python::bindData(module);
 }
