@@ -268,6 +268,28 @@ class Network:
         return Explanation({node: self._core.states(v)[s] for v, (node, s) in enumerate(zip(self.nodes, states))},
                            log_joint, log_posterior, exact, used, choice or None, changes)
 
+    def map(self, nodes, evidence=None, likelihood=None, algorithm="auto", memory_limit_gib=4.0) -> Explanation:
+        """The jointly most probable states of `nodes` (a name or a list)
+        given the evidence, every other node summed out, as an Explanation
+        whose states hold those nodes alone: what `samplenet infer --mpe -q`
+        prints. Not the whole-network explanation restricted to them, which
+        can differ. Computed exactly ("auto" and "exact"; other algorithms
+        raise OptionError): summing the others out first can need far larger
+        tables than infer, NetworkTooLargeError above memory_limit_gib.
+        Raises EvidenceError for unknown nodes or states and impossible
+        evidence."""
+        if algorithm not in ("auto", "exact"):
+            raise OptionError("algorithm", "the most probable states of chosen nodes are computed exactly only: use "
+                                           "auto or exact, or infer(joint=...) with a sampler")
+        nodes = [self._queried(node, "nodes") for node in ([nodes] if isinstance(nodes, str) else nodes)]
+        options = make_options(algorithm, memory_limit_gib=memory_limit_gib)
+        hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
+        soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+        states, log_joint, log_posterior, exact, changes, used, choice = _core.most_probable_states(
+            self._core, hard, soft, [self.index(node) for node in nodes], options)
+        return Explanation({node: self.states(node)[states[self.index(node)]] for node in nodes}, log_joint,
+                           log_posterior, exact, used, choice or None, changes)
+
     def _joint(self, nodes, hard, soft, memory_limit_gib, sampled) -> JointPosterior:
         # What the samplers added up, or else the exact table.
         states = {node: self.states(node) for node in nodes}
