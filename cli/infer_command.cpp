@@ -31,7 +31,7 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
 void runInfer(InferArguments arguments, const CLI::App& command) {
     InferenceRun run = prepareInference(arguments.inference, command);
     if (arguments.query.asked()) {
-        std::cout << answerQuery(arguments.query, run, *outputFormatNamed(arguments.format));
+        std::cout << answerQuery(arguments.query, run, *outputFormatNamed(arguments.format), arguments.inference.queries);
         return;
     }
     const std::vector<int> shown = queriedVariables(run.network, arguments.inference.queries);

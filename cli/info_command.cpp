@@ -4,6 +4,7 @@
 
 #include <iostream>
 
+#include "cli/node_description.h"
 #include "cli/read_limit_options.h"
 #include "cli/run_options.h"
 #include "lib/exact/exact_cost.h"
@@ -26,11 +27,25 @@ CLI::App* addInfoCommand(CLI::App& app, InfoArguments& arguments) {
         ->add_option("-q,--query", arguments.queries,
                      "With -e or alone: measure the junction tree exact inference builds for these nodes; repeatable")
         ->allow_extra_args(false);
+    command
+        ->add_option("--node", arguments.nodes,
+                     "Describe this node instead of the network: states, parents, children, Markov blanket and "
+                     "table; repeatable")
+        ->allow_extra_args(false)
+        ->excludes("-q")
+        ->excludes("-e")
+        ->excludes("--evidence-file");
     return command;
 }
 
 void runInfo(const InfoArguments& arguments) {
     const samplenet::Network network = samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
+    if (!arguments.nodes.empty()) {
+        std::string text;
+        for (int v : variablesNamed(network, arguments.nodes, "--node")) text += (text.empty() ? "" : "\n") + describeNode(network, v);
+        std::cout << text;
+        return;
+    }
     const samplenet::NetworkShape shape = samplenet::describeShape(network);
     std::string text = fmt::format("network: {}\n", network.name);
     text += fmt::format("nodes: {}\narcs: {}\n", shape.variables, shape.arcs);

@@ -17,6 +17,8 @@ struct InfoArguments {
     // build for them.
     EvidenceArguments evidence;
     std::vector<std::string> queries;
+    // Given, info describes these nodes instead of the whole network.
+    std::vector<std::string> nodes;
 };
 
 CLI::App* addInfoCommand(CLI::App& app, InfoArguments& arguments);

@@ -5,11 +5,13 @@
 #include "cli/batch_command.h"
 #include "cli/bench_command.h"
 #include "cli/convert_command.h"
+#include "cli/dsep_command.h"
 #include "cli/explore_command.h"
 #include "cli/generate_command.h"
 #include "cli/info_command.h"
 #include "cli/infer_command.h"
 #include "cli/plot_command.h"
+#include "cli/sample_command.h"
 #include "cli/standard_output.h"
 #include "lib/inference/inference.h"
 
@@ -53,7 +55,11 @@ int runCommand(int argc, char** argv) {
     CLI::App* generate = samplenet_cli::addGenerateCommand(app, generateArguments);
     samplenet_cli::ExploreArguments exploreArguments;
     CLI::App* explore = samplenet_cli::addExploreCommand(app, exploreArguments);
-    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore})
+    samplenet_cli::DsepArguments dsepArguments;
+    CLI::App* dsep = samplenet_cli::addDsepCommand(app, dsepArguments);
+    samplenet_cli::SampleArguments sampleArguments;
+    CLI::App* sample = samplenet_cli::addSampleCommand(app, sampleArguments);
+    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore, dsep, sample})
         command->footer(kExitCodes);
 
     try {
@@ -72,6 +78,8 @@ int runCommand(int argc, char** argv) {
         if (batch->parsed()) samplenet_cli::runBatch(batchArguments, *batch);
         if (generate->parsed()) samplenet_cli::runGenerate(generateArguments);
         if (explore->parsed()) samplenet_cli::runExplore(exploreArguments, *explore);
+        if (dsep->parsed()) samplenet_cli::runDsep(dsepArguments);
+        if (sample->parsed()) samplenet_cli::runSample(sampleArguments, *sample);
     } catch (const samplenet::RunCancelled&) {
         std::cerr << "samplenet: interrupted\n";
         return kInterrupted;

@@ -21,7 +21,9 @@ struct QueryArguments {
 void addQueryOptions(CLI::App& command, QueryArguments& arguments);
 
 // Answers the query on a prepared run and returns the report; throws on any
-// failure before anything is printed.
-std::string answerQuery(const QueryArguments& arguments, const InferenceRun& run, OutputFormat format);
+// failure before anything is printed. With --mpe, nodes named by -q get
+// their jointly most probable states, the others summed out.
+std::string answerQuery(const QueryArguments& arguments, const InferenceRun& run, OutputFormat format,
+                        const std::vector<std::string>& queried);
 
 }  // namespace samplenet_cli

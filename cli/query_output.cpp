@@ -55,18 +55,30 @@ std::string probabilityText(double logProbability) {
     return fmt::format("{:.6g} (log10 {:.4f})", std::pow(10.0, log10P), log10P);
 }
 
+// An explanation of chosen nodes alone leaves the others' states at -1.
+bool explains(const Explanation& explanation, int v) { return explanation.states[v] >= 0; }
+
+bool explainsEveryNode(const Explanation& explanation) {
+    return std::all_of(explanation.states.begin(), explanation.states.end(), [](int s) { return s >= 0; });
+}
+
 std::string explanationTable(const QueryReportContext& context, const samplenet::QueryRun<Explanation>& run) {
     const Explanation& explanation = run.answer;
-    std::string text = headingLines(context, run, "most probable explanation");
+    std::string text =
+        headingLines(context, run,
+                     explainsEveryNode(explanation) ? "most probable explanation"
+                                                    : "most probable states of the queried nodes (the others summed out)");
     text += fmt::format("# P(x, e) = {}{}\n", probabilityText(explanation.logJoint),
                         explanation.exact ? "" : ": the best found, a lower bound on the most probable");
     text += fmt::format("# P(x | e) {} {}\n", explanation.exact ? "=" : "~", probabilityText(explanation.logPosterior));
     if (!explanation.exact)
         text += fmt::format("# the local search changed {} nodes of the best sample\n", explanation.searchChanges);
     std::size_t width = 4;
-    for (const auto& variable : context.network.variables) width = std::max(width, variable.name.size());
+    for (int v = 0; v < context.network.size(); ++v)
+        if (explains(explanation, v)) width = std::max(width, context.network.variables[v].name.size());
     text += fmt::format("{:<{}}  state\n", "node", width);
     for (int v = 0; v < context.network.size(); ++v) {
+        if (!explains(explanation, v)) continue;
         const auto& variable = context.network.variables[v];
         text += fmt::format("{:<{}}  {}{}\n", variable.name, width, variable.states[explanation.states[v]],
                             context.evidence.hard.count(v) ? "  (observed)" : "");
@@ -84,13 +96,15 @@ std::string explanationJson(const QueryReportContext& context, const samplenet::
     json["evidence"] = evidenceJson(context.network, context.evidence);
     auto& states = json["explanation"] = nlohmann::ordered_json::object();
     for (int v = 0; v < context.network.size(); ++v)
-        states[context.network.variables[v].name] = context.network.variables[v].states[explanation.states[v]];
+        if (explains(explanation, v))
+            states[context.network.variables[v].name] = context.network.variables[v].states[explanation.states[v]];
     return json.dump(2) + "\n";
 }
 
 std::string explanationCsv(const QueryReportContext& context, const Explanation& explanation) {
     std::string text = "node,state,observed\n";
     for (int v = 0; v < context.network.size(); ++v) {
+        if (!explains(explanation, v)) continue;
         const auto& variable = context.network.variables[v];
         text += fmt::format("{},{},{}\n", csvField(variable.name), csvField(variable.states[explanation.states[v]]),
                             context.evidence.hard.count(v) ? "true" : "false");

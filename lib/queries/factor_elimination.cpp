@@ -109,6 +109,7 @@ void FactorElimination::eliminate(Mode mode, const std::vector<int>& kept) {
                 touching.push_back(&factor);
                 scope.insert(scope.end(), factor.shape.variables.begin(), factor.shape.variables.end());
             }
+        if (touching.empty()) continue;  // eliminated by an earlier call
         std::sort(scope.begin(), scope.end());
         scope.erase(std::unique(scope.begin(), scope.end()), scope.end());
         std::size_t entries = 1;

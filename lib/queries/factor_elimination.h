@@ -31,7 +31,9 @@ public:
 
     // Eliminates every unobserved variable but `kept`, summing or
     // maximising it out. Max mode remembers each eliminated variable's
-    // table so that decode() can find the maximising states.
+    // table so that decode() can find the maximising states. Variables an
+    // earlier call eliminated are skipped: a Sum keeping some variables,
+    // then a Max, finds their most probable states with the rest summed out.
     void eliminate(Mode mode, const std::vector<int>& kept = {});
 
     // The product of what is left, over `kept` in the order given (the last
@@ -40,7 +42,8 @@ public:
     double logScale() const { return logScale_; }
 
     // After a Max elimination of everything: one state per variable that
-    // reaches the maximum (observed variables in their state). Among equally
+    // reaches the maximum (observed variables in their state; -1 for those
+    // summed out). Among equally
     // probable states of a variable the lowest index wins, variables
     // decoded in the reverse order of their elimination.
     std::vector<int> decode() const;

@@ -10,20 +10,29 @@
 
 namespace samplenet {
 
-JointPosterior exactJointPosterior(const Network& network, const Evidence& evidence,
-                                   const std::vector<int>& variables, const ExactOptions& options) {
+void checkJointVariables(const Network& network, const std::vector<int>& variables) {
     std::vector<int> sorted = variables;
     std::sort(sorted.begin(), sorted.end());
     if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end())
         throw EvidenceError("a joint posterior names a variable twice");
     for (int v : variables)
         if (v < 0 || v >= network.size()) throw EvidenceError(fmt::format("no variable number {}", v));
+}
 
-    // Observed variables are sliced out of the tables; they join the table
-    // again below, certain of their state.
+std::vector<int> unobservedAmong(const Evidence& evidence, const std::vector<int>& variables) {
     std::vector<int> unobserved;
     for (int v : variables)
         if (!evidence.hard.count(v)) unobserved.push_back(v);
+    return unobserved;
+}
+
+JointPosterior exactJointPosterior(const Network& network, const Evidence& evidence,
+                                   const std::vector<int>& variables, const ExactOptions& options) {
+    checkJointVariables(network, variables);
+
+    // Observed variables are sliced out of the tables; they join the table
+    // again below, certain of their state.
+    const std::vector<int> unobserved = unobservedAmong(evidence, variables);
     FactorElimination elimination(network, evidence, options);
     elimination.eliminate(FactorElimination::Mode::Sum, unobserved);
     const std::vector<double> free = elimination.remainder(unobserved);

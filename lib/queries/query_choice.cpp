@@ -52,6 +52,18 @@ QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& ev
                                 " gives no explanation: use exact, epis, ais or auto");
 }
 
+QueryRun<Explanation> mostProbableStates(const Network& network, const Evidence& evidence,
+                                         const std::vector<int>& variables, const InferenceOptions& options) {
+    if (options.algorithm != Algorithm::Exact && options.algorithm != Algorithm::Auto)
+        throw std::invalid_argument(
+            "the most probable states of chosen nodes (--mpe with -q) are computed exactly only: use -a exact or "
+            "auto, or --joint with a sampler and take its most probable entry");
+    return {maximumAPosteriori(network, evidence, variables, ExactSettings(options).get()), Algorithm::Exact,
+            options.algorithm == Algorithm::Auto ? "exact: the most probable states of chosen nodes are computed "
+                                                   "exactly only"
+                                                 : ""};
+}
+
 QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& evidence,
                                         const std::vector<int>& variables, const InferenceOptions& options) {
     // The samplers add up the joint and its variables' marginals alone.

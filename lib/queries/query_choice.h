@@ -6,6 +6,7 @@
 
 #include "lib/inference/inference.h"
 #include "lib/queries/joint_posterior.h"
+#include "lib/queries/maximum_a_posteriori.h"
 #include "lib/queries/most_probable_explanation.h"
 
 namespace samplenet {
@@ -27,6 +28,13 @@ struct QueryRun {
 // LBP has no explanation to give: std::invalid_argument.
 QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& evidence,
                                       const InferenceOptions& options, bool localSearch = true);
+
+// The jointly most probable states of a few variables given the evidence,
+// every other variable summed out (an Explanation whose other states are
+// -1). Computed exactly, for auto as well (its choice says so); the
+// samplers and LBP are refused with std::invalid_argument.
+QueryRun<Explanation> mostProbableStates(const Network& network, const Evidence& evidence,
+                                         const std::vector<int>& variables, const InferenceOptions& options);
 
 // The joint posterior of a few variables: exact by elimination, or added up
 // from the samples of EPIS-BN or AIS-BN, with a standard error per entry.

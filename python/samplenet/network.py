@@ -111,6 +111,27 @@ class Network:
         names = self._core.nodes
         return [names[p] for p in self._core.parents(self.index(node))]
 
+    def children(self, node) -> list[str]:
+        """The nodes that have this node as a parent, in the order of `nodes`."""
+        names = self._core.nodes
+        return [names[c] for c in _core.children(self._core, self.index(node))]
+
+    def markov_blanket(self, node) -> list[str]:
+        """The node's parents, children and children's other parents, in the
+        order of `nodes`: observed, they make it independent of the rest."""
+        names = self._core.nodes
+        return [names[v] for v in _core.markov_blanket(self._core, self.index(node))]
+
+    def is_dseparated(self, a, b, given=()) -> bool:
+        """Whether a and b are d-separated given `given`: independent in every
+        distribution this graph allows once the given nodes are observed.
+        Each is a node name or a collection of names; the three sets must be
+        disjoint (ValueError otherwise), unknown names raise KeyError."""
+        def positions(nodes):
+            return [self.index(node) for node in ([nodes] if isinstance(nodes, str) else nodes)]
+
+        return _core.d_separated(self._core, positions(a), positions(b), positions(given))
+
     def table(self, node) -> np.ndarray:
         """The node's conditional probability table: axes for the parents in
         order, then the node's own states, so that each table[..., :] sums
@@ -251,6 +272,28 @@ class Network:
         return Explanation({node: self._core.states(v)[s] for v, (node, s) in enumerate(zip(self.nodes, states))},
                            log_joint, log_posterior, exact, used, choice or None, changes)
 
+    def map(self, nodes, evidence=None, likelihood=None, algorithm="auto", memory_limit_gib=4.0) -> Explanation:
+        """The jointly most probable states of `nodes` (a name or a list)
+        given the evidence, every other node summed out, as an Explanation
+        whose states hold those nodes alone: what `samplenet infer --mpe -q`
+        prints. Not the whole-network explanation restricted to them, which
+        can differ. Computed exactly ("auto" and "exact"; other algorithms
+        raise OptionError): summing the others out first can need far larger
+        tables than infer, NetworkTooLargeError above memory_limit_gib.
+        Raises EvidenceError for unknown nodes or states and impossible
+        evidence."""
+        if algorithm not in ("auto", "exact"):
+            raise OptionError("algorithm", "the most probable states of chosen nodes are computed exactly only: use "
+                                           "auto or exact, or infer(joint=...) with a sampler")
+        nodes = [self._queried(node, "nodes") for node in ([nodes] if isinstance(nodes, str) else nodes)]
+        options = make_options(algorithm, memory_limit_gib=memory_limit_gib)
+        hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
+        soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+        states, log_joint, log_posterior, exact, changes, used, choice = _core.most_probable_states(
+            self._core, hard, soft, [self.index(node) for node in nodes], options)
+        return Explanation({node: self.states(node)[states[self.index(node)]] for node in nodes}, log_joint,
+                           log_posterior, exact, used, choice or None, changes)
+
     def _joint(self, nodes, hard, soft, memory_limit_gib, sampled) -> JointPosterior:
         # What the samplers added up, or else the exact table.
         states = {node: self.states(node) for node in nodes}
@@ -268,6 +311,22 @@ class Network:
         watch every posterior move. It runs on a background thread until
         the interpreter exits; `algorithm` and the other options are infer's."""
         return _core.explore(self._core, make_options(algorithm, **options), int(port), self.name or "network")
+
+    def sample(self, n, evidence=None, likelihood=None, seed=None):
+        """n forward samples as a pandas DataFrame: one categorical column per
+        node (its states as categories, in table order), one row per sample.
+
+        Without evidence each row is a draw from the network's joint
+        distribution. With evidence (node -> state, likelihood as for infer)
+        the rows are likelihood weighted and a "weight" column is added:
+        observed nodes keep their state and each row's weight is the
+        probability of the evidence given the rest of the row; weighted
+        means estimate posteriors, the mean weight P(evidence). seed: a
+        whole number from 0; the same seed gives the same rows as
+        `samplenet sample --seed`. None draws one at random."""
+        from samplenet.data import sample
+
+        return sample(self, n, evidence, likelihood, seed)
 
     def infer_many(self, cases, **kwargs):
         """Runs every row of a DataFrame as one evidence case and returns a

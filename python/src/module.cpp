@@ -9,4 +9,6 @@ NB_MODULE(_core, module) {
     samplenet_python::bindPicture(module);
     samplenet_python::bindQueries(module);
     samplenet_python::bindExplore(module);
+    samplenet_python::bindGraph(module);
+    samplenet_python::bindData(module);
 }

@@ -23,14 +23,27 @@ namespace {
 // the algorithm that found it and, for "auto", why.
 using ExplanationRecord = std::tuple<std::vector<int>, double, double, bool, int, std::string, std::string>;
 
+ExplanationRecord recordOf(const samplenet::QueryRun<samplenet::Explanation>& run) {
+    const samplenet::Explanation& found = run.answer;
+    return {found.states, found.logJoint, found.logPosterior, found.exact, found.searchChanges,
+            std::string(samplenet::algorithmName(run.algorithm)), run.choice};
+}
+
 ExplanationRecord explain(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
                           const std::map<std::string, std::vector<double>>& likelihood,
                           samplenet::InferenceOptions options, bool localSearch) {
     const samplenet::Evidence evidence = evidenceByName(network, hard, likelihood);
-    auto run = withoutGil(options, [&] { return samplenet::explainEvidence(network, evidence, options, localSearch); });
-    const samplenet::Explanation& found = run.answer;
-    return {found.states, found.logJoint, found.logPosterior, found.exact, found.searchChanges,
-            std::string(samplenet::algorithmName(run.algorithm)), run.choice};
+    return recordOf(
+        withoutGil(options, [&] { return samplenet::explainEvidence(network, evidence, options, localSearch); }));
+}
+
+// As explain, with the states of the variables not asked -1.
+ExplanationRecord mostProbableStates(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
+                                     const std::map<std::string, std::vector<double>>& likelihood,
+                                     const std::vector<int>& variables, samplenet::InferenceOptions options) {
+    const samplenet::Evidence evidence = evidenceByName(network, hard, likelihood);
+    return recordOf(
+        withoutGil(options, [&] { return samplenet::mostProbableStates(network, evidence, variables, options); }));
 }
 
 // The joint posterior's probabilities, the last variable's states varying
@@ -49,6 +62,8 @@ std::vector<double> joint(const samplenet::Network& network, const std::map<std:
 void bindQueries(nb::module_& module) {
     module.def("explain", &explain, nb::arg("network"), nb::arg("hard"), nb::arg("likelihood"), nb::arg("options"),
                nb::arg("local_search"));
+    module.def("most_probable_states", &mostProbableStates, nb::arg("network"), nb::arg("hard"),
+               nb::arg("likelihood"), nb::arg("variables"), nb::arg("options"));
     module.def("joint_posterior", &joint, nb::arg("network"), nb::arg("hard"), nb::arg("likelihood"),
                nb::arg("variables"), nb::arg("options"));
 }

@@ -1,0 +1,49 @@
+import json
+import random
+import subprocess
+
+import numpy as np
+import pytest
+
+import samplenet
+from conftest import NETWORKS
+
+
+def test_map_is_the_most_probable_entry_of_the_exact_joint(alarm):
+    rng = random.Random(1)
+    for _ in range(25):
+        nodes = rng.sample(alarm.nodes, 3)
+        observed = rng.sample([n for n in alarm.nodes if n not in nodes], 3)
+        # Evidence from a forward sample, so that it is possible.
+        row = alarm.sample(1, seed=rng.randrange(1000))
+        evidence = {node: row[node].iloc[0] for node in observed}
+        answer = alarm.map(nodes, evidence=evidence)
+        joint = alarm.infer(evidence=evidence, algorithm="exact", joint=nodes).joint
+        best = np.unravel_index(np.argmax(joint.table), joint.table.shape)
+        assert list(answer.states) == nodes
+        assert answer.states == {node: joint.states[node][i] for node, i in zip(nodes, best)}
+        assert answer.posterior_probability == pytest.approx(joint.table.max(), rel=1e-9)
+        assert answer.exact and answer.algorithm == "exact"
+
+
+def test_map_is_not_the_whole_explanation_restricted(asia):
+    whole = asia.mpe(evidence={"xray": "yes"}, algorithm="exact").states
+    assert (whole["lung"], whole["bronc"]) == ("yes", "yes")
+    assert asia.map(["lung", "bronc"], evidence={"xray": "yes"}).states == {"lung": "no", "bronc": "no"}
+
+
+def test_map_equals_the_command_line(asia, cli):
+    answer = asia.map(["lung", "bronc"], evidence={"dysp": "yes"}, likelihood={"xray": [0.9, 0.2]})
+    reply = json.loads(subprocess.run(
+        [cli, "infer", str(NETWORKS / "asia.bif.gz"), "-e", "dysp=yes", "-e", "xray=[0.9,0.2]", "--mpe", "-q", "lung",
+         "-q", "bronc", "--format", "json"], capture_output=True, text=True, check=True).stdout)
+    assert reply["explanation"] == answer.states
+    assert reply["ln_joint_probability"] == answer.log_joint_probability
+    assert reply["ln_posterior_probability"] == answer.log_posterior_probability
+
+
+def test_map_refuses_samplers_and_unknown_nodes(asia):
+    with pytest.raises(samplenet.OptionError, match="exactly only"):
+        asia.map("lung", algorithm="epis")
+    with pytest.raises(samplenet.OptionError, match="nope"):
+        asia.map(["nope"])

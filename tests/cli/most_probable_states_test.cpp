@@ -1,0 +1,65 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::runSamplenet;
+
+const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
+
+nlohmann::json jsonOf(std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--format", "json"});
+    const auto run = runSamplenet(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return nlohmann::json::parse(run.out);
+}
+
+// --mpe with -q answers for the queried nodes alone: the most probable
+// entry of their exact joint posterior, observed nodes in their state.
+TEST(MostProbableStates, AreTheMostProbableEntryOfTheJointPosterior) {
+    for (const auto& [evidence, nodes] : std::vector<std::pair<std::string, std::vector<std::string>>>{
+             {"xray=yes", {"lung", "bronc"}},  // the whole explanation has yes, yes here
+             {"dysp=yes", {"tub", "lung", "smoke"}},
+             {"smoke=no", {"smoke", "either"}},
+         }) {
+        std::vector<std::string> asked = {"infer", kAsia, "-e", evidence, "--mpe"};
+        std::string joined;
+        for (const auto& node : nodes) {
+            asked.insert(asked.end(), {"-q", node});
+            joined += (joined.empty() ? "" : ",") + node;
+        }
+        const auto answer = jsonOf(asked);
+        const auto joint = jsonOf({"infer", kAsia, "-e", evidence, "-a", "exact", "--joint", joined});
+        const std::vector<double> table = joint.at("probabilities");
+        const auto best = std::max_element(table.begin(), table.end());
+        // Decode the best entry's states, the last node's varying fastest.
+        std::size_t entry = static_cast<std::size_t>(best - table.begin());
+        nlohmann::json expected = nlohmann::json::object();
+        for (std::size_t d = nodes.size(); d-- > 0;) {
+            const auto& states = joint.at("nodes")[d].at("states");
+            expected[nodes[d]] = states[entry % states.size()];
+            entry /= states.size();
+        }
+        EXPECT_EQ(answer.at("explanation"), expected) << evidence;
+        EXPECT_NEAR(answer.at("ln_posterior_probability").get<double>(), std::log(*best), 1e-12) << evidence;
+        EXPECT_EQ(answer.at("algorithm"), "exact");
+    }
+    const auto table = runSamplenet({"infer", kAsia, "-e", "dysp=yes", "--mpe", "-q", "lung"});
+    EXPECT_NE(table.out.find("# most probable states of the queried nodes (the others summed out) by exact\n"),
+              std::string::npos)
+        << table.out;
+}
+
+TEST(MostProbableStates, AreRefusedWithASampler) {
+    const auto run = runSamplenet({"infer", kAsia, "--mpe", "-q", "lung", "-a", "epis"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.err.find("computed exactly only"), std::string::npos) << run.err;
+    EXPECT_EQ(run.out, "");
+}
+
+}  // namespace

@@ -1,0 +1,88 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::fileContents;
+using cli_testing::runSamplenet;
+using cli_testing::temporaryPath;
+
+const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> result;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) result.push_back(line);
+    return result;
+}
+
+std::vector<std::string> cells(const std::string& row) {
+    std::vector<std::string> result;
+    std::istringstream in(row);
+    for (std::string cell; std::getline(in, cell, ',');) result.push_back(cell);
+    return result;
+}
+
+// A header of node names, state names in the cells, the same rows for the
+// same seed whether to a file or to standard output.
+TEST(SampleCommand, WritesRepeatableRowsOfStateNames) {
+    const std::string path = temporaryPath("asia-samples.csv");
+    const auto toFile = runSamplenet({"sample", kAsia, "-n", "300", "--seed", "5", "-o", path});
+    ASSERT_EQ(toFile.exitCode, 0) << toFile.err;
+    EXPECT_EQ(toFile.out, "");
+    const std::string written = fileContents(path);
+    std::filesystem::remove(path);
+    const auto rows = lines(written);
+    ASSERT_EQ(rows.size(), 301u);
+    EXPECT_EQ(rows[0], "asia,tub,smoke,lung,bronc,either,xray,dysp");
+    for (std::size_t r = 1; r < rows.size(); ++r) {
+        const auto row = cells(rows[r]);
+        ASSERT_EQ(row.size(), 8u) << rows[r];
+        for (const std::string& cell : row) ASSERT_TRUE(cell == "yes" || cell == "no") << rows[r];
+    }
+    const auto again = runSamplenet({"sample", kAsia, "-n", "300", "--seed", "5"});
+    EXPECT_EQ(again.out, written);
+    const auto other = runSamplenet({"sample", kAsia, "-n", "300", "--seed", "6"});
+    EXPECT_NE(other.out, written);
+}
+
+// With evidence every row keeps the observed state and carries its weight:
+// P(dysp=yes | bronc, either) times xray's factor.
+TEST(SampleCommand, WeighsRowsByTheEvidence) {
+    const auto run = runSamplenet({"sample", kAsia, "-n", "50", "--seed", "1", "-e", "dysp=yes", "-e", "xray=[0.9,0.2]"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto rows = lines(run.out);
+    ASSERT_EQ(rows.size(), 51u);
+    EXPECT_EQ(rows[0], "asia,tub,smoke,lung,bronc,either,xray,dysp,weight");
+    const std::map<std::string, double> dyspYes = {{"yes,yes", 0.9}, {"yes,no", 0.8}, {"no,yes", 0.7}, {"no,no", 0.1}};
+    for (std::size_t r = 1; r < rows.size(); ++r) {
+        const auto row = cells(rows[r]);
+        ASSERT_EQ(row.size(), 9u);
+        EXPECT_EQ(row[7], "yes");
+        const double expected = dyspYes.at(row[4] + "," + row[5]) * (row[6] == "yes" ? 0.9 : 0.2);
+        EXPECT_NEAR(std::stod(row[8]), expected, 1e-15) << rows[r];
+    }
+}
+
+TEST(SampleCommand, RefusesBadInput) {
+    for (const auto& [arguments, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{"sample", kAsia, "-n", "5", "-e", "nothing=yes"}, "nothing"},
+             {{"sample", kAsia, "-n", "-1"}, "--samples"},
+             {{"sample", kAsia}, "--samples is required"},
+             {{"sample", kAsia, "-n", "5", "-o", temporaryPath("out.parquet")}, "CSV"},
+             {{"sample", kAsia, "-n", "5", "-o", temporaryPath("no-such-directory/out.csv")}, "cannot write"},
+         }) {
+        const auto run = runSamplenet(arguments);
+        EXPECT_EQ(run.exitCode, 1) << arguments.back();
+        EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
+    }
+}
+
+}  // namespace
