@@ -2,10 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iostream>
 #include <random>
 
 #include "cli/interrupt_signal.h"
@@ -14,33 +10,22 @@
 #include "cli/read_limit_options.h"
 #include "lib/data/forward_sampler.h"
 #include "lib/formats/formats.h"
-#include "lib/model/errors.h"
+#include "lib/output/output_file.h"
 
 namespace samplenet_cli {
 
 namespace {
 
-// The one place the output file is opened, checked, so that another way of
-// writing it can take its place.
-std::ofstream openOutput(const std::string& path) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    if (!file) throw samplenet::FileError("cannot write \"" + path + "\": " + std::strerror(errno), path, errno);
-    return file;
-}
-
-void checkWritten(std::ostream& out, const std::string& name) {
-    out.flush();
-    if (!out) throw samplenet::FileError(name + ": cannot write the samples: " + std::strerror(errno), name, errno);
-}
-
-void writeSamples(std::ostream& out, const std::string& name, const samplenet::Network& network,
-                  const samplenet::Evidence& evidence, std::size_t count, std::uint64_t seed) {
+// Rows go out as they are drawn, so memory does not grow with the count;
+// the file is put in place only once every row is written.
+void writeSamples(samplenet::OutputFile& out, const samplenet::Network& network, const samplenet::Evidence& evidence,
+                  std::size_t count, std::uint64_t seed) {
     const bool weighted = !evidence.empty();
     std::string line;
     for (const samplenet::Variable& variable : network.variables)
         line += (line.empty() ? "" : ",") + csvField(variable.name);
     if (weighted) line += "," + csvField(samplenet::weightColumnName(network));
-    out << line << '\n';
+    out.write(line + '\n');
     const InterruptibleRun interruptible;
     samplenet::drawSamples(network, evidence, count, seed, interruptible.cancellation(),
                            [&](const std::vector<int>& states, double weight) {
@@ -51,10 +36,9 @@ void writeSamples(std::ostream& out, const std::string& name, const samplenet::N
                                }
                                if (weighted) line += fmt::format(",{}", weight);
                                line += '\n';
-                               out << line;
-                               if (!out) checkWritten(out, name);
+                               out.write(line);
                            });
-    checkWritten(out, name);
+    out.commit();
 }
 
 }  // namespace
@@ -84,12 +68,8 @@ void runSample(const SampleArguments& arguments, const CLI::App& command) {
     const std::uint64_t seed =
         command.count("--seed") > 0 ? static_cast<std::uint64_t>(arguments.seed) : std::random_device{}();
     const auto count = static_cast<std::size_t>(arguments.count);
-    if (arguments.output.empty()) {
-        writeSamples(std::cout, "standard output", network, evidence, count, seed);
-        return;
-    }
-    std::ofstream file = openOutput(arguments.output);
-    writeSamples(file, arguments.output, network, evidence, count, seed);
+    samplenet::OutputFile out(arguments.output);  // standard output when empty
+    writeSamples(out, network, evidence, count, seed);
 }
 
 }  // namespace samplenet_cli

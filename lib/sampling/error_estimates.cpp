@@ -51,6 +51,7 @@ ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums) {
     const bool weighed = sums.total > 0.0;
     // Squares are kept relative to the largest weight, sums at their scale.
     const int squareShift = weighed ? 2 * (sums.largestExponent - sums.scale) : 0;
+    const double effective = weighed ? std::ldexp(sums.total * sums.total / sums.totalSquares, -squareShift) : 0.0;
     // The errors of `count` entries that share their samples' weights.
     const auto errorsOf = [&](std::size_t first, std::size_t count) {
         std::vector<double> errors(count, 0.0);
@@ -74,13 +75,16 @@ ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums) {
     std::vector<const std::vector<double>*> entries;
     for (const auto& node : estimates.standardErrors) entries.push_back(&node);
     entries.push_back(&estimates.jointStandardErrors);
-    estimates.errorBound = unionBound(entries, estimates.largestStandardError);
+    // Below the reliable sample size the estimates bound nothing: the bound
+    // is then the trivial one, as far as two probabilities can differ.
+    estimates.errorBound = effective < kReliableSampleSize ? 1.0
+                                                           : unionBound(entries, estimates.largestStandardError);
     const auto drawn = static_cast<double>(sums.drawn);
     if (!weighed || sums.drawn == 0) {
         estimates.logMeanWeight = -std::numeric_limits<double>::infinity();
         return estimates;
     }
-    estimates.effectiveSampleSize = std::ldexp(sums.total * sums.total / sums.totalSquares, -squareShift);
+    estimates.effectiveSampleSize = effective;
     estimates.logMeanWeight = std::log(sums.total) + sums.scale * std::log(2.0) - std::log(drawn);
     if (sums.drawn > 1)
         estimates.meanWeightRelativeError =

@@ -22,7 +22,7 @@ struct ErrorEstimates {
     // With 95% confidence every posterior entry (the joint's too) is within
     // this distance of the truth, all of them at once: the normal tails of
     // the entries' errors, added up over entries, come to 5% at this
-    // distance.
+    // distance. 1 (no bound) below kReliableSampleSize effective samples.
     double errorBound = 0.0;
     // (sum of w)^2 / sum of w^2: how many unweighted samples the run is
     // worth. Below about 100 the error estimates themselves are unreliable.
