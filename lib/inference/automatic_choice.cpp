@@ -137,8 +137,8 @@ AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidenc
     }
     if (best) {
         best->result.choice = std::string(algorithmName(best->used.algorithm)) + ": " + tooLarge +
-                              "; no sampler gave a reliable answer, this one is worth the most samples" +
-                              triedBefore(tried);
+                              "; no sampler gave a reliable answer, this one is worth the most samples (tried: " +
+                              fmt::format("{}", fmt::join(tried, "; ")) + ")";
         return *std::move(best);
     }
     return attempt(network, evidence, withAlgorithm(options, Algorithm::Lbp),

@@ -85,13 +85,9 @@ def chunks(count: int, jobs: int):
 def summary_columns(option_values):
     """The columns after the posteriors: log P(evidence) for exact inference;
     its estimate, relative error, the effective sample size, the 95% error
-    bound and whether the answer is reliable for the samplers."""
+    bound and whether the answer is reliable (1.0, else 0.0, as the command
+    line prints it) for the samplers."""
     return list(_core.case_summary_columns(make_options(**option_values)))
-
-
-def summary_dtype(column):
-    """"reliable" is a flag; the other summaries are numbers."""
-    return bool if column == "reliable" else float
 
 
 def collect(index, values, errors, names, on_error, summaries, first=0):
@@ -111,7 +107,7 @@ def collect(index, values, errors, names, on_error, summaries, first=0):
     table = np.array([values[p] for p in kept], dtype=float).reshape(len(kept), len(names) + len(summaries))
     frame = pd.DataFrame(table[:, :len(names)], index=index[kept], columns=names)
     for k, column in enumerate(summaries):
-        frame[column] = table[:, len(names) + k].astype(summary_dtype(column))
+        frame[column] = table[:, len(names) + k]
     frame.attrs["skipped"] = failures
     return frame
 

@@ -16,8 +16,7 @@ import secrets
 import numpy as np
 import pandas as pd
 
-from samplenet.batch import (case_rows, check_on_error, collect, output_columns, run_chunk, summary_columns,
-                             summary_dtype)
+from samplenet.batch import case_rows, check_on_error, collect, output_columns, run_chunk, summary_columns
 from samplenet.network import load
 from samplenet.options import make_options, seed_value
 
@@ -60,5 +59,5 @@ def infer_many(network_path, cases, algorithm="epis", samples=100_000, iteration
     meta = pd.DataFrame({name: pd.Series(dtype=float) for name in names},
                         index=cases._meta.index)
     for column in summary_columns(option_values):
-        meta[column] = pd.Series(dtype=summary_dtype(column))
+        meta[column] = pd.Series(dtype=float)
     return cases.map_partitions(_run_partition, path, offsets, query, option_values, run_seed, on_error, meta=meta)
