@@ -1,6 +1,7 @@
 #include "lib/exact/clique_potentials.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace samplenet {
 
@@ -54,12 +55,16 @@ void Projection::marginalise(const double* outer, double* inner) const {
 }
 
 void Projection::maximise(const double* outer, double* inner) const {
-    std::fill(inner, inner + innerSize, 0.0);
+    std::fill(inner, inner + innerSize, -std::numeric_limits<double>::infinity());
     walk([&](std::size_t o, std::size_t i) { inner[i] = std::max(inner[i], outer[o]); });
 }
 
 void Projection::multiply(double* outer, const double* inner) const {
     walk([&](std::size_t o, std::size_t i) { outer[o] *= inner[i]; });
+}
+
+void Projection::add(double* outer, const double* inner) const {
+    walk([&](std::size_t o, std::size_t i) { outer[o] += inner[i]; });
 }
 
 namespace {
@@ -83,6 +88,17 @@ void weighAlong(double* table, const TableShape& shape, int position, const doub
 void sumAlong(const double* table, const TableShape& shape, int position, double* sums) {
     std::fill(sums, sums + shape.cards[position], 0.0);
     forEachAlong(shape, position, [&](std::size_t entry, std::size_t s) { sums[s] += table[entry]; });
+}
+
+int maximisingState(const double* table, const TableShape& shape, int position, const std::vector<int>& states) {
+    std::size_t base = 0;
+    for (std::size_t d = 0; d < shape.variables.size(); ++d)
+        if (static_cast<int>(d) != position) base += static_cast<std::size_t>(states[shape.variables[d]]) * shape.strides[d];
+    const std::size_t stride = shape.strides[position];
+    int best = 0;
+    for (int s = 1; s < static_cast<int>(shape.cards[position]); ++s)
+        if (table[base + s * stride] > table[base + best * stride]) best = s;
+    return best;
 }
 
 }  // namespace samplenet

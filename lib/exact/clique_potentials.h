@@ -28,10 +28,13 @@ public:
 
     // inner = outer summed over the variables inner lacks.
     void marginalise(const double* outer, double* inner) const;
-    // inner = the largest entry of outer over the variables inner lacks.
+    // inner = the largest entry of outer over the variables inner lacks
+    // (tables of logarithms too).
     void maximise(const double* outer, double* inner) const;
     // outer[i] *= inner[matching entry].
     void multiply(double* outer, const double* inner) const;
+    // outer[i] += inner[matching entry]: the product of tables of logarithms.
+    void add(double* outer, const double* inner) const;
 
 private:
     template <class Visit>
@@ -47,5 +50,9 @@ private:
 void weighAlong(double* table, const TableShape& shape, int position, const double* weights);
 // sums[s] = total of the entries where the variable at `position` is in state s.
 void sumAlong(const double* table, const TableShape& shape, int position, double* sums);
+// The state of the variable at `position` whose entry is the largest, the
+// other variables in their `states` (indexed as the shape's variables are);
+// the lowest such state on ties.
+int maximisingState(const double* table, const TableShape& shape, int position, const std::vector<int>& states);
 
 }  // namespace samplenet

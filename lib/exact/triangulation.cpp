@@ -116,6 +116,7 @@ private:
     EliminationKey key(int v) const {
         const int rank = ranks.empty() ? v : ranks[v];
         if (criterion == EliminationCriterion::MinWeight) return {entries[v], fill[v], rank, v};
+        if (criterion == EliminationCriterion::MinTable) return {entries[v], 0, rank, v};
         return {fill[v], entries[v], rank, v};
     }
 
@@ -199,7 +200,7 @@ Triangulation triangulate(const EliminationProblem& problem, EliminationCriterio
     const int n = static_cast<int>(problem.stateCounts.size());
     GreedyElimination elimination(problem, criterion, ranks);
     Triangulation result;
-    constexpr const char* names[] = {"min-fill", "min-weight", "weighted min-fill"};
+    constexpr const char* names[] = {"min-fill", "min-weight", "weighted min-fill", "min-table"};
     result.order = std::string(names[static_cast<int>(criterion)]) + (ranks.empty() ? "" : ", shuffled ties");
     std::vector<std::vector<int>> cliquesContaining(n);
     while (result.variablesEliminated < n && result.tableEntries <= entryBudget) {

@@ -15,6 +15,7 @@ enum class EliminationCriterion {
     MinFill,          // fill-in edges, then the table over the variable and its neighbours
     MinWeight,        // that table, then fill-in edges
     WeightedMinFill,  // fill-in edges weighted by the product of their ends' state counts, then the table
+    MinTable,         // the table alone: cheap to score and enough for small regions
 };
 
 struct Triangulation {

@@ -144,16 +144,8 @@ std::vector<int> FactorElimination::decode() const {
     std::vector<int> states = observed;
     for (auto step = eliminated.rbegin(); step != eliminated.rend(); ++step) {
         const TableShape& shape = step->product.shape;
-        const int position = shape.position(step->variable);
-        std::size_t base = 0;
-        for (std::size_t d = 0; d < shape.variables.size(); ++d)
-            if (static_cast<int>(d) != position) base += static_cast<std::size_t>(states[shape.variables[d]]) * shape.strides[d];
-        int best = 0;
-        for (int s = 1; s < stateCounts[step->variable]; ++s)
-            if (step->product.values[base + s * shape.strides[position]] >
-                step->product.values[base + best * shape.strides[position]])
-                best = s;
-        states[step->variable] = best;
+        states[step->variable] =
+            maximisingState(step->product.values.data(), shape, shape.position(step->variable), states);
     }
     return states;
 }

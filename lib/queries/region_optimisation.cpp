@@ -2,32 +2,22 @@
 
 #include <algorithm>
 #include <deque>
-#include <limits>
 
+#include "lib/exact/clique_potentials.h"
 #include "lib/exact/saturating_arithmetic.h"
+#include "lib/exact/triangulation.h"
 #include "lib/queries/most_probable_explanation.h"
 
 namespace samplenet {
 
 namespace {
 
-// A table over some region variables (their indices among the members),
-// the last varying fastest, holding logs of probabilities.
+// A table over some region members (their indices among the members),
+// holding logs of probabilities.
 struct LogTable {
-    std::vector<int> scope;
+    TableShape shape;
     std::vector<double> values;
 };
-
-// Strides of a table's variables, the last varying fastest.
-std::vector<std::size_t> stridesOf(const std::vector<int>& scope, const std::vector<int>& cards) {
-    std::vector<std::size_t> strides(scope.size());
-    std::size_t stride = 1;
-    for (std::size_t d = scope.size(); d-- > 0;) {
-        strides[d] = stride;
-        stride *= static_cast<std::size_t>(cards[scope[d]]);
-    }
-    return strides;
-}
 
 }  // namespace
 
@@ -35,7 +25,7 @@ struct RegionOptimisation::Plan {
     std::vector<int> members;                 // unobserved region variables, ascending
     std::vector<int> cards;                   // per member
     std::vector<int> families;                // variables whose table holds a member
-    std::vector<std::vector<int>> scopes;     // per family: the members in it
+    std::vector<std::vector<int>> scopes;     // per family: the members in it, ascending
     std::vector<int> order;                   // members in elimination order
     std::size_t largest = 1;                  // entries of the largest table made
 
@@ -66,7 +56,6 @@ RegionOptimisation::Plan RegionOptimisation::plan(const std::vector<int>& region
         if (!evidence.hard.count(v)) plan.members.push_back(v);
     std::sort(plan.members.begin(), plan.members.end());
     plan.members.erase(std::unique(plan.members.begin(), plan.members.end()), plan.members.end());
-    const int n = static_cast<int>(plan.members.size());
     for (int v : plan.members) {
         plan.cards.push_back(network.variables[v].stateCount());
         plan.families.push_back(v);
@@ -75,9 +64,6 @@ RegionOptimisation::Plan RegionOptimisation::plan(const std::vector<int>& region
     std::sort(plan.families.begin(), plan.families.end());
     plan.families.erase(std::unique(plan.families.begin(), plan.families.end()), plan.families.end());
 
-    // Members that share a family interact; eliminating a member joins its
-    // remaining neighbours (min-weight greedy order).
-    std::vector<std::vector<char>> linked(n, std::vector<char>(n, 0));
     for (int f : plan.families) {
         std::vector<int> scope;
         for (int parent : network.variables[f].parents)
@@ -85,28 +71,15 @@ RegionOptimisation::Plan RegionOptimisation::plan(const std::vector<int>& region
         if (const int k = plan.local(f); k >= 0) scope.push_back(k);
         std::sort(scope.begin(), scope.end());
         scope.erase(std::unique(scope.begin(), scope.end()), scope.end());
-        for (int a : scope)
-            for (int b : scope) linked[a][b] = 1;
         plan.scopes.push_back(std::move(scope));
     }
-    std::vector<char> done(n, 0);
-    for (int step = 0; step < n; ++step) {
-        int chosen = -1;
-        std::size_t chosenWeight = 0;
-        for (int k = 0; k < n; ++k) {
-            if (done[k]) continue;
-            std::size_t weight = static_cast<std::size_t>(plan.cards[k]);
-            for (int j = 0; j < n; ++j)
-                if (j != k && !done[j] && linked[k][j]) weight = saturatingMultiply(weight, static_cast<std::size_t>(plan.cards[j]));
-            if (chosen < 0 || weight < chosenWeight) chosen = k, chosenWeight = weight;
-        }
-        done[chosen] = 1;
-        plan.order.push_back(chosen);
-        plan.largest = std::max(plan.largest, chosenWeight);
-        for (int a = 0; a < n; ++a)
-            if (!done[a] && linked[chosen][a])
-                for (int b = 0; b < n; ++b)
-                    if (!done[b] && linked[chosen][b]) linked[a][b] = 1;
+    const Triangulation triangulation =
+        triangulate(EliminationProblem{plan.scopes, plan.cards}, EliminationCriterion::MinTable);
+    plan.order = triangulation.eliminated;
+    for (const auto& clique : triangulation.cliques) {
+        std::size_t entries = 1;
+        for (int k : clique) entries = saturatingMultiply(entries, static_cast<std::size_t>(plan.cards[k]));
+        plan.largest = std::max(plan.largest, entries);
     }
     return plan;
 }
@@ -145,93 +118,56 @@ std::vector<int> RegionOptimisation::optimise(std::vector<int>& states, const st
     std::vector<LogTable> live;
     std::vector<int> scratch = states;
     for (std::size_t i = 0; i < plan.families.size(); ++i) {
-        LogTable table{plan.scopes[i], {}};
-        std::size_t size = 1;
-        for (int k : table.scope) size *= static_cast<std::size_t>(plan.cards[k]);
-        table.values.resize(size);
-        std::vector<int> digits(table.scope.size(), 0);
-        for (std::size_t entry = 0; entry < size; ++entry) {
-            for (std::size_t d = 0; d < digits.size(); ++d) scratch[plan.members[table.scope[d]]] = digits[d];
-            table.values[entry] = logFamilyProbability(network, evidence, scratch, plan.families[i]);
+        LogTable table{TableShape(plan.scopes[i], plan.cards), {}};
+        table.values.resize(table.shape.size);
+        std::vector<int> digits(table.shape.variables.size(), 0);
+        for (double& value : table.values) {
+            for (std::size_t d = 0; d < digits.size(); ++d) scratch[plan.members[table.shape.variables[d]]] = digits[d];
+            value = logFamilyProbability(network, evidence, scratch, plan.families[i]);
             for (std::size_t d = digits.size(); d-- > 0;) {
-                if (++digits[d] < plan.cards[table.scope[d]]) break;
+                if (++digits[d] < static_cast<int>(table.shape.cards[d])) break;
                 digits[d] = 0;
             }
         }
         live.push_back(std::move(table));
     }
 
-    // Max-product elimination; each step keeps its product, the eliminated
-    // member last, for decoding.
+    // Max-product elimination; each step keeps its product for decoding.
     std::vector<LogTable> products;
     for (int v : plan.order) {
         std::vector<LogTable> touching;
         std::vector<int> scope;
         for (auto it = live.begin(); it != live.end();) {
-            if (std::find(it->scope.begin(), it->scope.end(), v) == it->scope.end()) {
+            if (it->shape.position(v) < 0) {
                 ++it;
                 continue;
             }
-            for (int k : it->scope)
-                if (k != v) scope.push_back(k);
+            scope.insert(scope.end(), it->shape.variables.begin(), it->shape.variables.end());
             touching.push_back(std::move(*it));
             it = live.erase(it);
         }
         std::sort(scope.begin(), scope.end());
         scope.erase(std::unique(scope.begin(), scope.end()), scope.end());
-        scope.push_back(v);
+        LogTable product{TableShape(scope, plan.cards), {}};
+        product.values.assign(product.shape.size, 0.0);
+        for (const LogTable& table : touching)
+            Projection(product.shape, table.shape).add(product.values.data(), table.values.data());
 
-        LogTable product{scope, {}};
-        std::size_t size = 1;
-        for (int k : scope) size *= static_cast<std::size_t>(plan.cards[k]);
-        product.values.assign(size, 0.0);
-        std::vector<std::vector<std::size_t>> strides;  // per touching table, per position of scope
-        for (const LogTable& table : touching) {
-            const std::vector<std::size_t> own = stridesOf(table.scope, plan.cards);
-            std::vector<std::size_t> along(scope.size(), 0);
-            for (std::size_t d = 0; d < scope.size(); ++d)
-                if (const auto at = std::find(table.scope.begin(), table.scope.end(), scope[d]); at != table.scope.end())
-                    along[d] = own[at - table.scope.begin()];
-            strides.push_back(std::move(along));
-        }
-        std::vector<int> digits(scope.size(), 0);
-        std::vector<std::size_t> index(touching.size(), 0);
-        for (std::size_t entry = 0; entry < size; ++entry) {
-            double sum = 0.0;
-            for (std::size_t t = 0; t < touching.size(); ++t) sum += touching[t].values[index[t]];
-            product.values[entry] = sum;
-            for (std::size_t d = scope.size(); d-- > 0;) {
-                if (++digits[d] < plan.cards[scope[d]]) {
-                    for (std::size_t t = 0; t < touching.size(); ++t) index[t] += strides[t][d];
-                    break;
-                }
-                for (std::size_t t = 0; t < touching.size(); ++t)
-                    index[t] -= strides[t][d] * static_cast<std::size_t>(plan.cards[scope[d]] - 1);
-                digits[d] = 0;
-            }
-        }
-
-        const std::size_t count = static_cast<std::size_t>(plan.cards[v]);
-        LogTable maximum{std::vector<int>(scope.begin(), scope.end() - 1), std::vector<double>(size / count)};
-        for (std::size_t rest = 0; rest < maximum.values.size(); ++rest)
-            maximum.values[rest] = *std::max_element(product.values.begin() + rest * count,
-                                                     product.values.begin() + (rest + 1) * count);
-        if (!maximum.scope.empty()) live.push_back(std::move(maximum));
+        std::erase(scope, v);
+        LogTable maximum{TableShape(scope, plan.cards), {}};
+        maximum.values.resize(maximum.shape.size);
+        Projection(product.shape, maximum.shape).maximise(product.values.data(), maximum.values.data());
+        if (!scope.empty()) live.push_back(std::move(maximum));
         products.push_back(std::move(product));
     }
 
-    // Decode in reverse: each member's product is over members decoded
-    // before it, and itself. The lowest of equal states wins.
+    // Decode in reverse: each member's product is over itself and members
+    // decoded before it. The lowest of equal states wins.
     std::vector<int> best(n, 0);
     for (std::size_t step = plan.order.size(); step-- > 0;) {
         const LogTable& product = products[step];
-        const std::vector<std::size_t> strides = stridesOf(product.scope, plan.cards);
-        std::size_t base = 0;
-        for (std::size_t d = 0; d + 1 < product.scope.size(); ++d)
-            base += static_cast<std::size_t>(best[product.scope[d]]) * strides[d];
-        const int v = product.scope.back();
-        const auto first = product.values.begin() + static_cast<std::ptrdiff_t>(base);
-        best[v] = static_cast<int>(std::max_element(first, first + plan.cards[v]) - first);
+        const int v = plan.order[step];
+        best[v] = maximisingState(product.values.data(), product.shape, product.shape.position(v), best);
     }
 
     // Accept only a real gain, judged on the network's own tables.
