@@ -39,6 +39,7 @@
 #include "lib/formats/formats.h"
 #include "lib/generate/random_network.h"
 #include "lib/inference/inference.h"
+#include "lib/util/byte_size.h"
 
 namespace {
 

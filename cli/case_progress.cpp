@@ -1,7 +1,7 @@
 #include "cli/case_progress.h"
 
 #include "cli/case_file.h"
-#include "lib/inference/progress_bar.h"
+#include "cli/progress_bar.h"
 
 namespace samplenet_cli {
 

@@ -9,8 +9,8 @@
 #include "lib/formats/formats.h"
 #include "lib/inference/answer_reliability.h"
 #include "lib/inference/automatic_choice.h"
-#include "lib/inference/evidence_parser.h"
-#include "lib/inference/progress_bar.h"
+#include "lib/formats/evidence_parser.h"
+#include "cli/progress_bar.h"
 
 namespace samplenet_cli {
 

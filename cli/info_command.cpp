@@ -12,6 +12,7 @@
 #include "lib/exact/junction_tree.h"
 #include "lib/formats/formats.h"
 #include "lib/inference/network_shape.h"
+#include "lib/util/byte_size.h"
 
 namespace samplenet_cli {
 

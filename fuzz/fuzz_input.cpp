@@ -9,7 +9,7 @@
 #include "lib/formats/text_file.h"
 #include "lib/formats/uai.h"
 #include "lib/formats/xmlbif.h"
-#include "lib/inference/evidence_parser.h"
+#include "lib/formats/evidence_parser.h"
 #include "lib/model/errors.h"
 
 namespace samplenet::fuzzing {

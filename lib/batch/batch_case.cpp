@@ -6,7 +6,7 @@
 #include <set>
 
 #include "lib/inference/answer_reliability.h"
-#include "lib/inference/evidence_parser.h"
+#include "lib/formats/evidence_parser.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {

@@ -1,6 +1,6 @@
 #include "lib/data/forward_sampler.h"
 
-#include "lib/inference/evidence_check.h"
+#include "lib/model/evidence_check.h"
 
 namespace samplenet {
 

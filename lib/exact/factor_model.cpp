@@ -21,4 +21,11 @@ EliminationProblem FactorModel::eliminationProblem() const {
     return problem;
 }
 
+Triangulation triangulate(const Network& network, std::size_t entryBudget, const std::function<void()>& checkpoint) {
+    return triangulate(FactorModel::of(network).eliminationProblem(), EliminationCriterion::MinFill, {}, entryBudget,
+                       checkpoint);
+}
+
+std::vector<std::vector<int>> maximalCliques(const Network& network) { return triangulate(network).cliques; }
+
 }  // namespace samplenet

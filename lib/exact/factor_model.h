@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
+#include <limits>
 #include <vector>
 
 #include "lib/exact/triangulation.h"
@@ -26,5 +29,13 @@ struct FactorModel {
     // The graph joining the variables of each factor.
     EliminationProblem eliminationProblem() const;
 };
+
+// Min-fill on the network's moral graph, ties by table size, then index.
+Triangulation triangulate(const Network& network,
+                          std::size_t entryBudget = std::numeric_limits<std::size_t>::max(),
+                          const std::function<void()>& checkpoint = {});
+
+// The maximal cliques of the whole min-fill triangulation.
+std::vector<std::vector<int>> maximalCliques(const Network& network);
 
 }  // namespace samplenet

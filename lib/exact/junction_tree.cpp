@@ -10,6 +10,7 @@
 #include "lib/exact/clique_tree.h"
 #include "lib/exact/saturating_arithmetic.h"
 #include "lib/exact/triangulation.h"
+#include "lib/util/byte_size.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {
@@ -110,19 +111,6 @@ void checkIndexable(const Network& network) {
             throw ModelError(fmt::format("variable '{}' has {} table entries, expected {}", variable.name,
                                          variable.table.size(), expected));
     }
-}
-
-std::string describeBytes(std::size_t bytes) {
-    static const char* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-    double value = static_cast<double>(bytes);
-    std::size_t unit = 0;
-    while (value >= 1024.0 && unit + 1 < std::size(units)) {
-        value /= 1024.0;
-        ++unit;
-    }
-    std::string number = fmt::format("{:.1f}", value);
-    if (number.ends_with(".0")) number.resize(number.size() - 2);
-    return number + " " + units[unit];
 }
 
 CliqueStatistics estimateCliques(const Network& network, const ExactOptions& options) {

@@ -61,8 +61,6 @@ public:
 // throws ModelError for parents or tables that do not fit.
 void checkIndexable(const Network& network);
 
-// "1.5 GiB": a size as memory messages show it.
-std::string describeBytes(std::size_t bytes);
 
 // Triangulates the network and measures its cliques without allocating them,
 // up to the memory limit of the options.

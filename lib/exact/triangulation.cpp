@@ -6,7 +6,6 @@
 #include <queue>
 #include <random>
 
-#include "lib/exact/factor_model.h"
 #include "lib/exact/saturating_arithmetic.h"
 
 namespace samplenet {
@@ -262,12 +261,5 @@ Triangulation cheapestTriangulation(const EliminationProblem& problem, int maxRe
     }
     return best;
 }
-
-Triangulation triangulate(const Network& network, std::size_t entryBudget, const std::function<void()>& checkpoint) {
-    return triangulate(FactorModel::of(network).eliminationProblem(), EliminationCriterion::MinFill, {}, entryBudget,
-                       checkpoint);
-}
-
-std::vector<std::vector<int>> maximalCliques(const Network& network) { return triangulate(network).cliques; }
 
 }  // namespace samplenet

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "lib/model/network.h"
 
 namespace samplenet {
 
@@ -46,11 +45,6 @@ Triangulation triangulate(const EliminationProblem& problem, EliminationCriterio
                           std::size_t entryBudget = std::numeric_limits<std::size_t>::max(),
                           const std::function<void()>& checkpoint = {});
 
-// Min-fill on the network's moral graph, ties by table size, then index.
-Triangulation triangulate(const Network& network,
-                          std::size_t entryBudget = std::numeric_limits<std::size_t>::max(),
-                          const std::function<void()>& checkpoint = {});
-
 // The triangulation with the fewest table entries among min-fill, then,
 // unless min-fill's tree is below `entriesPerRestart` entries per variable,
 // min-weight and weighted min-fill, then runs of min-fill and weighted
@@ -64,8 +58,5 @@ Triangulation cheapestTriangulation(const EliminationProblem& problem, int maxRe
                                     std::size_t entriesPerRestart,
                                     std::size_t entryBudget = std::numeric_limits<std::size_t>::max(),
                                     const std::function<void()>& checkpoint = {});
-
-// The maximal cliques of the whole min-fill triangulation.
-std::vector<std::vector<int>> maximalCliques(const Network& network);
 
 }  // namespace samplenet

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "lib/inference/evidence_parser.h"
+#include "lib/formats/evidence_parser.h"
 
 namespace samplenet {
 

@@ -13,6 +13,7 @@
 #include "lib/exact/junction_tree.h"
 #include "lib/inference/answer_reliability.h"
 #include "lib/model/errors.h"
+#include "lib/util/byte_size.h"
 
 namespace samplenet {
 

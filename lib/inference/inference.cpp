@@ -13,11 +13,12 @@
 #include "lib/exact/saturating_arithmetic.h"
 #include "lib/model/errors.h"
 #include "lib/inference/automatic_choice.h"
-#include "lib/inference/evidence_check.h"
+#include "lib/model/evidence_check.h"
 #include "lib/inference/likelihood_evidence.h"
 #include "lib/inference/mini_bucket_run.h"
 #include "lib/inference/network_adapter.h"
 #include "lib/inference/sampling_tallies.h"
+#include "lib/util/byte_size.h"
 
 namespace samplenet {
 

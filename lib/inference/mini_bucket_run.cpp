@@ -17,6 +17,7 @@
 #include "lib/model/errors.h"
 #include "lib/sampling/generator_stream.h"
 #include "lib/sampling/parallel_draws.h"
+#include "lib/util/byte_size.h"
 
 namespace samplenet {
 

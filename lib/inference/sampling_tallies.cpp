@@ -7,6 +7,7 @@
 
 #include "lib/exact/junction_tree.h"
 #include "lib/exact/saturating_arithmetic.h"
+#include "lib/util/byte_size.h"
 
 namespace samplenet {
 

@@ -6,9 +6,10 @@
 #include <cmath>
 
 #include "lib/exact/clique_tree.h"
-#include "lib/exact/triangulation.h"
-#include "lib/inference/evidence_check.h"
+#include "lib/exact/factor_model.h"
+#include "lib/model/evidence_check.h"
 #include "lib/model/errors.h"
+#include "lib/util/byte_size.h"
 
 namespace samplenet {
 

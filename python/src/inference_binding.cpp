@@ -12,7 +12,7 @@
 
 #include "lib/batch/batch_case.h"
 #include "lib/inference/answer_reliability.h"
-#include "lib/inference/evidence_parser.h"
+#include "lib/formats/evidence_parser.h"
 #include "lib/inference/inference.h"
 #include "python/src/bindings.h"
 #include "python/src/gil_release.h"

@@ -10,7 +10,7 @@
 
 #include "lib/explore/explore_request.h"
 #include "lib/formats/formats.h"
-#include "lib/inference/evidence_parser.h"
+#include "lib/formats/evidence_parser.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {

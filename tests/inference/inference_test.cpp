@@ -11,6 +11,7 @@
 #include "tests/support/tiny_network.h"
 #include "lib/benchmark/accuracy_benchmark.h"
 #include "tests/support/brute_force.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ using samplenet::Algorithm;
 using samplenet::Evidence;
 using samplenet::InferenceOptions;
 using testing_support::TinyNet;
+using testing_support::samplingOptions;
 
 double worstHellinger(const samplenet::InferenceResult& result, const testing_support::ExactAnswer& exact) {
     double worst = 0.0;
@@ -26,13 +28,7 @@ double worstHellinger(const samplenet::InferenceResult& result, const testing_su
     return worst;
 }
 
-InferenceOptions optionsFor(Algorithm algorithm, int samples = 50000) {
-    InferenceOptions options;
-    options.algorithm = algorithm;
-    options.samples = samples;
-    options.seed = 4711;
-    return options;
-}
+constexpr long kSeed = 4711;
 
 // Hard evidence on two leaves of a loopy network; the likelihood on V2 is
 // realised through an added observed child.
@@ -42,7 +38,7 @@ TEST(Infer, SamplersMatchEnumerationWithHardAndLikelihoodEvidence) {
     const auto exact = testing_support::enumerate(net, {-1, -1, -1, -1, -1, 1, 2}, {{}, {}, {0.2, 1.0}});
     // 50000 weighted samples leave a Hellinger error below 0.01 here.
     for (Algorithm algorithm : {Algorithm::Epis, Algorithm::Ais}) {
-        const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, optionsFor(algorithm));
+        const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, samplingOptions(algorithm, 50000, kSeed));
         EXPECT_LT(worstHellinger(result, exact), 0.03) << samplenet::algorithmName(algorithm);
         EXPECT_EQ(result.posteriors[6], (std::vector<double>{0.0, 0.0, 1.0}));
         EXPECT_TRUE(std::all_of(result.valid.begin(), result.valid.end(), [](bool b) { return b; }));
@@ -55,7 +51,7 @@ TEST(Infer, BeliefPropagationIsExactOnPolytreesWithLikelihoods) {
     const TinyNet net = testing_support::polytree();
     const Evidence evidence{{{5, 1}}, {{3, {0.5, 0.0, 2.0}}, {1, {1.0, 3.0, 0.25}}}};
     const auto exact = testing_support::enumerate(net, {-1, -1, -1, -1, -1, 1}, {{}, {2.0, 6.0, 0.5}, {}, {0.5, 0.0, 2.0}});
-    const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, optionsFor(Algorithm::Lbp));
+    const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, samplingOptions(Algorithm::Lbp, 50000, kSeed));
     ASSERT_EQ(result.posteriors.size(), 6u);
     EXPECT_LT(worstHellinger(result, exact), 1e-7);
 }
@@ -64,7 +60,7 @@ TEST(Infer, SameSeedRepeatsBitForBit) {
     const auto network = testing_support::toNetwork(testing_support::sprinkler());
     const Evidence evidence{{{3, 1}}, {}};
     for (Algorithm algorithm : {Algorithm::Epis, Algorithm::Ais}) {
-        auto options = optionsFor(algorithm, 2000);
+        auto options = samplingOptions(algorithm, 2000, kSeed);
         const auto first = samplenet::infer(network, evidence, options);
         const auto second = samplenet::infer(network, evidence, options);
         EXPECT_EQ(first.posteriors, second.posteriors);
@@ -80,7 +76,7 @@ TEST(Infer, ProvablyImpossibleEvidenceIsReportedBeforeSampling) {
     net.add(2, {}, {0.5, 0.5});
     net.add(2, {0}, {1.0, 0.0, 0.0, 1.0});
     try {
-        samplenet::infer(testing_support::toNetwork(net), Evidence{{{0, 0}, {1, 1}}, {}}, optionsFor(Algorithm::Epis));
+        samplenet::infer(testing_support::toNetwork(net), Evidence{{{0, 0}, {1, 1}}, {}}, samplingOptions(Algorithm::Epis, 50000, kSeed));
         ADD_FAILURE() << "impossible evidence accepted";
     } catch (const samplenet::InferenceError& error) {
         EXPECT_EQ(std::string(error.what()).rfind("the evidence is impossible under the model: ", 0), 0u)
@@ -101,7 +97,7 @@ TEST(Infer, WeightsBelowTheRangeOfDoubleStillGivePosteriors) {
     // The likelihoods of V2 and V3 do not depend on V1: the priors stand.
     const testing_support::ExactAnswer exact{{{0.5, 0.5}, {0.45, 0.55}, {0.0, 1.0}, {0.0, 1.0}}, 0.0};
     for (const int jobs : {1, 2}) {
-        InferenceOptions options = optionsFor(Algorithm::Epis, 4000);
+        InferenceOptions options = samplingOptions(Algorithm::Epis, 4000, kSeed);
         options.jobs = jobs;
         const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, options);
         EXPECT_LT(worstHellinger(result, exact), 0.03) << jobs << " jobs";
@@ -124,7 +120,7 @@ TEST(Infer, NoCompatibleSampleNamesTheVariableAndKeepsEarlierBeliefs) {
     int failures = 0;
     for (long seed = 0; seed < 20; ++seed) {
         // Without propagation V1 is drawn from its own table.
-        InferenceOptions options = optionsFor(Algorithm::Epis, 1);
+        InferenceOptions options = samplingOptions(Algorithm::Epis, 1, kSeed);
         options.epis.propagationLength = 0;
         options.seed = seed * 1637;  // nearby seeds give nearby first draws
         try {
@@ -150,14 +146,14 @@ TEST(Infer, ExactMatchesEnumerationAndReportsTheProbabilityOfEvidence) {
     Evidence evidence{{}, {{0, {0.3, 1.0}}}};
     for (int v = 0; v < net.size(); ++v)
         if (observed[v] >= 0) evidence.hard[v] = observed[v];
-    const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, optionsFor(Algorithm::Exact));
+    const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, samplingOptions(Algorithm::Exact, 50000, kSeed));
     EXPECT_LT(worstHellinger(result, exact), 1e-12);
     ASSERT_TRUE(result.logProbabilityOfEvidence.has_value());
     EXPECT_NEAR(*result.logProbabilityOfEvidence, std::log(exact.probabilityOfEvidence), 1e-12);
 
     // Queried variables alone: the same answers for them, the others left
     // out and marked invalid, the same probability of the evidence.
-    auto options = optionsFor(Algorithm::Exact);
+    auto options = samplingOptions(Algorithm::Exact, 50000, kSeed);
     options.queried = {0};
     const auto queried = samplenet::infer(testing_support::toNetwork(net), evidence, options);
     ASSERT_TRUE(queried.valid[0]);
@@ -176,26 +172,26 @@ TEST(Infer, ExactMatchesEnumerationAndReportsTheProbabilityOfEvidence) {
     exclusive.add(2, {0}, {1.0, 0.0, 0.0, 1.0});
     exclusive.add(2, {0}, {1.0, 0.0, 0.0, 1.0});
     EXPECT_THROW(samplenet::infer(testing_support::toNetwork(exclusive), Evidence{{{1, 0}, {2, 1}}, {}},
-                                  optionsFor(Algorithm::Exact)),
+                                  samplingOptions(Algorithm::Exact, 50000, kSeed)),
                  samplenet::InferenceError);
 }
 
 TEST(Infer, RejectsBadOptionsAndEvidence) {
     const auto network = testing_support::toNetwork(testing_support::sprinkler());
-    auto options = optionsFor(Algorithm::Epis, 0);
+    auto options = samplingOptions(Algorithm::Epis, 0, kSeed);
     EXPECT_THROW(samplenet::infer(network, {}, options), std::invalid_argument);
-    options = optionsFor(Algorithm::Lbp);
+    options = samplingOptions(Algorithm::Lbp, 50000, kSeed);
     options.lbpIterations = 0;
     EXPECT_THROW(samplenet::infer(network, {}, options), std::invalid_argument);
-    options = optionsFor(Algorithm::Epis);
+    options = samplingOptions(Algorithm::Epis, 50000, kSeed);
     options.epis.epsilon2 = 1.5;
     EXPECT_THROW(samplenet::infer(network, {}, options), std::invalid_argument);
-    EXPECT_THROW(samplenet::infer(network, Evidence{{{9, 0}}, {}}, optionsFor(Algorithm::Epis)),
+    EXPECT_THROW(samplenet::infer(network, Evidence{{{9, 0}}, {}}, samplingOptions(Algorithm::Epis, 50000, kSeed)),
                  samplenet::EvidenceError);
     // A network built in code is checked before the engine sees it.
     auto truncated = network;
     truncated.variables[3].table.pop_back();
-    EXPECT_THROW(samplenet::infer(truncated, {}, optionsFor(Algorithm::Epis)), samplenet::ModelError);
+    EXPECT_THROW(samplenet::infer(truncated, {}, samplingOptions(Algorithm::Epis, 50000, kSeed)), samplenet::ModelError);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "tests/support/random_network.h"
 #include "tests/support/test_networks.h"
 #include "tests/support/tiny_network.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -18,14 +19,9 @@ using samplenet::Algorithm;
 using samplenet::Evidence;
 using samplenet::InferenceOptions;
 using testing_support::TinyNet;
+using testing_support::samplingOptions;
 
-InferenceOptions sampling(Algorithm algorithm, int samples) {
-    InferenceOptions options;
-    options.algorithm = algorithm;
-    options.samples = samples;
-    options.seed = 29;
-    return options;
-}
+constexpr long kSeed = 29;
 
 // The samplers' joint table lies within a few of its standard errors of the
 // exact one, entry by entry (a table laid out in another order would not),
@@ -51,7 +47,7 @@ TEST(SampledJointPosterior, AgreesWithTheExactTableAndWithTheRunsMarginals) {
         SCOPED_TRACE("trial " + std::to_string(trial));
 
         const auto exact = samplenet::exactJointPosterior(network, evidence, variables);
-        InferenceOptions options = sampling(trial % 4 == 3 ? Algorithm::Ais : Algorithm::Epis, 40000);
+        InferenceOptions options = samplingOptions(trial % 4 == 3 ? Algorithm::Ais : Algorithm::Epis, 40000, kSeed);
         options.joint = variables;
         const auto result = samplenet::infer(network, evidence, options);
         ASSERT_TRUE(result.joint.has_value());
@@ -85,7 +81,7 @@ TEST(QueriedSampling, AddsUpOnlyTheQueriedVariablesWithTheSameNumbers) {
     const samplenet::Network network = testing_support::toNetwork(net);
     const Evidence evidence{{{5, 1}}, {{2, {0.2, 1.0}}}};
     for (int jobs : {1, 2}) {
-        InferenceOptions options = sampling(Algorithm::Epis, 20000);
+        InferenceOptions options = samplingOptions(Algorithm::Epis, 20000, kSeed);
         options.jobs = jobs;
         const auto all = samplenet::infer(network, evidence, options);
         options.queried = {3, 0, 5};
@@ -100,7 +96,7 @@ TEST(QueriedSampling, AddsUpOnlyTheQueriedVariablesWithTheSameNumbers) {
         EXPECT_EQ(some.logProbabilityOfEvidence, all.logProbabilityOfEvidence);
     }
 
-    InferenceOptions target = sampling(Algorithm::Epis, 1000000);
+    InferenceOptions target = samplingOptions(Algorithm::Epis, 1000000, kSeed);
     target.targetError = 0.005;
     const auto all = samplenet::infer(network, evidence, target);
     target.queried = {0};
@@ -112,7 +108,7 @@ TEST(QueriedSampling, AddsUpOnlyTheQueriedVariablesWithTheSameNumbers) {
 TEST(SampledJointPosterior, RefusesRepeatedOrUnknownVariablesAndTablesAboveTheLimit) {
     const TinyNet net = testing_support::threeLayerLoopy();
     const samplenet::Network network = testing_support::toNetwork(net);
-    InferenceOptions options = sampling(Algorithm::Epis, 100);
+    InferenceOptions options = samplingOptions(Algorithm::Epis, 100, kSeed);
     options.joint = {1, 1};
     EXPECT_THROW(samplenet::infer(network, {}, options), std::invalid_argument);
     options.joint = {net.size()};

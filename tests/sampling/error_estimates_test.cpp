@@ -7,6 +7,7 @@
 #include "tests/support/brute_force.h"
 #include "tests/support/test_networks.h"
 #include "tests/support/tiny_network.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -14,21 +15,16 @@ using samplenet::Algorithm;
 using samplenet::Evidence;
 using samplenet::InferenceOptions;
 using testing_support::TinyNet;
+using testing_support::samplingOptions;
 
-InferenceOptions sampling(Algorithm algorithm, int samples, long seed) {
-    InferenceOptions options;
-    options.algorithm = algorithm;
-    options.samples = samples;
-    options.seed = seed;
-    return options;
-}
+
 
 // Without evidence every weight is 1: the run is worth all its samples, an
 // entry's error is that of a plain proportion, and P(e) is 1.
 TEST(ErrorEstimates, UnweightedSamplesGiveBinomialErrors) {
     const TinyNet net = testing_support::threeLayerLoopy();
     const auto result =
-        samplenet::infer(testing_support::toNetwork(net), Evidence{}, sampling(Algorithm::Epis, 5000, 3));
+        samplenet::infer(testing_support::toNetwork(net), Evidence{}, samplingOptions(Algorithm::Epis, 5000, 3));
     ASSERT_TRUE(result.sampling.has_value());
     EXPECT_DOUBLE_EQ(result.sampling->errors.effectiveSampleSize, 5000.0);
     EXPECT_DOUBLE_EQ(*result.logProbabilityOfEvidence, 0.0);
@@ -45,7 +41,7 @@ TEST(ErrorEstimates, UnweightedSamplesGiveBinomialErrors) {
 TEST(ErrorEstimates, TheBoundIsWhereTheEntriesTailsAddUpToFivePercent) {
     const TinyNet net = testing_support::threeLayerLoopy();
     const auto result =
-        samplenet::infer(testing_support::toNetwork(net), Evidence{}, sampling(Algorithm::Epis, 5000, 3));
+        samplenet::infer(testing_support::toNetwork(net), Evidence{}, samplingOptions(Algorithm::Epis, 5000, 3));
     const auto& errors = result.sampling->errors;
     double tails = 0.0;
     for (const auto& node : result.standardErrors)
@@ -71,7 +67,7 @@ TEST(ErrorEstimates, IntervalsCoverTheExactAnswers) {
         int entries = 0, covered = 0, runs = 0, evidenceCovered = 0;
         for (long seed = 0; seed < 60; ++seed) {
             const auto result = samplenet::infer(testing_support::toNetwork(net), evidence,
-                                                 sampling(algorithm, 3000, seed * 541));
+                                                 samplingOptions(algorithm, 3000, seed * 541));
             for (int v = 0; v < net.size(); ++v) {
                 if (observed[v] >= 0) continue;
                 for (std::size_t s = 0; s < exact.posteriors[v].size(); ++s) {
@@ -106,7 +102,7 @@ TEST(ErrorEstimates, ReportedVarianceMatchesTheSpreadOverRuns) {
     for (long seed = 0; seed < kRuns; ++seed) {
         // Sampling from the network's own tables makes the weights depend
         // strongly on the fault's state.
-        InferenceOptions options = sampling(Algorithm::Epis, 10000, seed * 79);
+        InferenceOptions options = samplingOptions(Algorithm::Epis, 10000, seed * 79);
         options.epis.propagationLength = 0;
         const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, options);
         const double p = result.posteriors[v][0];
@@ -134,7 +130,7 @@ TEST(TargetError, DrawsInRoundsUntilEveryPosteriorIsWithinIt) {
     for (int v = 0; v < net.size(); ++v)
         if (observed[v] >= 0) evidence.hard[v] = observed[v];
     for (const int jobs : {1, 2}) {
-        InferenceOptions options = sampling(Algorithm::Epis, 1'000'000, 21);
+        InferenceOptions options = samplingOptions(Algorithm::Epis, 1'000'000, 21);
         options.targetError = 0.005;
         options.jobs = jobs;
         const auto first = samplenet::infer(testing_support::toNetwork(net), evidence, options);

@@ -1,4 +1,4 @@
-#include "lib/inference/evidence_check.h"
+#include "lib/model/evidence_check.h"
 
 #include <gtest/gtest.h>
 

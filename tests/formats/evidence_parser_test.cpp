@@ -1,4 +1,4 @@
-#include "lib/inference/evidence_parser.h"
+#include "lib/formats/evidence_parser.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "lib/inference/evidence_parser.h"
+#include "lib/formats/evidence_parser.h"
 
 #include <charconv>
 #include <vector>
@@ -6,7 +6,7 @@
 #include "lib/formats/formats.h"
 #include "lib/formats/text_file.h"
 #include "lib/formats/uai.h"
-#include "lib/inference/evidence_check.h"
+#include "lib/model/evidence_check.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {

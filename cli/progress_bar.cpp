@@ -1,4 +1,4 @@
-#include "lib/inference/progress_bar.h"
+#include "cli/progress_bar.h"
 
 #include <unistd.h>
 
