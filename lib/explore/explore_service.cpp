@@ -24,7 +24,7 @@ nlohmann::json resultJson(const InferenceOptions& used, const InferenceResult& r
     json["algorithm"] = algorithmName(used.algorithm);
     json["choice"] = result.choice;
     json["seconds"] = result.seconds;
-    json["log_probability_of_evidence"] = result.logProbabilityOfEvidence
+    json["ln_probability_of_evidence"] = result.logProbabilityOfEvidence
                                               ? nlohmann::json(*result.logProbabilityOfEvidence)
                                               : nlohmann::json(nullptr);
     if (result.probabilityOfEvidenceRelativeError)

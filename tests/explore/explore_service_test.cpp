@@ -102,7 +102,7 @@ TEST(ExploreService, PosteriorsAreTheLibrarysForTheSameEvidence) {
     const InferenceResult expected = infer(network, evidence, exact());
     EXPECT_EQ(json.at("algorithm"), "exact");
     EXPECT_EQ(json.at("posteriors").get<std::vector<std::vector<double>>>(), expected.posteriors);
-    EXPECT_DOUBLE_EQ(json.at("log_probability_of_evidence").get<double>(), *expected.logProbabilityOfEvidence);
+    EXPECT_DOUBLE_EQ(json.at("ln_probability_of_evidence").get<double>(), *expected.logProbabilityOfEvidence);
 }
 
 TEST(ExploreService, SamplersReportTheirErrorsAndTheAutomaticChoiceSaysWhy) {
