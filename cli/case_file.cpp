@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+#include "lib/formats/network_text.h"
+
 namespace samplenet_cli {
 
 namespace {
@@ -38,6 +40,7 @@ void CaseReader::onRowEnd(int, void* self) {
 
 CaseReader::CaseReader(std::string path) : path_(std::move(path)), in_(path_, std::ios::binary) {
     if (!in_) throw std::runtime_error(path_ + ": cannot open the case file");
+    skipByteOrderMark();
     auto parser = std::make_unique<csv_parser>();
     if (csv_init(parser.get(), CSV_STRICT | CSV_STRICT_FINI) != 0) throw std::bad_alloc();
     parser_.reset(parser.release());
@@ -47,6 +50,17 @@ CaseReader::CaseReader(std::string path) : path_(std::move(path)), in_(path_, st
 }
 
 CaseReader::~CaseReader() = default;
+
+void CaseReader::skipByteOrderMark() {
+    char start[samplenet::kByteOrderMark.size()] = {};
+    in_.read(start, sizeof start);
+    if (std::string_view(start, static_cast<std::size_t>(in_.gcount())) == samplenet::kByteOrderMark) {
+        offset_ = sizeof start;
+        return;
+    }
+    in_.clear();
+    in_.seekg(0);
+}
 
 bool CaseReader::parseBlock() {
     if (finished_) return false;

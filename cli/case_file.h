@@ -35,6 +35,8 @@ private:
     };
     static void onField(void* text, std::size_t length, void* self);
     static void onRowEnd(int, void* self);
+    // Starts after a UTF-8 byte-order mark, if the file has one.
+    void skipByteOrderMark();
     // Parses the next block; false at the end of the file.
     bool parseBlock();
 

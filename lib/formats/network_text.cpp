@@ -3,7 +3,6 @@
 namespace samplenet {
 
 std::string_view networkText(std::string_view text, const std::string& path) {
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
     if (text.find_first_not_of(" \t\r\n\f\v") == std::string_view::npos) throw noNetwork(path);
     return text;

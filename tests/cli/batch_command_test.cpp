@@ -76,6 +76,12 @@ TEST(BatchCommand, ExactRowsCarryTheProbabilityOfTheEvidence) {
     EXPECT_NEAR(smoker, 24.0 / 31.0, 1e-12);
     EXPECT_NEAR(logP, std::log(0.31), 1e-12);
     EXPECT_EQ(rows[2].substr(0, 2), "2,");
+
+    // A byte-order mark, as some spreadsheets write, changes nothing.
+    const std::string marked = writeCases("marked_cases.csv", "\xEF\xBB\xBF" "Cough,Lungs\nyes,\n\"[0.8,0.1]\",healthy\n");
+    const auto markedRun = runSamplenet({"batch", dataFile("smoker.bif"), marked, "-a", "exact", "-q", "Smoker"});
+    ASSERT_EQ(markedRun.exitCode, 0) << markedRun.err;
+    EXPECT_EQ(markedRun.out, run.out);
 }
 
 TEST(BatchCommand, BadRowsAreReportedByNumberAndSkippedOrFailTheRun) {
