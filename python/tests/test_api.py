@@ -6,6 +6,7 @@ import re
 import subprocess
 from concurrent.futures import ProcessPoolExecutor
 from importlib import metadata
+from pathlib import Path
 import multiprocessing
 
 import numpy as np
@@ -103,3 +104,11 @@ def test_every_public_name_has_a_docstring():
     for name in ["load", "Network.infer", "Network.save"]:
         item = dict(public_members())[name]
         assert "Raises" in inspect.getdoc(item) or "raise" in inspect.getdoc(item), name
+
+
+def test_the_package_is_typed_and_the_extension_has_stubs():
+    package = Path(samplenet.__file__).parent
+    assert (package / "py.typed").exists()
+    stub = (package / "_core.pyi").read_text()
+    for signature in ("def infer(network: ", "def sample(network: ", "class Options"):
+        assert signature in stub, signature
