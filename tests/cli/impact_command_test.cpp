@@ -1,0 +1,112 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::runSamplenet;
+using nlohmann::json;
+
+const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
+
+json runJson(const std::vector<std::string>& arguments) {
+    const auto run = runSamplenet(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return json::parse(run.out);
+}
+
+TEST(ImpactCommand, RanksCandidatesWithTheTargetPosteriorThatInferGives) {
+    const json impact = runJson({"impact", kAsia, "-t", "either", "-e", "dysp=yes", "-a", "exact", "--format", "json"});
+    const json infer = runJson({"infer", kAsia, "-q", "either", "-e", "dysp=yes", "-a", "exact", "--format", "json"});
+    EXPECT_EQ(impact["target"]["posterior"]["probabilities"], infer["posteriors"][0]["probabilities"]);
+    EXPECT_EQ(impact["runs"], 3);
+    const json& candidates = impact["candidates"];
+    ASSERT_EQ(candidates.size(), 6u);
+    EXPECT_EQ(candidates[0]["node"], "lung");
+    for (const json& candidate : candidates) {
+        EXPECT_NEAR(candidate["expected_entropy_bits"].get<double>(),
+                    impact["target"]["entropy_bits"].get<double>() - candidate["mutual_information_bits"].get<double>(),
+                    1e-12);
+        // P(target | e) is the mixture of P(target | e, c) by P(c | e).
+        double mixed = 0.0;
+        for (std::size_t c = 0; c < candidate["states"].size(); ++c)
+            mixed += candidate["posterior"]["probabilities"][c].get<double>() *
+                     candidate["target_given_state"][c]["probabilities"][0].get<double>();
+        EXPECT_NEAR(mixed, impact["target"]["posterior"]["probabilities"][0].get<double>(), 1e-12);
+    }
+}
+
+TEST(ImpactCommand, TopLimitsEveryFormatAndSampledRunsCarryErrors) {
+    const auto csv = runSamplenet({"impact", kAsia, "-t", "lung", "--top", "2", "--format", "csv", "-a", "epis", "-n",
+                                   "5000", "--seed", "4"});
+    ASSERT_EQ(csv.exitCode, 0) << csv.err;
+    std::istringstream lines(csv.out);
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_EQ(line, "node,mutual_information_bits,standard_error,state,probability,probability_standard_error,"
+                    "lung=yes,lung=no");
+    int rows = 0;
+    while (std::getline(lines, line)) {
+        ++rows;
+        EXPECT_EQ(std::count(line.begin(), line.end(), ','), 7) << line;
+        EXPECT_EQ(line.find(",,"), std::string::npos) << "a sampled run leaves no error empty: " << line;
+    }
+    EXPECT_EQ(rows, 4);  // two binary candidates
+    const auto table = runSamplenet({"impact", kAsia, "-t", "lung", "--top", "1", "-a", "exact"});
+    ASSERT_EQ(table.exitCode, 0) << table.err;
+    EXPECT_NE(table.out.find("# target lung: yes 0.0550, no 0.9450; entropy"), std::string::npos) << table.out;
+    EXPECT_EQ(std::count(table.out.begin(), table.out.end(), '\n'), 4 + 1 + 2) << table.out;
+}
+
+TEST(Interventions, EveryOutputOfInferNamesThemAndTheirCausesStayPut) {
+    const json posteriors = runJson({"infer", kAsia, "--do", "lung=yes", "-a", "exact", "--format", "json"});
+    EXPECT_EQ(posteriors["interventions"], json({{"lung", "yes"}}));
+    for (const json& posterior : posteriors["posteriors"])
+        if (posterior["node"] == "smoke") {
+            EXPECT_EQ(posterior["probabilities"], json({0.5, 0.5}));
+        }
+    const auto table = runSamplenet({"infer", kAsia, "--do", "lung=yes", "-e", "dysp=yes", "-a", "exact"});
+    EXPECT_NE(table.out.find("# evidence: dysp=yes\n# interventions: lung=yes\n"), std::string::npos) << table.out;
+    const json explanation = runJson({"infer", kAsia, "--do", "lung=no", "--mpe", "--format", "json"});
+    EXPECT_EQ(explanation["interventions"], json({{"lung", "no"}}));
+    EXPECT_EQ(explanation["explanation"]["lung"], "no");
+    const json impact = runJson({"impact", kAsia, "-t", "either", "--do", "lung=no", "--format", "json"});
+    EXPECT_EQ(impact["interventions"], json({{"lung", "no"}}));
+    for (const json& candidate : impact["candidates"]) EXPECT_NE(candidate["node"], "lung");
+
+    const auto samples = runSamplenet({"sample", kAsia, "-n", "200", "--seed", "1", "--do", "tub=yes"});
+    ASSERT_EQ(samples.exitCode, 0) << samples.err;
+    std::istringstream rows(samples.out);
+    std::string row;
+    std::getline(rows, row);
+    ASSERT_EQ(row.substr(0, 9), "asia,tub,");
+    int count = 0;
+    for (; std::getline(rows, row); ++count) EXPECT_EQ(row.substr(row.find(',') + 1, 4), "yes,") << row;
+    EXPECT_EQ(count, 200);
+}
+
+TEST(Interventions, BadInterventionsAndImpactQuestionsFailWithOneClearLine) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
+        {{"infer", kAsia, "--do", "lung=yes", "-e", "lung=no"},
+         "\"lung\" is both observed and set by an intervention"},
+        {{"infer", kAsia, "--do", "lungs=yes"}, "unknown node \"lungs\" in an intervention"},
+        {{"impact", kAsia, "-t", "lung", "--do", "lung=yes"}, "the target \"lung\" is set by an intervention"},
+        {{"impact", kAsia, "-t", "lung", "-e", "lung=yes"}, "the target \"lung\" is observed"},
+        {{"impact", kAsia, "-t", "cancer"}, "unknown node \"cancer\" in --target"},
+        {{"impact", kAsia}, "--target is required"},
+    };
+    for (const auto& [arguments, message] : cases) {
+        const auto run = runSamplenet(arguments);
+        EXPECT_EQ(run.exitCode, 1) << arguments[0];
+        EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
+        EXPECT_TRUE(run.out.empty());
+    }
+}
+
+}  // namespace
