@@ -5,7 +5,6 @@
 #include <cmath>
 #include <string>
 
-#include "lib/formats/formats.h"
 #include "lib/model/errors.h"
 #include "tests/impact/network_enumeration.h"
 
@@ -16,12 +15,8 @@ using samplenet::Evidence;
 using samplenet::EvidenceImpact;
 using samplenet::Network;
 
-const Network& asia() {
-    static const Network network = samplenet::readNetwork(std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz");
-    return network;
-}
-
-int node(const std::string& name) { return *asia().indexOf(name); }
+using impact_testing::asia;
+using impact_testing::node;
 
 samplenet::InferenceOptions optionsFor(Algorithm algorithm) {
     samplenet::InferenceOptions options;

@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "lib/formats/formats.h"
 #include "lib/inference/inference.h"
 #include "lib/model/errors.h"
 #include "tests/impact/network_enumeration.h"
@@ -16,12 +15,8 @@ using samplenet::Evidence;
 using samplenet::Interventions;
 using samplenet::Network;
 
-const Network& asia() {
-    static const Network network = samplenet::readNetwork(std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz");
-    return network;
-}
-
-int node(const std::string& name) { return *asia().indexOf(name); }
+using impact_testing::asia;
+using impact_testing::node;
 
 // P(v | evidence, do(interventions)) for every v by the truncated product:
 // the joint without the set variables' tables, restricted to their states.

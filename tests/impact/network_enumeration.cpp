@@ -2,7 +2,17 @@
 
 #include <algorithm>
 
+#include "lib/formats/formats.h"
+
 namespace impact_testing {
+
+const samplenet::Network& asia() {
+    static const samplenet::Network network =
+        samplenet::readNetwork(std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz");
+    return network;
+}
+
+int node(const std::string& name) { return *asia().indexOf(name); }
 
 void enumerateJointStates(const samplenet::Network& network, const std::vector<int>& skipped,
                           const std::function<void(const std::vector<int>&, double)>& visit) {

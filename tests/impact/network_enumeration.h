@@ -2,11 +2,16 @@
 
 #include <functional>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "lib/model/network.h"
 
 namespace impact_testing {
+
+// The bundled asia network, read once, and a variable's index by name.
+const samplenet::Network& asia();
+int node(const std::string& name);
 
 // Calls `visit` with every joint state of a small network (a state per
 // variable) and the product of the tables' entries for it, leaving out the
