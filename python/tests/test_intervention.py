@@ -75,3 +75,15 @@ def test_every_query_takes_interventions_and_refuses_bad_ones(asia):
         asia.infer(do={"tub": "maybe"})
     with pytest.raises(samplenet.EvidenceError, match="unknown node \"tubb\" in an intervention"):
         asia.infer(do={"tubb": "yes"})
+
+
+def test_infer_many_applies_interventions_to_every_case(asia):
+    import pandas as pd
+
+    cases = pd.DataFrame({"dysp": ["yes", "no"]})
+    frame = asia.infer_many(cases, algorithm="exact", query=["smoke"], jobs=1, do={"lung": "yes"})
+    for row, state in enumerate(["yes", "no"]):
+        single = asia.infer(evidence={"dysp": state}, do={"lung": "yes"}, algorithm="exact")
+        assert frame.iloc[row]["smoke=yes"] == pytest.approx(single["smoke"][0], abs=1e-15)
+    with pytest.raises(samplenet.EvidenceError, match='column "dysp" is set by do'):
+        asia.infer_many(cases, do={"dysp": "yes"})
