@@ -82,10 +82,10 @@ std::string explanationTable(const QueryReportContext& context, const samplenet:
     for (int v = 0; v < context.network.size(); ++v) {
         if (!explains(explanation, v)) continue;
         const auto& variable = context.network.variables[v];
-        text += fmt::format("{:<{}}  {}{}\n", variable.name, width, variable.states[explanation.states[v]],
-                            context.evidence.hard.count(v)           ? "  (observed)"
-                            : context.interventions.count(v) ? "  (set)"
-                                                             : "");
+        const char* mark = context.evidence.hard.count(v)  ? "  (observed)"
+                           : context.interventions.count(v) ? "  (set)"
+                                                            : "";
+        text += fmt::format("{:<{}}  {}{}\n", variable.name, width, variable.states[explanation.states[v]], mark);
     }
     return text;
 }
