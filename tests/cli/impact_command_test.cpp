@@ -11,19 +11,14 @@
 namespace {
 
 using cli_testing::runSamplenet;
+using cli_testing::runSamplenetJson;
 using nlohmann::json;
 
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
 
-json runJson(const std::vector<std::string>& arguments) {
-    const auto run = runSamplenet(arguments);
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    return json::parse(run.out);
-}
-
 TEST(ImpactCommand, RanksCandidatesWithTheTargetPosteriorThatInferGives) {
-    const json impact = runJson({"impact", kAsia, "-t", "either", "-e", "dysp=yes", "-a", "exact", "--format", "json"});
-    const json infer = runJson({"infer", kAsia, "-q", "either", "-e", "dysp=yes", "-a", "exact", "--format", "json"});
+    const json impact = runSamplenetJson({"impact", kAsia, "-t", "either", "-e", "dysp=yes", "-a", "exact", "--format", "json"});
+    const json infer = runSamplenetJson({"infer", kAsia, "-q", "either", "-e", "dysp=yes", "-a", "exact", "--format", "json"});
     EXPECT_EQ(impact["target"]["posterior"]["probabilities"], infer["posteriors"][0]["probabilities"]);
     EXPECT_EQ(impact["runs"], 3);
     const json& candidates = impact["candidates"];

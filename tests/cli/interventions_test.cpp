@@ -11,18 +11,13 @@
 namespace {
 
 using cli_testing::runSamplenet;
+using cli_testing::runSamplenetJson;
 using nlohmann::json;
 
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
 
-json runJson(const std::vector<std::string>& arguments) {
-    const auto run = runSamplenet(arguments);
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    return json::parse(run.out);
-}
-
 TEST(Interventions, EveryOutputOfInferNamesThemAndTheirCausesStayPut) {
-    const json posteriors = runJson({"infer", kAsia, "--do", "lung=yes", "-a", "exact", "--format", "json"});
+    const json posteriors = runSamplenetJson({"infer", kAsia, "--do", "lung=yes", "-a", "exact", "--format", "json"});
     EXPECT_EQ(posteriors["interventions"], json({{"lung", "yes"}}));
     for (const json& posterior : posteriors["posteriors"])
         if (posterior["node"] == "smoke") {
@@ -30,10 +25,10 @@ TEST(Interventions, EveryOutputOfInferNamesThemAndTheirCausesStayPut) {
         }
     const auto table = runSamplenet({"infer", kAsia, "--do", "lung=yes", "-e", "dysp=yes", "-a", "exact"});
     EXPECT_NE(table.out.find("# evidence: dysp=yes\n# interventions: lung=yes\n"), std::string::npos) << table.out;
-    const json explanation = runJson({"infer", kAsia, "--do", "lung=no", "--mpe", "--format", "json"});
+    const json explanation = runSamplenetJson({"infer", kAsia, "--do", "lung=no", "--mpe", "--format", "json"});
     EXPECT_EQ(explanation["interventions"], json({{"lung", "no"}}));
     EXPECT_EQ(explanation["explanation"]["lung"], "no");
-    const json impact = runJson({"impact", kAsia, "-t", "either", "--do", "lung=no", "--format", "json"});
+    const json impact = runSamplenetJson({"impact", kAsia, "-t", "either", "--do", "lung=no", "--format", "json"});
     EXPECT_EQ(impact["interventions"], json({{"lung", "no"}}));
     for (const json& candidate : impact["candidates"]) EXPECT_NE(candidate["node"], "lung");
 
@@ -73,7 +68,7 @@ TEST(Interventions, BatchAppliesThemToEveryCaseAndRefusesAColumnTheySet) {
     const auto batch = runSamplenet({"batch", kAsia, cases, "-q", "smoke", "--do", "lung=yes", "-a", "exact", "-j", "1"});
     ASSERT_EQ(batch.exitCode, 0) << batch.err;
     const json infer =
-        runJson({"infer", kAsia, "-q", "smoke", "--do", "lung=yes", "-e", "dysp=no", "-a", "exact", "--format", "json"});
+        runSamplenetJson({"infer", kAsia, "-q", "smoke", "--do", "lung=yes", "-e", "dysp=no", "-a", "exact", "--format", "json"});
     const std::string lastRow = batch.out.substr(batch.out.rfind("\n2,") + 1);
     EXPECT_EQ(lastRow.substr(0, lastRow.find(',', 2)),
               "2," + nlohmann::json(infer["posteriors"][0]["probabilities"][0]).dump());
