@@ -12,6 +12,7 @@
 
 #include "cli/case_file.h"
 #include "cli/case_progress.h"
+#include "cli/intervention_options.h"
 #include "cli/option_checks.h"
 #include "cli/posterior_output.h"
 #include "cli/process_pool.h"
@@ -100,6 +101,7 @@ CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments) {
         ->required();
     addRunOptions(*command, arguments.run);
     command->add_option("-q,--query", arguments.queries, "Output only this node; repeatable")->allow_extra_args(false);
+    addInterventionOption(*command, arguments.interventions);
     command->add_option("-j,--jobs", arguments.jobs, "Processes to run cases on (default: one per core)")
         ->check(wholeNumberAtLeast(1));
     command->add_option("--on-error", arguments.onError, "skip: report a bad case and leave it out; fail: stop")
@@ -117,7 +119,9 @@ void runBatch(BatchArguments arguments, const CLI::App& command) {
     // still differ from each other.
     const long runSeed = options.seed ? *options.seed : static_cast<long>(std::random_device{}() & 0x7fffffff);
     const StopSignals signals;
-    const samplenet::Network network = samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
+    const samplenet::Network read = samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
+    const samplenet::Interventions interventions = readInterventions(read, {}, arguments.interventions);
+    const samplenet::Network network = samplenet::intervene(read, interventions);
     const std::vector<int> queried = queriedVariables(network, arguments.queries);
     // Only the queried nodes' posteriors are computed (as in Python's batches).
     if (queried.size() < static_cast<std::size_t>(network.size())) options.queried = queried;
@@ -125,6 +129,10 @@ void runBatch(BatchArguments arguments, const CLI::App& command) {
     std::vector<int> columns;
     try {
         columns = samplenet::caseColumns(network, cases.header());
+        for (int v : columns)
+            if (interventions.count(v))
+                throw samplenet::EvidenceError("column \"" + network.variables[v].name +
+                                               "\" is set by --do: a node cannot be both observed and set");
     } catch (const samplenet::EvidenceError& error) {
         throw samplenet::EvidenceError(arguments.casesPath + ":1: " + error.what());
     }

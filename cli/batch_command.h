@@ -14,6 +14,7 @@ struct BatchArguments {
     std::string casesPath;
     RunOptions run;
     std::vector<std::string> queries;
+    std::vector<std::string> interventions;  // --do NODE=STATE, for every case
     int jobs = 0;  // 0: one per core
     std::string onError = "skip";
     std::string outputPath;  // empty: standard output

@@ -126,6 +126,9 @@ std::string htmlReport(const PosteriorReport& report) {
                         htmlEscaped(runDescription(report.options, report.result)), report.result.seconds);
     page += fmt::format("<p class=\"run\">evidence: {}</p>\n",
                         htmlEscaped(evidenceDescription(report.network, report.evidence)));
+    if (!report.interventions.empty())
+        page += fmt::format("<p class=\"run\">interventions: {}</p>\n",
+                            htmlEscaped(samplenet::interventionDescription(report.network, report.interventions)));
     if (!report.result.choice.empty())
         page += fmt::format("<p class=\"run\">chosen: {}</p>\n", htmlEscaped(report.result.choice));
     if (report.result.sampling)

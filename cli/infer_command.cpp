@@ -40,7 +40,7 @@ void runInfer(InferArguments arguments, const CLI::App& command) {
     // shows the neighbours.
     if (!arguments.inference.queries.empty() && format != OutputFormat::Html) run.options.queried = shown;
     runInference(run);
-    const PosteriorReport report{run.source, run.network, run.evidence, run.options, run.result, shown};
+    const PosteriorReport report{run.source, run.network, run.evidence, run.interventions, run.options, run.result, shown};
     std::cout << formatReport(report, format);
 }
 

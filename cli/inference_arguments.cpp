@@ -4,6 +4,7 @@
 
 #include "cli/example_network.h"
 #include "cli/interrupt_signal.h"
+#include "cli/intervention_options.h"
 #include "cli/option_checks.h"
 #include "cli/read_limit_options.h"
 #include "lib/formats/formats.h"
@@ -37,6 +38,7 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
                        "Network file (.bif, .xmlbif/.xml, .net, .uai, optionally .gz); "
                        "without one, a built-in example network");
     addEvidenceOptions(command, arguments.evidence);
+    addInterventionOption(command, arguments.interventions);
     // A user who does not choose gets the automatic choice.
     arguments.run.algorithm = "auto";
     addRunOptions(command, arguments.run);
@@ -79,6 +81,8 @@ InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& comm
                      builtIn ? readExampleNetwork() : samplenet::readNetwork(arguments.networkPath, arguments.readLimits),
                      {}, options, {}};
     run.evidence = readEvidence(run.network, arguments.evidence);
+    run.interventions = readInterventions(run.network, run.evidence, arguments.interventions);
+    if (!run.interventions.empty()) run.network = samplenet::intervene(run.network, run.interventions);
     return run;
 }
 

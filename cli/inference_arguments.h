@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/run_options.h"
+#include "lib/impact/intervention.h"
 #include "lib/formats/read_limits.h"
 #include "lib/inference/inference.h"
 #include "lib/model/evidence.h"
@@ -25,6 +26,7 @@ samplenet::Evidence readEvidence(const samplenet::Network& network, const Eviden
 struct InferenceArguments {
     std::string networkPath;  // empty: the built-in example
     EvidenceArguments evidence;
+    std::vector<std::string> interventions;  // --do NODE=STATE
     RunOptions run;
     std::string generator = "standard";
     double targetError = 0.0;  // used only when given
@@ -33,21 +35,25 @@ struct InferenceArguments {
     samplenet::ReadLimits readLimits;
 };
 
-// The network, the evidence, the run options and the reading limits; each
+// The network, the evidence and interventions, the run options and the
+// reading limits; each
 // command adds its -q.
 void addInferenceOptions(CLI::App& command, InferenceArguments& arguments);
 
 // A finished run and what it was asked.
 struct InferenceRun {
     std::string source;  // file name, or a description of the built-in network
+    // The network as read, after the interventions' surgery.
     samplenet::Network network;
     samplenet::Evidence evidence;
     samplenet::InferenceOptions options;
     samplenet::InferenceResult result;  // filled by runInference
+    samplenet::Interventions interventions = {};
 };
 
-// Reads the network and the evidence and settles the options; throws on any
-// failure. The command checks the rest of its arguments, then calls runInference.
+// Reads the network, the evidence and the interventions, cuts the network
+// for the interventions and settles the options; throws on any failure.
+// The command checks the rest of its arguments, then calls runInference.
 InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& command);
 // Runs it, and says on stderr, where it reaches the user whatever the
 // output, when the time budget cut sampling short.

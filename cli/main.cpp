@@ -8,6 +8,7 @@
 #include "cli/dsep_command.h"
 #include "cli/explore_command.h"
 #include "cli/generate_command.h"
+#include "cli/impact_command.h"
 #include "cli/info_command.h"
 #include "cli/infer_command.h"
 #include "cli/plot_command.h"
@@ -59,7 +60,9 @@ int runCommand(int argc, char** argv) {
     CLI::App* dsep = samplenet_cli::addDsepCommand(app, dsepArguments);
     samplenet_cli::SampleArguments sampleArguments;
     CLI::App* sample = samplenet_cli::addSampleCommand(app, sampleArguments);
-    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore, dsep, sample})
+    samplenet_cli::ImpactArguments impactArguments;
+    CLI::App* impact = samplenet_cli::addImpactCommand(app, impactArguments);
+    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore, dsep, sample, impact})
         command->footer(kExitCodes);
 
     try {
@@ -80,6 +83,7 @@ int runCommand(int argc, char** argv) {
         if (explore->parsed()) samplenet_cli::runExplore(exploreArguments, *explore);
         if (dsep->parsed()) samplenet_cli::runDsep(dsepArguments);
         if (sample->parsed()) samplenet_cli::runSample(sampleArguments, *sample);
+        if (impact->parsed()) samplenet_cli::runImpact(impactArguments, *impact);
     } catch (const samplenet::RunCancelled&) {
         std::cerr << "samplenet: interrupted\n";
         return kInterrupted;

@@ -36,8 +36,10 @@ void runPlot(PlotArguments arguments, const CLI::App& command) {
         samplenet::selectPictureNodes(run.network, queriedVariables(run.network, arguments.inference.queries));
     runInference(run);
     // The file name alone: a long path would widen the picture.
-    const std::string caption = std::filesystem::path(run.source).filename().string() + ": " + runDescription(run.options, run.result) +
-                                "; evidence: " + evidenceDescription(run.network, run.evidence);
+    std::string caption = std::filesystem::path(run.source).filename().string() + ": " + runDescription(run.options, run.result) +
+                          "; evidence: " + evidenceDescription(run.network, run.evidence);
+    if (!run.interventions.empty())
+        caption += "; interventions: " + samplenet::interventionDescription(run.network, run.interventions);
     const samplenet::PosteriorPicture picture{run.network, run.evidence, run.result, nodes, caption};
     const std::string bytes =
         samplenet::renderDot(samplenet::posteriorDot(picture), *samplenet::pictureFormatOfPath(arguments.outputPath));

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/html_report.h"
+#include "cli/intervention_options.h"
 #include "lib/inference/answer_reliability.h"
 
 namespace samplenet_cli {
@@ -97,6 +98,7 @@ std::string tableReport(const PosteriorReport& report) {
     std::string text = fmt::format("# {}: {}, {:.3f} s\n# evidence: {}\n", report.source,
                                    runDescription(report.options, report.result), report.result.seconds,
                                    evidenceDescription(report.network, report.evidence));
+    text += interventionHeader(report.network, report.interventions);
     if (!report.result.choice.empty()) text += "# chosen: " + report.result.choice + "\n";
     if (report.result.propagation && report.result.propagation->converged)
         text += fmt::format("# note: \"converged\" means {}\n", kConvergedMeans);
@@ -169,6 +171,7 @@ std::string jsonReport(const PosteriorReport& report) {
     }
     json["seconds"] = report.result.seconds;
     json["evidence"] = evidenceJson(report.network, report.evidence);
+    addInterventionsJson(json, report.network, report.interventions);
     auto& posteriors = json["posteriors"] = nlohmann::ordered_json::array();
     for (int v : report.variables) {
         const auto& variable = report.network.variables[v];

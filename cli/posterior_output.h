@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "lib/formats/text_util.h"
+#include "lib/impact/intervention.h"
 #include "lib/inference/inference.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
@@ -22,6 +23,7 @@ struct PosteriorReport {
     std::string source;  // file name, or a description of the built-in network
     const samplenet::Network& network;
     const samplenet::Evidence& evidence;
+    const samplenet::Interventions& interventions;
     const samplenet::InferenceOptions& options;
     const samplenet::InferenceResult& result;
     std::vector<int> variables;  // the ones to show, in order

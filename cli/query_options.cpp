@@ -25,7 +25,7 @@ void addQueryOptions(CLI::App& command, QueryArguments& arguments) {
 std::string answerQuery(const QueryArguments& arguments, const InferenceRun& run, OutputFormat format,
                         const std::vector<std::string>& queried) {
     if (format == OutputFormat::Html) throw std::invalid_argument("--mpe and --joint print as table, json or csv");
-    const QueryReportContext context{run.source, run.network, run.evidence};
+    const QueryReportContext context{run.source, run.network, run.evidence, run.interventions};
     const InterruptibleRun interruptible;
     samplenet::InferenceOptions options = run.options;
     options.cancellation = interruptible.cancellation();

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "cli/intervention_options.h"
 #include "lib/inference/answer_reliability.h"
 
 namespace samplenet_cli {
@@ -20,6 +21,7 @@ template <class Answer>
 std::string headingLines(const QueryReportContext& context, const samplenet::QueryRun<Answer>& run,
                          const char* query) {
     std::string text = fmt::format("# {}\n# {} by {}\n", context.source, query, samplenet::algorithmName(run.algorithm));
+    text += interventionHeader(context.network, context.interventions);
     if (!run.choice.empty()) text += fmt::format("# chosen: {}\n", run.choice);
     if (const auto& sampling = run.sampling) {
         text += fmt::format("# error: every entry within {:.2g} (95%), effective sample size {:.0f} of {} samples",
@@ -80,8 +82,10 @@ std::string explanationTable(const QueryReportContext& context, const samplenet:
     for (int v = 0; v < context.network.size(); ++v) {
         if (!explains(explanation, v)) continue;
         const auto& variable = context.network.variables[v];
-        text += fmt::format("{:<{}}  {}{}\n", variable.name, width, variable.states[explanation.states[v]],
-                            context.evidence.hard.count(v) ? "  (observed)" : "");
+        const char* mark = context.evidence.hard.count(v)  ? "  (observed)"
+                           : context.interventions.count(v) ? "  (set)"
+                                                            : "";
+        text += fmt::format("{:<{}}  {}{}\n", variable.name, width, variable.states[explanation.states[v]], mark);
     }
     return text;
 }
@@ -94,6 +98,7 @@ std::string explanationJson(const QueryReportContext& context, const samplenet::
     json["ln_posterior_probability"] = explanation.logPosterior;
     if (!explanation.exact) json["local_search_changes"] = explanation.searchChanges;
     json["evidence"] = evidenceJson(context.network, context.evidence);
+    addInterventionsJson(json, context.network, context.interventions);
     auto& states = json["explanation"] = nlohmann::ordered_json::object();
     for (int v = 0; v < context.network.size(); ++v)
         if (explains(explanation, v))
@@ -151,6 +156,7 @@ std::string jointJson(const QueryReportContext& context, const samplenet::QueryR
     const JointPosterior& joint = run.answer;
     nlohmann::ordered_json json = jsonHeading(context, run);
     json["evidence"] = evidenceJson(context.network, context.evidence);
+    addInterventionsJson(json, context.network, context.interventions);
     auto& nodes = json["nodes"] = nlohmann::ordered_json::array();
     for (int v : joint.variables)
         nodes.push_back({{"node", context.network.variables[v].name}, {"states", context.network.variables[v].states}});

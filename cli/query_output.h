@@ -3,6 +3,7 @@
 #include <string>
 
 #include "cli/posterior_output.h"
+#include "lib/impact/intervention.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
 #include "lib/queries/query_choice.h"
@@ -14,6 +15,7 @@ struct QueryReportContext {
     std::string source;
     const samplenet::Network& network;
     const samplenet::Evidence& evidence;
+    const samplenet::Interventions& interventions;
 };
 
 // Every node's state in the explanation, observed ones marked, with

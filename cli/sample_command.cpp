@@ -5,6 +5,7 @@
 #include <random>
 
 #include "cli/interrupt_signal.h"
+#include "cli/intervention_options.h"
 #include "cli/option_checks.h"
 #include "cli/posterior_output.h"
 #include "cli/read_limit_options.h"
@@ -50,6 +51,7 @@ CLI::App* addSampleCommand(CLI::App& app, SampleArguments& arguments) {
     command->add_option("network", arguments.networkPath, "Network file")->required();
     command->add_option("-n,--samples", arguments.count, "Rows to draw")->required()->check(wholeNumberAtLeast(0));
     addEvidenceOptions(*command, arguments.evidence);
+    addInterventionOption(*command, arguments.interventions);
     command->add_option("--seed", arguments.seed, "The same seed gives the same rows; without one, a random seed")
         ->check(wholeNumberAtLeast(0));
     command->add_option("-o,--output", arguments.output, "CSV file to write (default: standard output)")
@@ -63,8 +65,10 @@ CLI::App* addSampleCommand(CLI::App& app, SampleArguments& arguments) {
 }
 
 void runSample(const SampleArguments& arguments, const CLI::App& command) {
-    const samplenet::Network network = samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
-    const samplenet::Evidence evidence = readEvidence(network, arguments.evidence);
+    const samplenet::Network read = samplenet::readNetwork(arguments.networkPath, arguments.readLimits);
+    const samplenet::Evidence evidence = readEvidence(read, arguments.evidence);
+    const samplenet::Network network =
+        samplenet::intervene(read, readInterventions(read, evidence, arguments.interventions));
     const std::uint64_t seed =
         command.count("--seed") > 0 ? static_cast<std::uint64_t>(arguments.seed) : std::random_device{}();
     const auto count = static_cast<std::size_t>(arguments.count);

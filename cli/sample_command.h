@@ -11,6 +11,7 @@ namespace samplenet_cli {
 struct SampleArguments {
     std::string networkPath;
     EvidenceArguments evidence;
+    std::vector<std::string> interventions;  // --do NODE=STATE
     long count = 0;
     long seed = 0;  // used only when given
     std::string output;  // empty: standard output

@@ -6,15 +6,16 @@
     result.to_pandas()
 
 load() reads a network file, Network.infer() runs one case (joint=[...]
-adds a joint posterior), Network.mpe() finds the most probable explanation
-and Network.infer_many() runs a table of cases; from_pgmpy() and
-from_pyagrum() convert.
+adds a joint posterior), Network.mpe() finds the most probable explanation,
+Network.impact() ranks the nodes to observe next and Network.infer_many()
+runs a table of cases; from_pgmpy() and from_pyagrum() convert.
 The exceptions are described in samplenet.errors.
 """
 
 from samplenet import _core
 from samplenet.errors import (CaseError, Error, EvidenceError, InferenceError, ModelError, NetworkTooLargeError,
                               OptionError, ParseError)
+from samplenet.impact import CandidateImpact, Impact
 from samplenet.interop import from_pgmpy, from_pyagrum
 from samplenet.network import Network, load
 from samplenet.queries import Explanation, JointPosterior
@@ -23,6 +24,6 @@ from samplenet.result import Result, SamplingSummary
 __version__ = _core.__version__
 
 __all__ = ["load", "from_pgmpy", "from_pyagrum", "Network", "Result", "SamplingSummary", "Explanation",
-           "JointPosterior", "Error", "ParseError",
+           "JointPosterior", "Impact", "CandidateImpact", "Error", "ParseError",
            "ModelError", "EvidenceError", "OptionError", "CaseError", "NetworkTooLargeError", "InferenceError",
            "__version__"]

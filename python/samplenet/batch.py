@@ -17,7 +17,8 @@ import numpy as np
 import pandas as pd
 
 from samplenet import _core
-from samplenet.errors import CaseError, OptionError
+from samplenet.errors import CaseError, EvidenceError, OptionError
+from samplenet.intervention import intervened
 from samplenet.options import make_options, seed_value, whole_number
 
 
@@ -120,7 +121,7 @@ def check_on_error(on_error):
 
 def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=100_000, iterations=50,
                propagation_length=4, seed=None, memory_limit_gib=4.0, query=None, jobs=None,
-               on_error="skip") -> pd.DataFrame:
+               on_error="skip", do=None) -> pd.DataFrame:
     """Runs every row of `cases` as one evidence case and returns a DataFrame
     with one row per case (the input's index) and one column per NODE=STATE
     of the queried nodes (all by default); exact inference adds the natural
@@ -132,6 +133,8 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=100_000, 
     "") leaves its node unobserved. Case i runs with a seed derived from
     `seed` and i, so results do not depend on `jobs`. The options are those
     of Network.infer; jobs is the number of processes (default: all cores).
+    do: interventions for every case, as for Network.infer; a column may not
+    name a node they set (EvidenceError).
 
     A case that fails is skipped with a warning naming its row (from 1), or
     raises CaseError with on_error="raise". Raises OptionError naming a bad
@@ -146,6 +149,10 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=100_000, 
     make_options(**option_values)  # refuses bad options here
     run_seed = secrets.randbelow(1 << 31) if seed is None else seed_value(seed)
     columns = [str(c) for c in cases.columns]
+    network = intervened(network, do, {}, {})
+    for column in columns:
+        if column in (do or {}):
+            raise EvidenceError(f'column "{column}" is set by do: a node cannot be both observed and set')
     rows = case_rows(cases, network)
     queried, names = output_columns(network, query)
     jobs = (os.cpu_count() or 1) if jobs is None else whole_number("jobs", jobs, 1)

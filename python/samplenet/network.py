@@ -9,6 +9,7 @@ import numpy as np
 
 from samplenet import _core
 from samplenet.errors import EvidenceError, OptionError, ParseError
+from samplenet.intervention import intervened, settings_of
 from samplenet.options import make_options
 from samplenet.queries import Explanation, JointPosterior
 from samplenet.result import Result, SamplingSummary
@@ -154,12 +155,16 @@ class Network:
 
     def infer(self, evidence=None, likelihood=None, algorithm="auto", samples=100_000, iterations=50,
               propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1, generator="standard",
-              target_error=None, tolerance=None, max_seconds=None, query=None, joint=None) -> Result:
+              target_error=None, tolerance=None, max_seconds=None, query=None, joint=None, do=None) -> Result:
         """Posterior marginals given evidence, as a Result (a mapping from node
         name to a numpy array over the node's states).
 
         evidence: node name -> state name or state index (hard evidence).
         likelihood: node name -> one non-negative factor per state.
+        do: node name -> state name or index: interventions. Each such node
+            loses its parents and keeps that state, so that only what it
+            causes moves (unlike evidence); result.interventions lists them.
+            A node cannot be both observed and set (EvidenceError).
         algorithm: "auto" (default: exact inference where the junction tree
             is small, else epis to a target error of 0.01; result.choice says
             which ran and why), "epis", "ais", "lbp", "exact" or "wmb"
@@ -219,8 +224,9 @@ class Network:
             options.joint = [self.index(node) for node in joint]
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+        network = intervened(self, do, hard, soft)
         posteriors, log_p, seconds, sampling, converged, choice, sampled_joint = _core.infer(
-            self._core, hard, soft, options)
+            network._core, hard, soft, options)
         if sampling is not None:
             drawn, distinct = sampling[0], sampling[1]
             if distinct < drawn:
@@ -240,13 +246,14 @@ class Network:
             sampling=sampling,
             converged=converged,
             choice=choice or None,
-            picture=_Picture(self, hard, soft, posteriors),
+            picture=_Picture(network, hard, soft, posteriors),
             queried=None if query is None else list(shown),
-            joint=None if joint is None else self._joint(joint, hard, soft, memory_limit_gib, sampled_joint),
+            joint=None if joint is None else network._joint(joint, hard, soft, memory_limit_gib, sampled_joint),
+            interventions=settings_of(self, do),
         )
 
     def mpe(self, evidence=None, likelihood=None, algorithm="auto", samples=100_000, seed=None,
-            memory_limit_gib=4.0, jobs=1, local_search=True) -> Explanation:
+            memory_limit_gib=4.0, jobs=1, local_search=True, do=None) -> Explanation:
         """The most probable explanation of the evidence: a state for every
         node, as an Explanation (states, joint_probability = P(x, e),
         posterior_probability = P(x | e), exact).
@@ -256,7 +263,7 @@ class Network:
             (the most probable of the samples drawn, then, with local_search,
             a search that changes a few nodes at a time while P(x, e) rises;
             exact=False, and P(x, e) is a lower bound on the most probable
-            explanation's). evidence, likelihood, samples, seed,
+            explanation's). evidence, likelihood, do, samples, seed,
             memory_limit_gib and jobs as for infer.
 
         Raises EvidenceError for unknown nodes or states and for impossible
@@ -268,18 +275,20 @@ class Network:
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
         states, log_joint, log_posterior, exact, changes, used, choice = _core.explain(
-            self._core, hard, soft, options, bool(local_search))
+            intervened(self, do, hard, soft)._core, hard, soft, options, bool(local_search))
         return Explanation({node: self._core.states(v)[s] for v, (node, s) in enumerate(zip(self.nodes, states))},
                            log_joint, log_posterior, exact, used, choice or None, changes)
 
-    def map(self, nodes, evidence=None, likelihood=None, algorithm="auto", memory_limit_gib=4.0) -> Explanation:
+    def map(self, nodes, evidence=None, likelihood=None, algorithm="auto", memory_limit_gib=4.0,
+            do=None) -> Explanation:
         """The jointly most probable states of `nodes` (a name or a list)
         given the evidence, every other node summed out, as an Explanation
         whose states hold those nodes alone: what `samplenet infer --mpe -q`
         prints. Not the whole-network explanation restricted to them, which
         can differ. Computed exactly ("auto" and "exact"; other algorithms
         raise OptionError): summing the others out first can need far larger
-        tables than infer, NetworkTooLargeError above memory_limit_gib.
+        tables than infer, NetworkTooLargeError above memory_limit_gib. do:
+        interventions, as for infer.
         Raises EvidenceError for unknown nodes or states and impossible
         evidence."""
         if algorithm not in ("auto", "exact"):
@@ -290,7 +299,7 @@ class Network:
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
         states, log_joint, log_posterior, exact, changes, used, choice = _core.most_probable_states(
-            self._core, hard, soft, [self.index(node) for node in nodes], options)
+            intervened(self, do, hard, soft)._core, hard, soft, [self.index(node) for node in nodes], options)
         return Explanation({node: self.states(node)[states[self.index(node)]] for node in nodes}, log_joint,
                            log_posterior, exact, used, choice or None, changes)
 
@@ -312,7 +321,7 @@ class Network:
         the interpreter exits; `algorithm` and the other options are infer's."""
         return _core.explore(self._core, make_options(algorithm, **options), int(port), self.name or "network")
 
-    def sample(self, n, evidence=None, likelihood=None, seed=None):
+    def sample(self, n, evidence=None, likelihood=None, seed=None, do=None):
         """n forward samples as a pandas DataFrame: one categorical column per
         node (its states as categories, in table order), one row per sample.
 
@@ -323,10 +332,33 @@ class Network:
         probability of the evidence given the rest of the row; weighted
         means estimate posteriors, the mean weight P(evidence). seed: a
         whole number from 0; the same seed gives the same rows as
-        `samplenet sample --seed`. None draws one at random."""
+        `samplenet sample --seed`. None draws one at random. do:
+        interventions, as for infer."""
         from samplenet.data import sample
 
-        return sample(self, n, evidence, likelihood, seed)
+        return sample(self, n, evidence, likelihood, seed, do)
+
+    def impact(self, target, evidence=None, likelihood=None, do=None, candidates=None, algorithm="auto",
+               samples=100_000, iterations=50, propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1,
+               generator="standard", target_error=None, tolerance=None, max_seconds=None):
+        """Which node to observe next: the candidates (default: every node
+        neither observed nor set, but the target) ranked by their mutual
+        information with the target given the evidence, in bits, and for
+        each candidate state the target's posterior were it observed so; an
+        Impact (to_pandas() gives the rows of `samplenet impact --format
+        csv`). Takes one run for P(target | evidence), then one per target
+        state t of positive probability for P(candidates | evidence, t).
+        With a sampler every figure has a standard error (delta method; see
+        docs/impact-and-interventions.md). The other arguments are infer's;
+        seed, when None, is drawn at random and reported as impact.seed.
+        Raises OptionError for an unknown target or candidate, or one set
+        by `do`; EvidenceError for an observed target or candidate."""
+        from samplenet.impact import impact
+
+        options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib, jobs,
+                               generator, target_error, tolerance, max_seconds)
+        return impact(self, target, evidence, likelihood, do, [candidates] if isinstance(candidates, str)
+                      else candidates, options)
 
     def infer_many(self, cases, **kwargs):
         """Runs every row of a DataFrame as one evidence case and returns a

@@ -53,12 +53,13 @@ class Result(Mapping):
     means a fixed point was reached, not that the beliefs are accurate, as
     loopy belief propagation gives no error bound); choice
     (algorithm="auto": what ran and why, else None); joint (with
-    infer(joint=[...]): a JointPosterior, else None). A Result pickles, so it
+    infer(joint=[...]): a JointPosterior, else None); interventions (the
+    nodes infer(do=...) set, by state name). A Result pickles, so it
     can come back from a process pool or dask.delayed; it carries its
     network along for picture()."""
 
     def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, sampling=None,
-                 converged=None, choice=None, queried=None, joint=None):
+                 converged=None, choice=None, queried=None, joint=None, interventions=None):
         self._posteriors = posteriors
         self._picture = picture
         self._queried = queried
@@ -73,6 +74,8 @@ class Result(Mapping):
         self.choice = choice
         # infer(joint=[...]): the joint posterior of those nodes.
         self.joint = joint
+        # infer(do={...}): the nodes set, node -> state name.
+        self.interventions = interventions or {}
 
     @property
     def probability_of_evidence(self):

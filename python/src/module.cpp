@@ -11,4 +11,5 @@ NB_MODULE(_core, module) {
     samplenet_python::bindExplore(module);
     samplenet_python::bindGraph(module);
     samplenet_python::bindData(module);
+    samplenet_python::bindImpact(module);
 }

@@ -1,5 +1,7 @@
 #include "tests/cli/run_samplenet.h"
 
+#include <gtest/gtest.h>
+
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -69,6 +71,12 @@ std::filesystem::path scratchDirectory(const std::string& name) {
     std::filesystem::remove_all(directory);
     std::filesystem::create_directory(directory);
     return directory;
+}
+
+nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments) {
+    const Run run = runSamplenet(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return nlohmann::json::parse(run.out);
 }
 
 }  // namespace cli_testing

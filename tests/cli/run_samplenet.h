@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ std::string fileContents(const std::string& path);
 
 // A test data file's path.
 std::string dataFile(const std::string& name);
+
+// The JSON a successful run printed (a test failure when it failed).
+nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments);
 
 // A fresh path under the temporary directory, removed by nobody but the test.
 std::string temporaryPath(const std::string& fileName);
