@@ -57,7 +57,8 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
     command
         .add_option("--target-error", arguments.targetError,
                     "Epis, ais and wmb draw in rounds until every posterior is within this of the truth with 95% "
-                    "confidence, or --max-seconds (default 10) is spent; -n, when given, is the most samples to draw")
+                    "confidence, or --max-seconds is spent (10 by default when -n is not given); -n, when given, is the "
+                    "most samples to draw")
         ->check(numberAbove(0.0));
     command
         .add_option("--tolerance", arguments.tolerance,
