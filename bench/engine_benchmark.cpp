@@ -106,7 +106,7 @@ void BM_SamplingTallies(benchmark::State& state) {
     if (state.range(0) >= 1) options.queried = {0, pigs.size() / 2, pigs.size() - 1};
     if (state.range(0) == 2) options.joint = options.queried;
     for (auto _ : state) benchmark::DoNotOptimize(infer(pigs, evidence, options));
-    state.SetItemsProcessed(state.iterations() * options.samples);
+    state.SetItemsProcessed(state.iterations() * *options.samples);
 }
 BENCHMARK(BM_SamplingTallies)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
 

@@ -58,8 +58,9 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
         ->capture_default_str();
     command
         .add_option("--target-error", arguments.targetError,
-                    "Epis and ais draw in rounds until every posterior is within this of the truth with 95% "
-                    "confidence (with -n as the most samples to draw, and --max-seconds as the most time)")
+                    "Epis, ais and wmb draw in rounds until every posterior is within this of the truth with 95% "
+                    "confidence, or --max-seconds is spent (10 by default when -n is not given); -n, when given, is the "
+                    "most samples to draw")
         ->check(numberAbove(0.0));
     command
         .add_option("--tolerance", arguments.tolerance,
@@ -97,10 +98,13 @@ void runInference(InferenceRun& run) {
     } else {
         run.result = samplenet::infer(run.network, run.evidence, run.options);
     }
-    if (run.options.maxSeconds && run.result.samplesDrawn && *run.result.samplesDrawn < run.options.samples &&
+    const auto budget = samplenet::timeBudget(run.options);
+    if (budget && run.result.samplesDrawn && *run.result.samplesDrawn < samplenet::sampleLimit(run.options) &&
         !(run.result.sampling && run.result.sampling->targetMet == true))
-        std::cerr << "samplenet: note: the time limit of " << *run.options.maxSeconds << " s stopped sampling after "
-                  << *run.result.samplesDrawn << " of " << run.options.samples << " samples\n";
+        std::cerr << "samplenet: note: the time limit of " << *budget << " s stopped sampling after "
+                  << *run.result.samplesDrawn
+                  << (run.options.samples ? " of " + std::to_string(*run.options.samples) : std::string())
+                  << " samples\n";
     if (run.result.propagation && run.options.lbpTolerance && !run.result.propagation->converged)
         std::cerr << "samplenet: note: lbp did not converge within " << run.result.propagation->iterations
                   << " iterations: the last changed a belief by " << run.result.propagation->lastChange << "\n";
@@ -114,7 +118,8 @@ void runInference(InferenceRun& run) {
                      "more samples add no information\n";
     if (sampling.targetMet == false)
         std::cerr << "samplenet: note: the target error of " << *run.options.targetError << " was not met after "
-                  << sampling.drawn << " samples (raise -n or --max-seconds)\n";
+                  << sampling.drawn << " samples ("
+                  << (run.options.samples ? "raise -n or --max-seconds" : "raise --max-seconds") << ")\n";
     if (sampling.lostToRange > 0)
         std::cerr << "samplenet: note: " << sampling.lostToRange << " of " << sampling.drawn
                   << " samples were lost because their weight left the range of double\n";

@@ -40,17 +40,18 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
         const double log10P = *result.logProbabilityOfEvidence / std::log(10.0);
         return fmt::format("exact, P(evidence) = {:.6g} (log10 {:.4f})", std::pow(10.0, log10P), log10P);
     }
-    const long drawn = result.samplesDrawn.value_or(options.samples);
+    const long limit = samplenet::sampleLimit(options);
+    const long drawn = result.samplesDrawn.value_or(limit);
     const std::string_view name = samplenet::algorithmName(options.algorithm);
     std::string text;
     if (options.targetError && result.sampling) {
         text = fmt::format("{}, {} samples (target error {} {})", name, drawn, *options.targetError,
                            result.sampling->targetMet == true ? "met" : "not met");
-    } else if (drawn < options.samples) {
-        text = fmt::format("{}, {} of {} samples (time limit {} s)", name, drawn, options.samples,
+    } else if (drawn < limit) {
+        text = fmt::format("{}, {} of {} samples (time limit {} s)", name, drawn, limit,
                            options.maxSeconds.value_or(0.0));
     } else {
-        text = fmt::format("{}, {} samples", name, options.samples);
+        text = fmt::format("{}, {} samples", name, limit);
     }
     if (options.seed) text += fmt::format(", seed {}", *options.seed);
     return text;
@@ -137,8 +138,10 @@ std::string jsonReport(const PosteriorReport& report) {
     } else if (options.algorithm == Algorithm::Exact) {
         json["ln_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
     } else {
-        json["samples"] = options.samples;
-        json["samples_drawn"] = report.result.samplesDrawn.value_or(options.samples);
+        // An uncapped target-error run has no sample count: null.
+        json["samples"] = samplenet::drawsToTargetUncapped(options) ? nlohmann::json(nullptr)
+                                                                    : nlohmann::json(samplenet::sampleLimit(options));
+        json["samples_drawn"] = report.result.samplesDrawn.value_or(samplenet::sampleLimit(options));
         json["jobs"] = options.jobs;
         json["generator"] = options.generator == samplenet::Generator::Standard ? "standard" : "wide";
         if (const auto& sampling = report.result.sampling) {

@@ -22,7 +22,11 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
     command.add_option("-a,--algorithm", run.algorithm, "auto (exact where it is quick, else epis to a target error), epis, ais, lbp, exact or wmb (mini-bucket sampling)")
         ->check(checkAlgorithmName)
         ->capture_default_str();
-    command.add_option("-n,--samples", options.samples, "Samples drawn by epis, ais and wmb")
+    command
+        .add_option("-n,--samples", run.samples,
+                    "Samples drawn by epis, ais and wmb. With --target-error, the most to draw, and no cap "
+                    "when not given: the run goes on until the target is met or --max-seconds (default 10 "
+                    "with a target) is spent")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
     command.add_option("--propagation-length", options.epis.propagationLength,
@@ -35,7 +39,8 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
                          "the other algorithms' copies of the network's tables");
     command
         .add_option("--max-seconds", run.maxSeconds,
-                    "Time budget of epis and ais: sampling stops when it is spent, and the report says "
+                    "Time budget of epis, ais and wmb (by default none, but 10 with --target-error and no -n): "
+                    "sampling stops when it is spent, and the report says "
                     "how many samples were drawn. A budgeted run is repeatable only in the samples it reports: "
                     "how many it draws depends on the clock, so runs with one --seed may stop at different "
                     "counts and print different results")
@@ -51,6 +56,7 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
 
 samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::App& command) {
     samplenet::InferenceOptions options = run.options;
+    if (command.count("--samples") > 0) options.samples = run.samples;
     if (command.count("--seed") > 0) options.seed = run.seed;
     if (command.count("--max-seconds") > 0) options.maxSeconds = run.maxSeconds;
     options.memoryLimitBytes = memoryLimitBytes(run.memoryLimitGiB);

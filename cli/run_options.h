@@ -14,6 +14,7 @@ namespace samplenet_cli {
 struct RunOptions {
     std::string algorithm = "epis";
     samplenet::InferenceOptions options;
+    int samples = samplenet::kDefaultSamples;  // used only when given
     long seed = 0;            // used only when given
     double maxSeconds = 0.0;  // used only when given
     double memoryLimitGiB = 4.0;

@@ -20,8 +20,8 @@ namespace samplenet {
 namespace {
 
 // The time auto allows exact inference, and sampling, when the options set
-// no budget.
-constexpr double kDefaultSeconds = 10.0;
+// no budget: that of a sampler run to a target error.
+constexpr double kDefaultSeconds = kDefaultTargetSeconds;
 // An escalation step needs at least this to draw a useful sample count.
 constexpr double kLeastSecondsForAStep = 0.05;
 constexpr int kMoreSamples = 10;
@@ -42,25 +42,32 @@ AutomaticRun attempt(const Network& network, const Evidence& evidence, const Inf
 }
 
 // The samplers auto tries, in order, until one gives a reliable answer:
-// mini-bucket sampling to a target error, then with ten times the samples,
-// then EPIS-BN, then EPIS-BN with a longer propagation. Joint posteriors
-// and best samples come from EPIS-BN alone, so it starts there.
+// mini-bucket sampling to a target error, then (where a sample count caps
+// the runs) with ten times the samples, then EPIS-BN, then EPIS-BN with a
+// longer propagation. Joint posteriors and best samples come from EPIS-BN
+// alone, so it starts there.
 std::vector<InferenceOptions> escalation(const InferenceOptions& options) {
     const bool episOnly = !options.joint.empty() || options.keepBestSamples > 0;
     InferenceOptions first = withAlgorithm(options, episOnly ? Algorithm::Epis : Algorithm::MiniBucket);
     if (!first.targetError) first.targetError = kDefaultTargetError;
-    InferenceOptions more = first;
-    more.samples = options.samples > kMostSamples / kMoreSamples ? kMostSamples : options.samples * kMoreSamples;
+    std::vector<InferenceOptions> steps{first};
+    if (const auto samples = options.samples) {
+        InferenceOptions more = first;
+        more.samples = *samples > kMostSamples / kMoreSamples ? kMostSamples : *samples * kMoreSamples;
+        steps.push_back(more);
+    }
     InferenceOptions propagated = withAlgorithm(first, Algorithm::Epis);
-    InferenceOptions longPropagation = propagated;
-    longPropagation.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
-    if (episOnly) return {first, more, longPropagation};
-    return {first, more, propagated, longPropagation};
+    if (!episOnly) steps.push_back(propagated);
+    propagated.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
+    steps.push_back(propagated);
+    return steps;
 }
 
 // "at most 100000 samples, 16 propagation rounds"
 std::string describeAttempt(const InferenceOptions& options) {
-    std::string text = fmt::format("at most {} samples", options.samples);
+    std::string text = drawsToTargetUncapped(options)
+                           ? fmt::format("no sample cap, {:.3g} s", options.maxSeconds.value_or(kDefaultSeconds))
+                           : fmt::format("at most {} samples", sampleLimit(options));
     if (options.algorithm == Algorithm::Epis)
         text += fmt::format(", {} propagation rounds", options.epis.propagationLength);
     return text;
@@ -114,12 +121,17 @@ AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidenc
     const double budget = options.maxSeconds.value_or(kDefaultSeconds);
     std::optional<AutomaticRun> best;  // of the unreliable answers, the one worth most samples
     std::vector<std::string> tried;
-    for (InferenceOptions step : escalation(options)) {
-        // Every step spends what is left of the budget; escalation stops
-        // when none is.
+    const std::vector<InferenceOptions> steps = escalation(options);
+    for (std::size_t k = 0; k < steps.size(); ++k) {
+        InferenceOptions step = steps[k];
+        // A step that a sample count caps may spend what is left of the
+        // budget, as it ends by its count; an uncapped one ends only with
+        // its time, so each gets an equal share of what is left, leaving
+        // some to the steps after it. Escalation stops when nothing is left.
         const double left = budget - std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         if (!tried.empty() && left <= kLeastSecondsForAStep) break;
-        step.maxSeconds = std::max(left, kLeastSecondsForAStep);
+        const double share = drawsToTargetUncapped(step) ? left / static_cast<double>(steps.size() - k) : left;
+        step.maxSeconds = std::max(share, kLeastSecondsForAStep);
         const std::string name(algorithmName(step.algorithm));
         try {
             AutomaticRun run{infer(network, evidence, step), step};

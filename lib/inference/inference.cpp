@@ -5,6 +5,7 @@
 #include <cmath>
 #include <chrono>
 #include <functional>
+#include <limits>
 #include <utility>
 
 #include "engine/samplenet.h"
@@ -38,17 +39,17 @@ constexpr std::array<std::pair<Algorithm, std::string_view>, 6> kAlgorithmNames{
 }};
 
 void checkOptions(const InferenceOptions& options) {
-    if (options.samples < 1) throw std::invalid_argument("the number of samples must be at least 1");
+    if (options.samples && *options.samples < 1) throw std::invalid_argument("the number of samples must be at least 1");
     if (options.lbpIterations < 1) throw std::invalid_argument("the number of iterations must be at least 1");
     if (options.lbpTolerance && !(*options.lbpTolerance > 0.0))
         throw std::invalid_argument("the tolerance must be above 0");
     if (options.jobs < 1) throw std::invalid_argument("the number of jobs must be at least 1");
     if (options.targetError && !(*options.targetError > 0.0 && *options.targetError < 1.0))
         throw std::invalid_argument("the target error must lie between 0 and 1");
-    if (options.jobs > options.samples)
+    if (options.jobs > sampleLimit(options))
         throw std::invalid_argument("the number of jobs (" + std::to_string(options.jobs) +
-                                    ") must not exceed the number of samples (" + std::to_string(options.samples) +
-                                    ")");
+                                    ") must not exceed the number of samples (" +
+                                    std::to_string(sampleLimit(options)) + ")");
     // A bound keeps the deadline within the clock's range.
     if (options.maxSeconds && !(*options.maxSeconds > 0.0 && *options.maxSeconds <= kMaxSeconds))
         throw std::invalid_argument("the time budget must be above 0 and at most a year of seconds");
@@ -115,7 +116,7 @@ std::string noWeightMessage(const std::string& variable, const InferenceOptions&
                " of " + std::to_string(sampling->drawn) + " samples were lost to underflow or overflow and " +
                std::to_string(sampling->impossible) + " were incompatible with the evidence";
     // A time budget can end a run before the requested count: say what was drawn.
-    const long drawn = sampling ? sampling->drawn : options.samples;
+    const long drawn = sampling ? sampling->drawn : sampleLimit(options);
     return "no sample was compatible with the evidence: " + variable + " got no weight from " +
            std::to_string(drawn) + " samples (the evidence may be too unlikely for this sample count)";
 }
@@ -130,8 +131,8 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
         model = &withLikelihoods;
     }
 
-    RunClock clock(options.seed, options.samples, options.progress, options.maxSeconds, options.cancellation);
-    NetworkAdapter adapter(*model, observed, engineParams(options), options.samples, clock);
+    RunClock clock(options.seed, sampleLimit(options), options.progress, timeBudget(options), options.cancellation);
+    NetworkAdapter adapter(*model, observed, engineParams(options), sampleLimit(options), clock);
     std::optional<SamplingReport> sampling;
     std::optional<PropagationReport> propagation;
     Driver driver = [&](SampleNet& net) {
@@ -220,6 +221,18 @@ InferenceResult exactRun(const Network& network, const Evidence& evidence, const
 }
 
 }  // namespace
+
+int sampleLimit(const InferenceOptions& options) {
+    if (options.samples) return *options.samples;
+    return options.targetError ? std::numeric_limits<int>::max() : kDefaultSamples;
+}
+
+bool drawsToTargetUncapped(const InferenceOptions& options) { return options.targetError && !options.samples; }
+
+std::optional<double> timeBudget(const InferenceOptions& options) {
+    if (options.maxSeconds || !drawsToTargetUncapped(options)) return options.maxSeconds;
+    return kDefaultTargetSeconds;
+}
 
 std::string_view algorithmName(Algorithm algorithm) {
     for (const auto& [value, name] : kAlgorithmNames)

@@ -44,10 +44,19 @@ struct EpisOptions {
     double epsilon4 = 0.0001;
 };
 
+// Samples of a sampling run that sets no count and no target error.
+constexpr int kDefaultSamples = 100000;
+// Time budget of a target-error run that sets neither a sample count nor a
+// budget of its own.
+constexpr double kDefaultTargetSeconds = 10.0;
+
 struct InferenceOptions {
     Algorithm algorithm = Algorithm::Epis;
-    // Samples of the final sampling stage (EPIS, AIS, mini-bucket sampling).
-    int samples = 100000;
+    // Samples of the final sampling stage (EPIS, AIS, mini-bucket sampling);
+    // kDefaultSamples when not set. With a target error it is only a cap,
+    // and only when set: an uncapped run draws until the target is met or
+    // its time budget is spent (see sampleLimit and timeBudget).
+    std::optional<int> samples;
     // A fixed seed makes sampling runs repeatable; only its low 15 bits are
     // used. Without one, runs seed from the clock.
     std::optional<long> seed;
@@ -80,8 +89,8 @@ struct InferenceOptions {
     // Samplers: draw in rounds (1,000 samples, then twice the samples drawn
     // so far, and so on) until every posterior entry is within this of the
     // truth with 95% confidence, all at once, with at least 100 effective
-    // samples; `samples` is then the most to draw. The result says whether
-    // the target was met.
+    // samples; `samples`, when set, is then the most to draw. The result
+    // says whether the target was met.
     std::optional<double> targetError;
     // Inference computes only these variables' posteriors (all when empty)
     // and leaves the others empty and invalid: exact inference builds its
@@ -154,6 +163,16 @@ struct InferenceResult {
     // Mini-bucket sampling: the elimination its proposal came from.
     std::optional<MiniBucketReport> miniBuckets;
 };
+
+// The most samples a sampling run draws: `samples` when set; otherwise
+// kDefaultSamples, or with a target error the largest int (no cap: the time
+// budget ends the run).
+int sampleLimit(const InferenceOptions& options);
+// Whether a target-error run has no sample cap.
+bool drawsToTargetUncapped(const InferenceOptions& options);
+// The run's time budget: maxSeconds when set, else kDefaultTargetSeconds for
+// an uncapped target-error run, else none.
+std::optional<double> timeBudget(const InferenceOptions& options);
 
 // The network is too large for the chosen algorithm within the memory limit.
 class NetworkTooLargeError : public std::runtime_error {

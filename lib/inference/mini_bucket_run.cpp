@@ -117,7 +117,7 @@ InferenceResult inferByMiniBuckets(const Network& network, const Evidence& evide
         throw std::invalid_argument("mini-bucket sampling does not add up joint posteriors; use epis or ais");
     if (options.keepBestSamples > 0)
         throw std::invalid_argument("mini-bucket sampling does not keep best samples; use epis or ais");
-    RunTimer timer(options.samples, options.progress, options.maxSeconds, options.cancellation);
+    RunTimer timer(sampleLimit(options), options.progress, timeBudget(options), options.cancellation);
     const std::function<void()> checkpoint = [&timer] { timer.step(); };
     const int n = network.size();
 
@@ -188,10 +188,10 @@ InferenceResult inferByMiniBuckets(const Network& network, const Evidence& evide
         };
         SamplingReport report;
         if (options.targetError) {
-            report.targetMet = drawToTarget(*options.targetError, options.samples, drawRound,
+            report.targetMet = drawToTarget(*options.targetError, sampleLimit(options), drawRound,
                                             [&] { return estimateErrors(sumLayout, merged()); });
         } else {
-            drawRound(options.samples);
+            drawRound(sampleLimit(options));
         }
         timer.finish();
 

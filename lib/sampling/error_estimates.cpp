@@ -36,6 +36,27 @@ double unionBound(const std::vector<const std::vector<double>*>& standardErrors,
     return high;
 }
 
+// The least standard error of an entry whose state few samples reached,
+// from its state's sum of weights and of squared weights (at the scale of
+// the square of `total`). Its samples are worth sum^2 / squares effective
+// ones; below kReliableStateSamples of them the spread of their weights
+// tells little about the weights of those not drawn, so the entry is taken
+// to be uncertain by the mass the missing samples would carry, each of the
+// state's own typical weight (squares / sum). A state no sample reached
+// has no weights of its own: by the rule of three its mass could be that
+// of three samples of the run's typical weight, 1/ESS of the total. The
+// 95% interval, 1.96 errors either side, spans that mass, or all of [0, 1].
+double rareStateError(double sum, double squares, double total, double effective) {
+    if (effective <= 0.0) return 0.0;
+    constexpr double kRuleOfThree = 3.0;
+    constexpr double kNormalQuantile = 1.959964;
+    if (sum <= 0.0) return std::min(1.0, kRuleOfThree / effective) / kNormalQuantile;
+    const double stateSamples = sum * sum / squares;
+    if (stateSamples >= kReliableStateSamples) return 0.0;
+    const double typicalMass = squares / (sum * total);
+    return std::min(1.0, (kReliableStateSamples - stateSamples) * typicalMass) / kNormalQuantile;
+}
+
 }  // namespace
 
 ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums) {
@@ -62,7 +83,8 @@ ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums) {
         for (std::size_t s = 0; s < count; ++s) {
             const double p = sum[s] / total;
             const double spread = square[s] * (1.0 - 2.0 * p) + p * p * sums.totalSquares;
-            errors[s] = std::sqrt(std::max(0.0, std::ldexp(spread, squareShift)) / (total * total));
+            const double delta = std::sqrt(std::max(0.0, std::ldexp(spread, squareShift)) / (total * total));
+            errors[s] = std::max(delta, rareStateError(sum[s], std::ldexp(square[s], squareShift), total, effective));
             estimates.largestStandardError = std::max(estimates.largestStandardError, errors[s]);
         }
         return errors;
@@ -77,8 +99,9 @@ ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums) {
     entries.push_back(&estimates.jointStandardErrors);
     // Below the reliable sample size the estimates bound nothing: the bound
     // is then the trivial one, as far as two probabilities can differ.
-    estimates.errorBound = effective < kReliableSampleSize ? 1.0
-                                                           : unionBound(entries, estimates.largestStandardError);
+    estimates.errorBound = effective < kReliableSampleSize
+                               ? 1.0
+                               : std::min(1.0, unionBound(entries, estimates.largestStandardError));
     const auto drawn = static_cast<double>(sums.drawn);
     if (!weighed || sums.drawn == 0) {
         estimates.logMeanWeight = -std::numeric_limits<double>::infinity();

@@ -22,7 +22,8 @@ struct ErrorEstimates {
     // With 95% confidence every posterior entry (the joint's too) is within
     // this distance of the truth, all of them at once: the normal tails of
     // the entries' errors, added up over entries, come to 5% at this
-    // distance. 1 (no bound) below kReliableSampleSize effective samples.
+    // distance; at most 1, and 1 (no bound) below kReliableSampleSize
+    // effective samples.
     double errorBound = 0.0;
     // (sum of w)^2 / sum of w^2: how many unweighted samples the run is
     // worth. Below about 100 the error estimates themselves are unreliable.
@@ -37,6 +38,11 @@ struct ErrorEstimates {
 // Below this effective sample size the error estimates are themselves too
 // uncertain to trust.
 constexpr double kReliableSampleSize = 100.0;
+// Below this many effective samples reaching a state, its entry's spread is
+// not trusted alone: its standard error is at least the share of the
+// weight the missing samples would carry, and a state no sample reached
+// gets the rule of three's error (see estimateErrors).
+constexpr double kReliableStateSamples = 30.0;
 
 // Where a run's weight sums hold each node's states, and its joint table's
 // entries (none when jointEntries is 0).

@@ -46,7 +46,7 @@ def parser() -> argparse.ArgumentParser:
     command.add_argument("network")
     command.add_argument("cases", help="CSV: a header of node names, one case per row, empty cells unobserved")
     command.add_argument("-a", "--algorithm", default="epis", choices=["epis", "ais", "lbp", "exact", "wmb"])
-    command.add_argument("-n", "--samples", type=int, default=100_000)
+    command.add_argument("-n", "--samples", type=int)
     command.add_argument("--iterations", type=int, default=50)
     command.add_argument("--propagation-length", type=int, default=4)
     command.add_argument("--seed", type=int)

@@ -119,7 +119,7 @@ def check_on_error(on_error):
         raise OptionError("on_error", f'on_error must be "skip" or "raise", got {on_error!r}')
 
 
-def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=100_000, iterations=50,
+def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=None, iterations=50,
                propagation_length=4, seed=None, memory_limit_gib=4.0, query=None, jobs=None,
                on_error="skip", do=None) -> pd.DataFrame:
     """Runs every row of `cases` as one evidence case and returns a DataFrame

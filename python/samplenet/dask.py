@@ -35,7 +35,7 @@ def _run_partition(part, path, offsets, query, option_values, run_seed, on_error
     return collect(part.index, values, errors, names, on_error, summary_columns(option_values), first)
 
 
-def infer_many(network_path, cases, algorithm="epis", samples=100_000, iterations=50, propagation_length=4,
+def infer_many(network_path, cases, algorithm="epis", samples=None, iterations=50, propagation_length=4,
                seed=None, memory_limit_gib=4.0, query=None, on_error="skip"):
     """A lazy Dask DataFrame of posteriors, one row per case of the Dask
     DataFrame `cases` and one column per NODE=STATE, as Network.infer_many

@@ -153,7 +153,7 @@ class Network:
         OSError. UAI files keep no names."""
         self._core.save(os.fspath(path))
 
-    def infer(self, evidence=None, likelihood=None, algorithm="auto", samples=100_000, iterations=50,
+    def infer(self, evidence=None, likelihood=None, algorithm="auto", samples=None, iterations=50,
               propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1, generator="standard",
               target_error=None, tolerance=None, max_seconds=None, query=None, joint=None, do=None) -> Result:
         """Posterior marginals given evidence, as a Result (a mapping from node
@@ -170,8 +170,10 @@ class Network:
             which ran and why), "epis", "ais", "lbp", "exact" or "wmb"
             (importance sampling from a memory-bounded weighted mini-bucket
             elimination, backtracking out of zeros).
-        samples: samples of epis, ais and wmb (default 100,000; with target_error,
-            the most they draw).
+        samples: samples of epis, ais and wmb (default 100,000). With
+            target_error (and auto, which always has one) it is the most they
+            draw, and only when given: by default the run goes on until the
+            target is met or max_seconds (10 s when None) is spent.
         iterations: rounds of lbp (default 50).
         propagation_length: rounds of evidence propagation that shape epis's
             importance function (default 4).
@@ -183,9 +185,9 @@ class Network:
             1; results depend on the seed and the job count).
         generator: "standard" (default) or "wide", whose period of 2^64 lifts
             the standard one's limit of 2^31 numbers per run.
-        target_error: epis and ais draw until every posterior is within this
-            of the truth with 95% confidence (result.sampling.target_met says
-            whether it was).
+        target_error: epis, ais and wmb draw until every posterior is within
+            this of the truth with 95% confidence, or the time or sample cap
+            ends the run (result.sampling.target_met says whether it was met).
         tolerance: lbp stops once no belief changes by more than this
             (result.converged: a fixed point, not an error bound).
         max_seconds: epis and ais stop drawing once this is spent and answer
@@ -252,7 +254,7 @@ class Network:
             interventions=settings_of(self, do),
         )
 
-    def mpe(self, evidence=None, likelihood=None, algorithm="auto", samples=100_000, seed=None,
+    def mpe(self, evidence=None, likelihood=None, algorithm="auto", samples=None, seed=None,
             memory_limit_gib=4.0, jobs=1, local_search=True, do=None) -> Explanation:
         """The most probable explanation of the evidence: a state for every
         node, as an Explanation (states, joint_probability = P(x, e),

@@ -40,7 +40,7 @@ def seed_value(seed) -> int:
     return whole_number("seed", seed, 0, _LONG_MAX)
 
 
-def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_length=4, seed=None,
+def make_options(algorithm="epis", samples=None, iterations=50, propagation_length=4, seed=None,
                  memory_limit_gib=4.0, jobs=1, generator="standard", target_error=None, tolerance=None,
                  max_seconds=None) -> _core.Options:
     """The library's options, each checked: raises OptionError naming the
@@ -49,10 +49,14 @@ def make_options(algorithm="epis", samples=100_000, iterations=50, propagation_l
     if algorithm not in ALGORITHMS:
         raise OptionError("algorithm", f'unknown algorithm "{algorithm}"; use {", ".join(ALGORITHMS)}')
     options.algorithm = algorithm
-    options.samples = whole_number("samples", samples, 1)
+    # None: 100,000 samples, or with a target error no cap (the run ends when
+    # the target is met or the time budget, 10 s by default, is spent).
+    most_samples = _INT_MAX if target_error is not None else 100_000
+    if samples is not None:
+        options.samples = most_samples = whole_number("samples", samples, 1)
     options.lbp_iterations = whole_number("iterations", iterations, 1)
     options.propagation_length = whole_number("propagation_length", propagation_length, 0)
-    options.jobs = whole_number("jobs", jobs, 1, options.samples)
+    options.jobs = whole_number("jobs", jobs, 1, most_samples)
     if generator not in ("standard", "wide"):
         raise OptionError("generator", f'unknown generator {generator!r}; use "standard" or "wide"')
     options.wide_generator = generator == "wide"

@@ -127,6 +127,17 @@ def test_target_error_draws_until_it_is_met(alarm):
         alarm.infer(target_error=1.5)
 
 
+def test_only_a_given_sample_count_caps_a_target_error(alarm):
+    # 0.002 takes more than the 100,000 samples that a run without a target draws.
+    options = dict(evidence={"BP": "LOW"}, algorithm="epis", query="HR", target_error=0.002, seed=4,
+                   max_seconds=3600)
+    uncapped = alarm.infer(**options)
+    assert uncapped.sampling.target_met and uncapped.sampling.samples_drawn > 100_000
+    with pytest.warns(RuntimeWarning, match="target error was not met"):
+        capped = alarm.infer(samples=100_000, **options)
+    assert capped.sampling.samples_drawn == 100_000
+
+
 def test_auto_takes_exact_inference_where_it_is_quick_and_says_so(asia):
     result = asia.infer(evidence={"xray": "yes"})
     exact = asia.infer(evidence={"xray": "yes"}, algorithm="exact")

@@ -100,6 +100,26 @@ TEST(InferCommand, MarksAnUnreliableSampledAnswerInEveryFormat) {
     EXPECT_FALSE(met.contains("warning"));
 }
 
+// A target error without -n is met however many samples it takes (within
+// the time); -n caps it.
+TEST(InferCommand, OnlyAGivenSampleCountCapsATargetError) {
+    std::vector<std::string> arguments{"infer", dataFile("smoker.bif"), "-a",         "epis",   "-e",
+                                       "Cough=yes", "--seed", "5", "--target-error", "0.003", "--max-seconds",
+                                       "3600",      "--format", "json"};
+    const auto uncapped = runSamplenet(arguments);
+    const auto json = nlohmann::json::parse(uncapped.out);
+    EXPECT_TRUE(json.at("samples").is_null());
+    EXPECT_GT(json.at("samples_drawn").get<long>(), 100000);
+    EXPECT_TRUE(json.at("target_met").get<bool>());
+    EXPECT_EQ(uncapped.err, "");
+
+    arguments.insert(arguments.end(), {"-n", "100000"});
+    const auto capped = runSamplenet(arguments);
+    EXPECT_EQ(nlohmann::json::parse(capped.out).at("samples_drawn").get<long>(), 100000);
+    EXPECT_NE(capped.err.find("was not met after 100000 samples (raise -n or --max-seconds)"), std::string::npos)
+        << capped.err;
+}
+
 TEST(InferCommand, KnownPosteriorInEveryFormat) {
     const std::vector<std::string> base{"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "lbp"};
     auto withFormat = [&](const std::string& format) {

@@ -60,7 +60,7 @@ TEST(SamplerProperties, ConvergeToExactInferenceAsSamplesGrow) {
             for (int k = 0; k < 2; ++k) {
                 options.samples = k == 0 ? kSmall : kLarge;
                 errors[k] = largestDifference(samplenet::infer(c.network, c.evidence, options).posteriors, c.exact.posteriors);
-                EXPECT_LT(errors[k], spread / std::sqrt(options.samples)) << options.samples << " samples";
+                EXPECT_LT(errors[k], spread / std::sqrt(*options.samples)) << *options.samples << " samples";
             }
             smallTotal += errors[0];
             largeTotal += errors[1];
