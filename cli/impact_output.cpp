@@ -21,9 +21,13 @@ std::string runsDescription(const samplenet::EvidenceImpact& impact) {
     const samplenet::InferenceOptions& used = impact.used;
     std::string text = fmt::format("{}, {} runs", samplenet::algorithmName(used.algorithm), impact.runs);
     if (used.algorithm == samplenet::Algorithm::Exact || used.algorithm == samplenet::Algorithm::Lbp) return text;
-    text += used.targetError ? fmt::format(" to a target error of {} (at most {} samples each)", *used.targetError,
-                                           used.samples)
-                             : fmt::format(" of {} samples", used.samples);
+    if (!used.targetError)
+        text += fmt::format(" of {} samples", samplenet::sampleLimit(used));
+    else if (samplenet::drawsToTargetUncapped(used))
+        text += fmt::format(" to a target error of {}", *used.targetError);
+    else
+        text += fmt::format(" to a target error of {} (at most {} samples each)", *used.targetError,
+                            samplenet::sampleLimit(used));
     return text + fmt::format(", seed {}", used.seed.value_or(0));
 }
 
@@ -127,7 +131,8 @@ std::string jsonReport(const ImpactReport& report) {
     json["algorithm"] = samplenet::algorithmName(used.algorithm);
     if (!impact.choice.empty()) json["chosen_because"] = impact.choice;
     if (used.algorithm != samplenet::Algorithm::Exact && used.algorithm != samplenet::Algorithm::Lbp) {
-        json["samples"] = used.samples;
+        json["samples"] = samplenet::drawsToTargetUncapped(used) ? nlohmann::json(nullptr)
+                                                                 : nlohmann::json(samplenet::sampleLimit(used));
         if (used.targetError) json["target_error"] = *used.targetError;
         json["seed"] = used.seed.value_or(0);
     }
