@@ -19,7 +19,7 @@ std::size_t memoryLimitBytes(double gib) {
 
 void addRunOptions(CLI::App& command, RunOptions& run) {
     auto& options = run.options;
-    command.add_option("-a,--algorithm", run.algorithm, "auto (exact where it is quick, else epis to a target error), epis, ais, lbp, exact or wmb (mini-bucket sampling)")
+    command.add_option("-a,--algorithm", run.algorithm, "auto (exact where it is quick, else epis to a target error), epis, ais, lbp, exact, wmb (mini-bucket sampling) or bpis (sampling from converged propagation)")
         ->check(checkAlgorithmName)
         ->capture_default_str();
     command.add_option("-n,--samples", options.samples, "Samples drawn by epis, ais and wmb")

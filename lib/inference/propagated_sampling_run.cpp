@@ -1,0 +1,241 @@
+#include "lib/inference/propagated_sampling_run.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <random>
+#include <stdexcept>
+
+#include "lib/exact/junction_tree.h"
+#include "lib/exact/saturating_arithmetic.h"
+#include "lib/inference/likelihood_evidence.h"
+#include "lib/inference/sequential_propagation.h"
+#include "lib/sampling/generator_stream.h"
+#include "lib/sampling/parallel_draws.h"
+
+namespace samplenet {
+
+namespace {
+
+// The share of the time budget propagation may take; sampling gets the rest.
+constexpr double kPropagationShare = 0.2;
+
+// The network the samples are drawn from: the given one, with a child per
+// likelihood, and its observed states by variable (-1: drawn).
+struct ObservedModel {
+    Network network;
+    std::vector<int> observed;
+};
+
+ObservedModel observedModel(const Network& given, const Evidence& evidence) {
+    ObservedModel model{given, {}};
+    std::map<int, int> hard = evidence.hard;
+    if (!evidence.likelihood.empty()) hard = addLikelihoodChildren(model.network, evidence);
+    model.observed.assign(model.network.size(), -1);
+    for (const auto& [v, state] : hard) model.observed[v] = state;
+    return model;
+}
+
+// The observed variables and their ancestors: the others' messages to them
+// are uniform, so they are drawn from their own tables.
+std::vector<char> evidenceAncestors(const Network& network, const std::vector<int>& observed) {
+    std::vector<char> included(network.size(), 0);
+    std::vector<int> pending;
+    for (int v = 0; v < network.size(); ++v)
+        if (observed[v] >= 0) pending.push_back(v);
+    while (!pending.empty()) {
+        const int v = pending.back();
+        pending.pop_back();
+        if (included[v]) continue;
+        included[v] = 1;
+        for (int parent : network.variables[v].parents) pending.push_back(parent);
+    }
+    return included;
+}
+
+// What the run keeps: the network's copy, propagation's messages (two per
+// table entry at most), the importance tables and the plan's two entries per
+// table entry, the sums.
+std::size_t bytesKept(const Network& network, const std::vector<char>& included) {
+    std::size_t entries = 0;
+    for (int v = 0; v < network.size(); ++v) {
+        const Variable& variable = network.variables[v];
+        const std::size_t copies = included[v] ? 6 : 3;
+        entries = saturatingAdd(entries, saturatingMultiply(copies, variable.table.size()));
+        entries = saturatingAdd(entries, 2 * static_cast<std::size_t>(variable.stateCount()));
+    }
+    return saturatingMultiply(entries, sizeof(double));
+}
+
+double epsilonFor(const EpisOptions& epis, std::size_t states) {
+    if (states <= static_cast<std::size_t>(epis.stateCountLimit1)) return epis.epsilon1;
+    if (states <= static_cast<std::size_t>(epis.stateCountLimit2)) return epis.epsilon2;
+    if (states <= static_cast<std::size_t>(epis.stateCountLimit3)) return epis.epsilon3;
+    return epis.epsilon4;
+}
+
+// Per column, the variable's table times lambda, normalised, each state the
+// table allows raised to at least epsilon (and normalised again); a column
+// that lambda empties keeps the table's.
+std::vector<double> importanceTable(const Variable& variable, const std::vector<double>& lambda, double epsilon) {
+    const std::size_t states = variable.stateCount();
+    std::vector<double> table(variable.table.size());
+    for (std::size_t column = 0; column < table.size(); column += states) {
+        const double* p = variable.table.data() + column;
+        double* q = table.data() + column;
+        double sum = 0.0;
+        for (std::size_t s = 0; s < states; ++s) sum += q[s] = p[s] * lambda[s];
+        if (!(sum > 0.0)) {
+            std::copy_n(p, states, q);
+            sum = 0.0;
+            for (std::size_t s = 0; s < states; ++s) sum += q[s];
+        }
+        if (!(sum > 0.0)) continue;
+        double raised = 0.0;
+        for (std::size_t s = 0; s < states; ++s) {
+            q[s] /= sum;
+            if (p[s] > 0.0) q[s] = std::max(q[s], epsilon);
+            raised += q[s];
+        }
+        for (std::size_t s = 0; s < states; ++s) q[s] /= raised;
+    }
+    return table;
+}
+
+// The sampling plan's nodes in topological order: `position` maps variables
+// to them.
+struct PlannedModel {
+    std::vector<SamplingPlan::HostNode> nodes;
+    std::vector<int> position;
+};
+
+PlannedModel plannedModel(const ObservedModel& model, const std::vector<std::vector<double>>& importance,
+                          const std::vector<char>& tallied) {
+    const Network& network = model.network;
+    PlannedModel planned;
+    planned.position.assign(network.size(), -1);
+    for (int v : network.topologicalOrder()) {
+        planned.position[v] = static_cast<int>(planned.nodes.size());
+        const Variable& variable = network.variables[v];
+        SamplingPlan::HostNode node{model.observed[v], static_cast<std::uint32_t>(variable.stateCount()), {},
+                                    variable.table.data(),
+                                    importance[v].empty() ? variable.table.data() : importance[v].data(),
+                                    tallied[v] != 0};
+        for (int parent : variable.parents) node.parents.push_back(static_cast<std::uint32_t>(planned.position[parent]));
+        planned.nodes.push_back(std::move(node));
+    }
+    return planned;
+}
+
+std::uint64_t streamStart(const InferenceOptions& options) {
+    const auto seed = options.seed ? static_cast<std::uint64_t>(*options.seed) : std::random_device{}();
+    return generator_stream::mix(seed);
+}
+
+// Draws the samples (to the target error, if any) and reports them.
+SamplingReport drawSamples(const SamplingPlan& plan, const InferenceOptions& options, RunTimer& timer,
+                           WeightSums& sums) {
+    ParallelDraws draws(plan, streamStart(options), Generator::Wide, options.jobs);
+    const std::function<bool(long)> keepGoing = [&timer](long drawn) { return timer.poll(drawn); };
+    SamplingReport report;
+    if (options.targetError) {
+        report.targetMet = drawToTarget(
+            *options.targetError, options.samples, [&](long samples) { return draws.drawRound(samples, keepGoing); },
+            [&] { return estimateErrors(plan, draws.merged()); });
+    } else {
+        draws.drawRound(options.samples, keepGoing);
+    }
+    sums = draws.merged();
+    report.drawn = sums.drawn;
+    report.distinct = draws.distinctSamples();
+    report.positive = sums.positive;
+    report.impossible = sums.impossible;
+    report.lostToRange = sums.lostToRange;
+    report.outsideDouble = sums.outsideDouble;
+    report.errors = estimateErrors(plan, sums);
+    return report;
+}
+
+std::vector<char> talliedVariables(const ObservedModel& model, const InferenceOptions& options, int given) {
+    std::vector<char> tallied(model.network.size(), 0);
+    for (int v = 0; v < given; ++v) tallied[v] = options.queried.empty() ? 1 : 0;
+    for (int v : options.queried) tallied[v] = 1;
+    return tallied;
+}
+
+}  // namespace
+
+InferenceResult inferByPropagatedImportance(const Network& network, const Evidence& evidence,
+                                            const InferenceOptions& options) {
+    if (!options.joint.empty())
+        throw std::invalid_argument("bpis does not add up joint posteriors; use epis or ais");
+    if (options.keepBestSamples > 0) throw std::invalid_argument("bpis does not keep best samples; use epis or ais");
+    RunTimer timer(options.samples, options.progress, options.maxSeconds, options.cancellation);
+    const ObservedModel model = observedModel(network, evidence);
+    const std::vector<char> included = evidenceAncestors(model.network, model.observed);
+    if (const std::size_t bytes = bytesKept(model.network, included); bytes > options.memoryLimitBytes)
+        throw NetworkTooLargeError("bpis needs about " + describeBytes(bytes) +
+                                   " for its tables and messages, above the memory limit of " +
+                                   describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
+
+    const auto start = std::chrono::steady_clock::now();
+    SequentialPropagationSettings settings;
+    settings.damping = options.damping;
+    settings.keepGoing = [&] {
+        timer.step();
+        if (!options.maxSeconds) return true;
+        const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
+        return spent.count() < kPropagationShare * *options.maxSeconds;
+    };
+    const ChildMessages messages = propagateSequentially(model.network, model.observed, included, settings);
+    std::vector<std::vector<double>> importance(model.network.size());
+    for (int v = 0; v < model.network.size(); ++v) {
+        if (!included[v] || model.observed[v] >= 0) continue;
+        const Variable& variable = model.network.variables[v];
+        importance[v] = importanceTable(variable, messages.lambda[v], epsilonFor(options.epis, variable.stateCount()));
+    }
+    const PlannedModel planned = plannedModel(model, importance, talliedVariables(model, options, network.size()));
+    const SamplingPlan plan(planned.nodes);
+    WeightSums sums(plan.sumCount);
+    SamplingReport report = drawSamples(plan, options, timer, sums);
+    timer.finish();
+
+    InferenceResult result;
+    result.seconds = timer.seconds();
+    result.samplesDrawn = report.drawn;
+    result.propagation = PropagationReport{messages.sweeps, messages.lastChange, messages.converged};
+    const int n = network.size();
+    result.posteriors.resize(n);
+    result.standardErrors.resize(n);
+    result.valid.assign(n, false);
+    for (int v = 0; v < n; ++v) {
+        const SamplingPlan::Node& node = plan.nodes[planned.position[v]];
+        const int states = network.variables[v].stateCount();
+        result.standardErrors[v] = report.errors.standardErrors[planned.position[v]];
+        if (node.evidence >= 0) {
+            result.posteriors[v].assign(states, 0.0);
+            result.posteriors[v][node.evidence] = 1.0;
+            result.valid[v] = options.queried.empty() ||
+                              std::find(options.queried.begin(), options.queried.end(), v) != options.queried.end();
+            continue;
+        }
+        if (!node.tallied || !(sums.total > 0.0)) continue;
+        result.valid[v] = true;
+        for (int s = 0; s < states; ++s) result.posteriors[v].push_back(sums.perState[node.firstSum + s] / sums.total);
+    }
+    if (report.errors.effectiveSampleSize > 0.0) {
+        double logP = report.errors.logMeanWeight;
+        for (const auto& [v, factors] : evidence.likelihood)
+            logP += std::log(*std::max_element(factors.begin(), factors.end()));
+        result.logProbabilityOfEvidence = logP;
+        result.probabilityOfEvidenceRelativeError = report.errors.meanWeightRelativeError;
+    }
+    result.sampling = std::move(report);
+    if (!(sums.total > 0.0))
+        throw InferenceError("no sample was compatible with the evidence: every one of " +
+                                 std::to_string(sums.drawn) + " samples had weight 0",
+                             std::move(result));
+    return result;
+}
+
+}  // namespace samplenet
