@@ -41,9 +41,13 @@ AutomaticRun attempt(const Network& network, const Evidence& evidence, const Inf
 }
 
 // The samplers auto tries, in order, until one gives a reliable answer:
-// mini-bucket sampling to a target error, then with ten times the samples,
-// then EPIS-BN, then EPIS-BN with a longer propagation. Joint posteriors
-// and best samples come from EPIS-BN alone, so it starts there.
+// sampling from converged propagation to a target error with ten times the
+// samples (mini-bucket proposals collapse where unlikely evidence meets
+// buckets that had to be split, and then take the whole budget; this one
+// gives up at once where determinism leaves its samples no weight), then
+// mini-bucket sampling, then with ten times the samples, then EPIS-BN, then
+// EPIS-BN with a longer propagation. Joint posteriors and best samples come
+// from EPIS-BN alone, so it starts there.
 std::vector<InferenceOptions> escalation(const InferenceOptions& options) {
     const bool episOnly = !options.joint.empty() || options.keepBestSamples > 0;
     InferenceOptions first = withAlgorithm(options, episOnly ? Algorithm::Epis : Algorithm::MiniBucket);
@@ -54,7 +58,8 @@ std::vector<InferenceOptions> escalation(const InferenceOptions& options) {
     InferenceOptions longPropagation = propagated;
     longPropagation.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
     if (episOnly) return {first, more, longPropagation};
-    return {first, more, propagated, longPropagation};
+    const InferenceOptions converged = withAlgorithm(more, Algorithm::Propagated);
+    return {converged, first, more, propagated, longPropagation};
 }
 
 // "at most 100000 samples, 16 propagation rounds"

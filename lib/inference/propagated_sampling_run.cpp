@@ -9,6 +9,8 @@
 #include "lib/exact/junction_tree.h"
 #include "lib/exact/saturating_arithmetic.h"
 #include "lib/inference/likelihood_evidence.h"
+#include "lib/inference/proposal_refinement.h"
+#include "lib/model/errors.h"
 #include "lib/inference/sequential_propagation.h"
 #include "lib/sampling/generator_stream.h"
 #include "lib/sampling/parallel_draws.h"
@@ -19,6 +21,15 @@ namespace {
 
 // The share of the time budget propagation may take; sampling gets the rest.
 constexpr double kPropagationShare = 0.2;
+// Propagation and the refinement of its tables together.
+constexpr double kLearningShare = 0.5;
+// Rounds of refinement, each of a tenth of the final stage's samples within
+// these bounds, and how far a round moves the tables.
+constexpr int kRefinementRounds = 10;
+constexpr long kLeastRefinementSamples = 1000;
+constexpr long kMostRefinementSamples = 50000;
+constexpr double kRefinementRate = 0.7;
+constexpr double kSettledShare = 0.99;
 
 // The network the samples are drawn from: the given one, with a child per
 // likelihood, and its observed states by variable (-1: drawn).
@@ -85,19 +96,8 @@ std::vector<double> importanceTable(const Variable& variable, const std::vector<
         double* q = table.data() + column;
         double sum = 0.0;
         for (std::size_t s = 0; s < states; ++s) sum += q[s] = p[s] * lambda[s];
-        if (!(sum > 0.0)) {
-            std::copy_n(p, states, q);
-            sum = 0.0;
-            for (std::size_t s = 0; s < states; ++s) sum += q[s];
-        }
-        if (!(sum > 0.0)) continue;
-        double raised = 0.0;
-        for (std::size_t s = 0; s < states; ++s) {
-            q[s] /= sum;
-            if (p[s] > 0.0) q[s] = std::max(q[s], epsilon);
-            raised += q[s];
-        }
-        for (std::size_t s = 0; s < states; ++s) q[s] /= raised;
+        if (!(sum > 0.0)) std::copy_n(p, states, q);
+        keepAtLeast(q, p, states, epsilon);
     }
     return table;
 }
@@ -156,6 +156,47 @@ SamplingReport drawSamples(const SamplingPlan& plan, const InferenceOptions& opt
     return report;
 }
 
+// Rounds of samples from the current tables, each moving the tables of the
+// evidence's ancestors towards the posteriors given their parents that the
+// round's weights estimate, while `keepGoing` says so.
+void refineTables(const ObservedModel& model, std::vector<std::vector<double>>& importance, const InferenceOptions& options,
+                  const std::function<bool(long)>& keepGoing) {
+    const long samples = std::clamp(static_cast<long>(options.samples) / kRefinementRounds, kLeastRefinementSamples,
+                                    kMostRefinementSamples);
+    const std::vector<char> untallied(model.network.size(), 0);
+    const std::uint64_t start = streamStart(options);
+    for (int round = 0; round < kRefinementRounds; ++round) {
+        const PlannedModel planned = plannedModel(model, importance, untallied);
+        const SamplingPlan plan(planned.nodes);
+        ParallelDraws draws(plan, generator_stream::mix(start + static_cast<std::uint64_t>(round) + 1), Generator::Wide,
+                            options.jobs);
+        std::vector<FamilyTallies> tallies(options.jobs, FamilyTallies(plan));
+        std::vector<BlockObserver*> observers;
+        for (FamilyTallies& job : tallies) observers.push_back(&job);
+        draws.watch(observers);
+        const bool going = draws.drawRound(samples, keepGoing);
+        // Weights all but equal: the tables are the posterior's own, and
+        // the round's estimates could only add noise to them.
+        const WeightSums sums = draws.merged();
+        // Tables that miss every zero-free assignment leave nothing to
+        // learn from: say so at once rather than after the whole budget.
+        if (sums.drawn > 0 && sums.positive == 0)
+            throw InferenceError("no sample was compatible with the evidence: every one of " +
+                                     std::to_string(sums.drawn) + " samples of a refinement round had weight 0",
+                                 InferenceResult{});
+        if (estimateErrors(plan, sums).effectiveSampleSize >= kSettledShare * static_cast<double>(sums.drawn)) break;
+        for (std::size_t k = 1; k < tallies.size(); ++k) tallies.front().merge(tallies[k]);
+        for (int v = 0; v < model.network.size(); ++v) {
+            if (importance[v].empty()) continue;
+            const Variable& variable = model.network.variables[v];
+            refineColumns(importance[v].data(), variable.table.data(), tallies.front().of(plan.nodes[planned.position[v]]),
+                          variable.table.size(), variable.stateCount(), kRefinementRate,
+                          epsilonFor(options.epis, variable.stateCount()));
+        }
+        if (!going) break;
+    }
+}
+
 std::vector<char> talliedVariables(const ObservedModel& model, const InferenceOptions& options, int given) {
     std::vector<char> tallied(model.network.size(), 0);
     for (int v = 0; v < given; ++v) tallied[v] = options.queried.empty() ? 1 : 0;
@@ -194,6 +235,13 @@ InferenceResult inferByPropagatedImportance(const Network& network, const Eviden
         const Variable& variable = model.network.variables[v];
         importance[v] = importanceTable(variable, messages.lambda[v], epsilonFor(options.epis, variable.stateCount()));
     }
+    const std::function<bool(long)> learning = [&](long) {
+        timer.step();
+        if (!options.maxSeconds) return true;
+        const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
+        return spent.count() < kLearningShare * *options.maxSeconds;
+    };
+    refineTables(model, importance, options, learning);
     const PlannedModel planned = plannedModel(model, importance, talliedVariables(model, options, network.size()));
     const SamplingPlan plan(planned.nodes);
     WeightSums sums(plan.sumCount);
