@@ -22,7 +22,7 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
     command.add_option("-a,--algorithm", run.algorithm, "auto (exact where it is quick, else epis to a target error), epis, ais, lbp, exact, wmb (mini-bucket sampling) or bpis (sampling from converged propagation)")
         ->check(checkAlgorithmName)
         ->capture_default_str();
-    command.add_option("-n,--samples", options.samples, "Samples drawn by epis, ais and wmb")
+    command.add_option("-n,--samples", options.samples, "Samples drawn by epis, ais, wmb and bpis")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
     command.add_option("--propagation-length", options.epis.propagationLength,
@@ -42,6 +42,11 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
         ->check(numberAbove(0.0));
     command.add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
         ->check(wholeNumberAtLeast(1))
+        ->capture_default_str();
+    command.add_option("--damping", options.damping,
+                       "bpis: each propagated message becomes this share of the old one plus the rest of the new, "
+                       "in [0, 1)")
+        ->check(CLI::Range(0.0, 0.999))
         ->capture_default_str();
     // Negative seeds would only alias positive ones (-1 runs as 32767), so they
     // are refused, here as in Python.

@@ -64,16 +64,19 @@ std::vector<char> evidenceAncestors(const Network& network, const std::vector<in
     return included;
 }
 
-// What the run keeps: the network's copy, propagation's messages (two per
-// table entry at most), the importance tables and the plan's two entries per
-// table entry, the sums.
-std::size_t bytesKept(const Network& network, const std::vector<char>& included) {
+// What the run keeps, in table copies: the checked network and the copy
+// with likelihood children, the plan's two entries per table entry; for the
+// evidence's ancestors also the importance tables, the refinement's sums of
+// weights and of their squares, and propagation's messages (at most an
+// entry per table entry). Each job sums weights and squares per state.
+std::size_t bytesKept(const Network& network, const std::vector<char>& included, int jobs) {
     std::size_t entries = 0;
     for (int v = 0; v < network.size(); ++v) {
         const Variable& variable = network.variables[v];
-        const std::size_t copies = included[v] ? 6 : 3;
+        const std::size_t copies = included[v] ? 8 : 4;
         entries = saturatingAdd(entries, saturatingMultiply(copies, variable.table.size()));
-        entries = saturatingAdd(entries, 2 * static_cast<std::size_t>(variable.stateCount()));
+        entries = saturatingAdd(entries, saturatingMultiply(2 * static_cast<std::size_t>(jobs),
+                                                            static_cast<std::size_t>(variable.stateCount())));
     }
     return saturatingMultiply(entries, sizeof(double));
 }
@@ -204,54 +207,12 @@ std::vector<char> talliedVariables(const ObservedModel& model, const InferenceOp
     return tallied;
 }
 
-}  // namespace
-
-InferenceResult inferByPropagatedImportance(const Network& network, const Evidence& evidence,
-                                            const InferenceOptions& options) {
-    if (!options.joint.empty())
-        throw std::invalid_argument("bpis does not add up joint posteriors; use epis or ais");
-    if (options.keepBestSamples > 0) throw std::invalid_argument("bpis does not keep best samples; use epis or ais");
-    RunTimer timer(options.samples, options.progress, options.maxSeconds, options.cancellation);
-    const ObservedModel model = observedModel(network, evidence);
-    const std::vector<char> included = evidenceAncestors(model.network, model.observed);
-    if (const std::size_t bytes = bytesKept(model.network, included); bytes > options.memoryLimitBytes)
-        throw NetworkTooLargeError("bpis needs about " + describeBytes(bytes) +
-                                   " for its tables and messages, above the memory limit of " +
-                                   describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
-
-    const auto start = std::chrono::steady_clock::now();
-    SequentialPropagationSettings settings;
-    settings.damping = options.damping;
-    settings.keepGoing = [&] {
-        timer.step();
-        if (!options.maxSeconds) return true;
-        const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
-        return spent.count() < kPropagationShare * *options.maxSeconds;
-    };
-    const ChildMessages messages = propagateSequentially(model.network, model.observed, included, settings);
-    std::vector<std::vector<double>> importance(model.network.size());
-    for (int v = 0; v < model.network.size(); ++v) {
-        if (!included[v] || model.observed[v] >= 0) continue;
-        const Variable& variable = model.network.variables[v];
-        importance[v] = importanceTable(variable, messages.lambda[v], epsilonFor(options.epis, variable.stateCount()));
-    }
-    const std::function<bool(long)> learning = [&](long) {
-        timer.step();
-        if (!options.maxSeconds) return true;
-        const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
-        return spent.count() < kLearningShare * *options.maxSeconds;
-    };
-    refineTables(model, importance, options, learning);
-    const PlannedModel planned = plannedModel(model, importance, talliedVariables(model, options, network.size()));
-    const SamplingPlan plan(planned.nodes);
-    WeightSums sums(plan.sumCount);
-    SamplingReport report = drawSamples(plan, options, timer, sums);
-    timer.finish();
-
+// The posteriors of the given network's variables, from the final samples.
+InferenceResult answerFrom(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+                           const SamplingPlan& plan, const PlannedModel& planned, const WeightSums& sums,
+                           SamplingReport report) {
     InferenceResult result;
-    result.seconds = timer.seconds();
     result.samplesDrawn = report.drawn;
-    result.propagation = PropagationReport{messages.sweeps, messages.lastChange, messages.converged};
     const int n = network.size();
     result.posteriors.resize(n);
     result.standardErrors.resize(n);
@@ -279,6 +240,50 @@ InferenceResult inferByPropagatedImportance(const Network& network, const Eviden
         result.probabilityOfEvidenceRelativeError = report.errors.meanWeightRelativeError;
     }
     result.sampling = std::move(report);
+    return result;
+}
+
+}  // namespace
+
+InferenceResult inferByPropagatedImportance(const Network& network, const Evidence& evidence,
+                                            const InferenceOptions& options) {
+    if (!options.joint.empty())
+        throw std::invalid_argument("bpis does not add up joint posteriors; use epis or ais");
+    if (options.keepBestSamples > 0) throw std::invalid_argument("bpis does not keep best samples; use epis or ais");
+    RunTimer timer(options.samples, options.progress, options.maxSeconds, options.cancellation);
+    const ObservedModel model = observedModel(network, evidence);
+    const std::vector<char> included = evidenceAncestors(model.network, model.observed);
+    if (const std::size_t bytes = bytesKept(model.network, included, options.jobs); bytes > options.memoryLimitBytes)
+        throw NetworkTooLargeError("bpis needs about " + describeBytes(bytes) +
+                                   " for its tables and messages, above the memory limit of " +
+                                   describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
+
+    const auto start = std::chrono::steady_clock::now();
+    // Whether the stage may go on: within its share of the time budget.
+    const auto withinShare = [&](double share) {
+        timer.step();
+        const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
+        return !options.maxSeconds || spent.count() < share * *options.maxSeconds;
+    };
+    SequentialPropagationSettings settings;
+    settings.damping = options.damping;
+    settings.keepGoing = [&] { return withinShare(kPropagationShare); };
+    const ChildMessages messages = propagateSequentially(model.network, model.observed, included, settings);
+    std::vector<std::vector<double>> importance(model.network.size());
+    for (int v = 0; v < model.network.size(); ++v) {
+        if (!included[v] || model.observed[v] >= 0) continue;
+        const Variable& variable = model.network.variables[v];
+        importance[v] = importanceTable(variable, messages.lambda[v], epsilonFor(options.epis, variable.stateCount()));
+    }
+    refineTables(model, importance, options, [&](long) { return withinShare(kLearningShare); });
+    const PlannedModel planned = plannedModel(model, importance, talliedVariables(model, options, network.size()));
+    const SamplingPlan plan(planned.nodes);
+    WeightSums sums(plan.sumCount);
+    SamplingReport report = drawSamples(plan, options, timer, sums);
+    timer.finish();
+
+    InferenceResult result = answerFrom(network, evidence, options, plan, planned, sums, std::move(report));
+    result.seconds = timer.seconds();
     if (!(sums.total > 0.0))
         throw InferenceError("no sample was compatible with the evidence: every one of " +
                                  std::to_string(sums.drawn) + " samples had weight 0",

@@ -70,8 +70,8 @@ public:
     }
 
     // Sends all messages of family `f` from what its members send it;
-    // returns the largest change, or -1 when the family collapsed (its
-    // messages then stay).
+    // returns the largest change, or -1 when no entry of the family is
+    // compatible with what it was sent (its messages then stay).
     double update(std::size_t f);
 
     std::vector<int> families;
@@ -157,12 +157,9 @@ ChildMessages propagateSequentially(const Network& network, const std::vector<in
                 going = false;
                 break;
             }
-            const double change = graph.update(f);
-            if (change < 0.0) result.collapsed = true;
-            largest = std::max(largest, change);
+            largest = std::max(largest, graph.update(f));
         }
         ++result.sweeps;
-        result.lastChange = largest;
         result.converged = going && largest <= settings.tolerance;
     }
 

@@ -28,12 +28,7 @@ struct SequentialPropagationSettings {
 struct ChildMessages {
     std::vector<std::vector<double>> lambda;
     int sweeps = 0;
-    double lastChange = 0.0;  // largest change of a message in the last sweep
     bool converged = false;
-    // Some family found no state compatible with what it was sent, which
-    // loopy propagation can do on possible evidence; its messages kept their
-    // last values.
-    bool collapsed = false;
 };
 
 // Belief propagation on the factor graph of the families of the `included`
@@ -41,7 +36,9 @@ struct ChildMessages {
 // clamped: family by family in an order shuffled each sweep, every family
 // sending all its messages from the latest ones it was sent. Unlike the
 // synchronous schedule it converges on most networks, and damping helps
-// where it does not.
+// where it does not. A family that finds no state compatible with what it
+// was sent (loopy propagation can, on possible evidence) keeps its last
+// messages.
 ChildMessages propagateSequentially(const Network& network, const std::vector<int>& observed,
                                     const std::vector<char>& included, const SequentialPropagationSettings& settings);
 
