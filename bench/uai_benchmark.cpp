@@ -71,6 +71,9 @@ int main(int argc, char** argv) {
     app.add_option("--jobs", inference.jobs, "Threads of a sampling run")
         ->check(samplenet_cli::wholeNumberAtLeast(1))
         ->capture_default_str();
+    app.add_option("--damping", inference.damping, "Damping of bpis's propagation, in [0, 1)")
+        ->check(CLI::Range(0.0, 0.999))
+        ->capture_default_str();
     app.add_option("--only", settings.only, "Run only this instance (NAME of NAME.uai); repeatable");
     app.add_option("--within", options.within, "Also count the runs within this largest error")
         ->check(samplenet_cli::numberAbove(0.0))

@@ -7,7 +7,7 @@
 namespace samplenet_cli {
 
 std::string checkAlgorithmName(const std::string& name) {
-    return samplenet::algorithmNamed(name) ? "" : "unknown algorithm \"" + name + "\"; use auto, epis, ais, lbp, exact or wmb";
+    return samplenet::algorithmNamed(name) ? "" : "unknown algorithm \"" + name + "\"; use auto, epis, ais, lbp, exact, wmb or bpis";
 }
 
 CLI::Validator wholeNumberAtLeast(long minimum) {

@@ -19,12 +19,12 @@ std::size_t memoryLimitBytes(double gib) {
 
 void addRunOptions(CLI::App& command, RunOptions& run) {
     auto& options = run.options;
-    command.add_option("-a,--algorithm", run.algorithm, "auto (exact where it is quick, else epis to a target error), epis, ais, lbp, exact or wmb (mini-bucket sampling)")
+    command.add_option("-a,--algorithm", run.algorithm, "auto (exact where it is quick, else epis to a target error), epis, ais, lbp, exact, wmb (mini-bucket sampling) or bpis (sampling from converged propagation)")
         ->check(checkAlgorithmName)
         ->capture_default_str();
     command
         .add_option("-n,--samples", run.samples,
-                    "Samples drawn by epis, ais and wmb. With --target-error, the most to draw, and no cap "
+                    "Samples drawn by epis, ais, wmb and bpis. With --target-error, the most to draw, and no cap "
                     "when not given: the run goes on until the target is met or --max-seconds (default 10 "
                     "with a target) is spent")
         ->check(wholeNumberAtLeast(1))
@@ -47,6 +47,11 @@ void addRunOptions(CLI::App& command, RunOptions& run) {
         ->check(numberAbove(0.0));
     command.add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
         ->check(wholeNumberAtLeast(1))
+        ->capture_default_str();
+    command.add_option("--damping", options.damping,
+                       "bpis: each propagated message becomes this share of the old one plus the rest of the new, "
+                       "in [0, 1)")
+        ->check(CLI::Range(0.0, 0.999))
         ->capture_default_str();
     // Negative seeds would only alias positive ones (-1 runs as 32767), so they
     // are refused, here as in Python.

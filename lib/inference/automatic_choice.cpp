@@ -42,10 +42,13 @@ AutomaticRun attempt(const Network& network, const Evidence& evidence, const Inf
 }
 
 // The samplers auto tries, in order, until one gives a reliable answer:
-// mini-bucket sampling to a target error, then (where a sample count caps
-// the runs) with ten times the samples, then EPIS-BN, then EPIS-BN with a
-// longer propagation. Joint posteriors and best samples come from EPIS-BN
-// alone, so it starts there.
+// sampling from converged propagation to a target error (mini-bucket
+// proposals collapse where unlikely evidence meets buckets that had to be
+// split, and then take the whole budget; this one gives up at once where
+// determinism leaves its samples no weight), then mini-bucket sampling,
+// then (where a sample count caps the runs) with ten times the samples,
+// then EPIS-BN, then EPIS-BN with a longer propagation. Joint posteriors
+// and best samples come from EPIS-BN alone, so it starts there.
 std::vector<InferenceOptions> escalation(const InferenceOptions& options) {
     const bool episOnly = !options.joint.empty() || options.keepBestSamples > 0;
     InferenceOptions first = withAlgorithm(options, episOnly ? Algorithm::Epis : Algorithm::MiniBucket);
@@ -57,9 +60,16 @@ std::vector<InferenceOptions> escalation(const InferenceOptions& options) {
         steps.push_back(more);
     }
     InferenceOptions propagated = withAlgorithm(first, Algorithm::Epis);
-    if (!episOnly) steps.push_back(propagated);
-    propagated.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
+    InferenceOptions longPropagation = propagated;
+    longPropagation.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
+    if (episOnly) {
+        steps.push_back(longPropagation);
+        return steps;
+    }
+    // Converged propagation is tried first, with the larger sample count.
+    steps.insert(steps.begin(), withAlgorithm(steps.back(), Algorithm::Propagated));
     steps.push_back(propagated);
+    steps.push_back(longPropagation);
     return steps;
 }
 

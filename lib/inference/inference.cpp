@@ -18,6 +18,7 @@
 #include "lib/inference/likelihood_evidence.h"
 #include "lib/inference/mini_bucket_run.h"
 #include "lib/inference/network_adapter.h"
+#include "lib/inference/propagated_sampling_run.h"
 #include "lib/inference/sampling_tallies.h"
 #include "lib/util/byte_size.h"
 
@@ -29,13 +30,14 @@ constexpr int kNoWeight = -5;
 constexpr int kZeroBelief = -26;
 constexpr double kMaxSeconds = 365.0 * 24 * 3600;
 
-constexpr std::array<std::pair<Algorithm, std::string_view>, 6> kAlgorithmNames{{
+constexpr std::array<std::pair<Algorithm, std::string_view>, 7> kAlgorithmNames{{
     {Algorithm::Epis, "epis"},
     {Algorithm::Ais, "ais"},
     {Algorithm::Lbp, "lbp"},
     {Algorithm::Exact, "exact"},
     {Algorithm::Auto, "auto"},
     {Algorithm::MiniBucket, "wmb"},
+    {Algorithm::Propagated, "bpis"},
 }};
 
 void checkOptions(const InferenceOptions& options) {
@@ -43,6 +45,7 @@ void checkOptions(const InferenceOptions& options) {
     if (options.lbpIterations < 1) throw std::invalid_argument("the number of iterations must be at least 1");
     if (options.lbpTolerance && !(*options.lbpTolerance > 0.0))
         throw std::invalid_argument("the tolerance must be above 0");
+    if (!(options.damping >= 0.0 && options.damping < 1.0)) throw std::invalid_argument("the damping must lie in [0, 1)");
     if (options.jobs < 1) throw std::invalid_argument("the number of jobs must be at least 1");
     if (options.targetError && !(*options.targetError > 0.0 && *options.targetError < 1.0))
         throw std::invalid_argument("the target error must lie between 0 and 1");
@@ -267,6 +270,7 @@ InferenceResult infer(const Network& given, const Evidence& evidence, const Infe
         case Algorithm::Lbp: return engineRun(network, evidence, options);
         case Algorithm::Exact: return exactRun(network, evidence, options);
         case Algorithm::MiniBucket: return inferByMiniBuckets(network, evidence, options);
+        case Algorithm::Propagated: return inferByPropagatedImportance(network, evidence, options);
         case Algorithm::Auto: break;
     }
     throw std::invalid_argument("unknown algorithm");

@@ -23,6 +23,7 @@ enum class Algorithm {
     Exact, // junction tree; refuses networks whose cliques exceed the memory limit
     Auto,  // exact where it is quick, else EPIS with a precision target, with fallbacks
     MiniBucket,  // importance sampling from a memory-bounded weighted mini-bucket elimination, backtracking on zeros
+    Propagated,  // importance sampling from tables of belief propagation run to convergence, sequentially
 };
 
 std::string_view algorithmName(Algorithm algorithm);
@@ -67,6 +68,8 @@ struct InferenceOptions {
     // LBP stops early once no belief changes by more than this in an
     // iteration; the result says whether it did.
     std::optional<double> lbpTolerance;
+    // bpis: a propagated message becomes damping * old + (1 - damping) * new.
+    double damping = 0.0;
     // Inference refuses networks whose tables would need more: exact
     // inference its clique tables, the other algorithms their working
     // copies of the network's tables. Mini-bucket sampling also bounds its

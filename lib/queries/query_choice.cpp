@@ -46,7 +46,8 @@ QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& ev
                     "epis: " + exact.why};
         }
         case Algorithm::Lbp:
-        case Algorithm::MiniBucket: break;
+        case Algorithm::MiniBucket:
+        case Algorithm::Propagated: break;
     }
     throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
                                 " gives no explanation: use exact, epis, ais or auto");
@@ -92,7 +93,8 @@ QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& 
             return {std::move(*run.result.joint), run.used.algorithm, run.result.choice, std::move(run.result.sampling)};
         }
         case Algorithm::Lbp:
-        case Algorithm::MiniBucket: break;
+        case Algorithm::MiniBucket:
+        case Algorithm::Propagated: break;
     }
     throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
                                 " gives no joint posterior: use exact, epis, ais or auto");

@@ -22,7 +22,8 @@ BestSamples::BestSamples(const SampleNet& net, const SamplingPlan& plan, std::si
     }
 }
 
-void BestSamples::observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights) {
+void BestSamples::observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights,
+                          const int* /*exponents*/) {
     scores.assign(standing, 0.0);
     column.resize(rowLength);
     for (std::size_t i = 0; i < plan.nodes.size(); ++i) {

@@ -26,7 +26,8 @@ class BestSamples : public BlockObserver {
 public:
     BestSamples(const SampleNet& net, const SamplingPlan& plan, std::size_t kept);
 
-    void observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights) override;
+    void observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights,
+                 const int* exponents) override;
     // Adds the other's samples; among equal scores the earlier stays first.
     void merge(const BestSamples& other);
 

@@ -74,7 +74,7 @@ int BlockSampler::drawBlock(int count, WeightSums& sums) {
     }
     const int standing = ended >= 0 ? ended + 1 : count;
     addBlock(standing, sums);
-    if (observer) observer->observe(states.data(), static_cast<std::size_t>(capacity), standing, weight.data());
+    if (observer) observer->observe(states.data(), static_cast<std::size_t>(capacity), standing, weight.data(), exponent.data());
     return standing;
 }
 

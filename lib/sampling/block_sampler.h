@@ -27,8 +27,10 @@ public:
     virtual ~BlockObserver() = default;
     // `states` holds per node (in the plan's order) a row of `rowLength`
     // states; the first `standing` samples of the block count, and those of
-    // them with a positive weight are complete.
-    virtual void observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights) = 0;
+    // them with a positive weight are complete. A sample's weight is
+    // ldexp(weights[j], exponents[j]).
+    virtual void observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights,
+                         const int* exponents) = 0;
 };
 
 // With the standard generator, draws weighted samples exactly as the

@@ -53,6 +53,21 @@ struct SamplingPlan {
 
     explicit SamplingPlan(const SampleNet& net, const Tallies& tallies = {});
 
+    // A node as a host lays it out: its tables hold a column of its states
+    // per state of its parents (the last parent varying fastest). Parents
+    // are indices of earlier nodes.
+    struct HostNode {
+        std::int32_t evidence;  // observed state, or -1 for a drawn node
+        std::uint32_t stateCount;
+        std::vector<std::uint32_t> parents;
+        const double* probability;
+        const double* importance;  // drawn nodes
+        bool tallied;
+    };
+    // A plan of host tables, in the order given (parents first); it adds up
+    // no joint.
+    explicit SamplingPlan(const std::vector<HostNode>& hostNodes);
+
     std::vector<Node> nodes;
     std::vector<std::uint32_t> parents;
     std::vector<std::uint32_t> columnStrides;

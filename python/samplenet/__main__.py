@@ -45,7 +45,7 @@ def parser() -> argparse.ArgumentParser:
     command = commands.add_parser("batch", help="posteriors for every row of a CSV file of evidence cases")
     command.add_argument("network")
     command.add_argument("cases", help="CSV: a header of node names, one case per row, empty cells unobserved")
-    command.add_argument("-a", "--algorithm", default="epis", choices=["epis", "ais", "lbp", "exact", "wmb"])
+    command.add_argument("-a", "--algorithm", default="epis", choices=["epis", "ais", "lbp", "exact", "wmb", "bpis"])
     command.add_argument("-n", "--samples", type=int)
     command.add_argument("--iterations", type=int, default=50)
     command.add_argument("--propagation-length", type=int, default=4)

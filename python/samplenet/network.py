@@ -167,7 +167,7 @@ class Network:
             A node cannot be both observed and set (EvidenceError).
         algorithm: "auto" (default: exact inference where the junction tree
             is small, else epis to a target error of 0.01; result.choice says
-            which ran and why), "epis", "ais", "lbp", "exact" or "wmb"
+            which ran and why), "epis", "ais", "lbp", "exact", "wmb" or "bpis"
             (importance sampling from a memory-bounded weighted mini-bucket
             elimination, backtracking out of zeros).
         samples: samples of epis, ais and wmb (default 100,000). With

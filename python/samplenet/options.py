@@ -8,7 +8,7 @@ import numbers
 from samplenet import _core
 from samplenet.errors import OptionError
 
-ALGORITHMS = ("auto", "epis", "ais", "lbp", "exact", "wmb")
+ALGORITHMS = ("auto", "epis", "ais", "lbp", "exact", "wmb", "bpis")
 _INT_MAX = 2**31 - 1
 _LONG_MAX = 2**63 - 1
 _YEAR = 365 * 24 * 3600

@@ -114,7 +114,7 @@ void bindInference(nb::module_& module) {
             [](InferenceOptions& options, const std::string& name) {
                 const auto algorithm = samplenet::algorithmNamed(name);
                 if (!algorithm)
-                    throw std::invalid_argument("unknown algorithm \"" + name + "\"; use auto, epis, ais, lbp, exact or wmb");
+                    throw std::invalid_argument("unknown algorithm \"" + name + "\"; use auto, epis, ais, lbp, exact, wmb or bpis");
                 options.algorithm = *algorithm;
             })
         .def_rw("samples", &InferenceOptions::samples)

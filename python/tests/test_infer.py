@@ -80,7 +80,7 @@ def test_bad_evidence_and_options_raise_with_clear_messages(asia):
             asia.infer(**kwargs)
 
 
-@pytest.mark.parametrize("algorithm", ["epis", "ais", "lbp", "exact", "wmb"])
+@pytest.mark.parametrize("algorithm", ["epis", "ais", "lbp", "exact", "wmb", "bpis"])
 def test_results_equal_the_command_line_bit_for_bit(alarm, cli, algorithm):
     evidence = {"BP": "LOW", "HRSAT": "HIGH"}
     command = [cli, "infer", str(NETWORKS / "alarm.bif.gz"), "-a", algorithm, "-n", "3000", "--seed", "4242",

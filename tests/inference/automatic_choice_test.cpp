@@ -56,7 +56,7 @@ TEST(AutomaticChoice, JudgesExactInferenceByTheTreeOfTheQuery) {
 }
 
 // A network whose junction tree is far above the memory limit goes to
-// mini-bucket sampling with a target error.
+// sampling from converged propagation with a target error.
 TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
     const auto network = fourHundredVariables();
     InferenceOptions options = automatic();
@@ -64,21 +64,23 @@ TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
     // A budget that no build (sanitizers included) reaches keeps the
     // numbers free of the clock.
     options.maxSeconds = 3600.0;
+    options.samples = 5000;
     const auto run = samplenet::inferAutomatically(network, Evidence{{{399, 0}}, {}}, options);
-    EXPECT_EQ(run.used.algorithm, Algorithm::MiniBucket);
+    EXPECT_EQ(run.used.algorithm, Algorithm::Propagated);
     ASSERT_TRUE(run.used.targetError.has_value());
     EXPECT_EQ(*run.used.targetError, 0.01);
     EXPECT_TRUE(run.result.sampling->targetMet.value_or(false));
-    EXPECT_EQ(run.result.choice, "wmb: the junction tree exceeds the memory limit of 1 MiB");
+    EXPECT_EQ(run.result.choice, "bpis: the junction tree exceeds the memory limit of 1 MiB");
     // infer() with the automatic choice gives the same numbers.
     EXPECT_EQ(samplenet::infer(network, Evidence{{{399, 0}}, {}}, options).posteriors, run.result.posteriors);
 }
 
 }  // namespace
 
-// An answer worth too few samples is not the end: auto draws more, and says
-// what it tried; when nothing is reliable it keeps the answer worth the most
-// samples, and says that too.
+// Sampling from propagation starts with ten times the samples; an answer
+// worth too few samples is not the end: auto goes on to the other
+// samplers, and says what it tried; when nothing is reliable it keeps the
+// answer worth the most samples, and says that too.
 TEST(AutomaticChoice, EscalatesFromAnUnreliableAnswer) {
     const auto network = fourHundredVariables();
     InferenceOptions options = automatic();
@@ -86,15 +88,16 @@ TEST(AutomaticChoice, EscalatesFromAnUnreliableAnswer) {
     options.samples = 60;
     options.targetError = 0.2;
     const Evidence evidence{{{399, 0}}, {}};
-    const auto more = samplenet::inferAutomatically(network, evidence, options);
-    EXPECT_EQ(more.used.samples, 600);
-    EXPECT_TRUE(more.result.sampling->targetMet.value_or(false));
-    EXPECT_NE(more.result.choice.find("(tried before: wmb (at most 60 samples): "),
-              std::string::npos)
-        << more.result.choice;
+    const auto first = samplenet::inferAutomatically(network, evidence, options);
+    EXPECT_EQ(first.used.algorithm, Algorithm::Propagated);
+    EXPECT_EQ(first.used.samples, 600);
+    EXPECT_TRUE(first.result.sampling->targetMet.value_or(false));
 
     options.targetError = 1e-6;
     const auto none = samplenet::inferAutomatically(network, evidence, options);
     EXPECT_NE(none.result.choice.find("no sampler gave a reliable answer"), std::string::npos) << none.result.choice;
+    EXPECT_NE(none.result.choice.find("(tried: bpis (at most 600 samples): "), std::string::npos)
+        << none.result.choice;
+    EXPECT_NE(none.result.choice.find("; wmb (at most 60 samples): "), std::string::npos) << none.result.choice;
     EXPECT_FALSE(none.result.sampling->targetMet.value_or(true));
 }
