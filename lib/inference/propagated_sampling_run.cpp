@@ -14,6 +14,7 @@
 #include "lib/inference/sequential_propagation.h"
 #include "lib/sampling/generator_stream.h"
 #include "lib/sampling/parallel_draws.h"
+#include "lib/util/byte_size.h"
 
 namespace samplenet {
 
@@ -143,10 +144,10 @@ SamplingReport drawSamples(const SamplingPlan& plan, const InferenceOptions& opt
     SamplingReport report;
     if (options.targetError) {
         report.targetMet = drawToTarget(
-            *options.targetError, options.samples, [&](long samples) { return draws.drawRound(samples, keepGoing); },
+            *options.targetError, sampleLimit(options), [&](long samples) { return draws.drawRound(samples, keepGoing); },
             [&] { return estimateErrors(plan, draws.merged()); });
     } else {
-        draws.drawRound(options.samples, keepGoing);
+        draws.drawRound(sampleLimit(options), keepGoing);
     }
     sums = draws.merged();
     report.drawn = sums.drawn;
@@ -164,7 +165,7 @@ SamplingReport drawSamples(const SamplingPlan& plan, const InferenceOptions& opt
 // round's weights estimate, while `keepGoing` says so.
 void refineTables(const ObservedModel& model, std::vector<std::vector<double>>& importance, const InferenceOptions& options,
                   const std::function<bool(long)>& keepGoing) {
-    const long samples = std::clamp(static_cast<long>(options.samples) / kRefinementRounds, kLeastRefinementSamples,
+    const long samples = std::clamp(static_cast<long>(sampleLimit(options)) / kRefinementRounds, kLeastRefinementSamples,
                                     kMostRefinementSamples);
     const std::vector<char> untallied(model.network.size(), 0);
     const std::uint64_t start = streamStart(options);
@@ -250,7 +251,7 @@ InferenceResult inferByPropagatedImportance(const Network& network, const Eviden
     if (!options.joint.empty())
         throw std::invalid_argument("bpis does not add up joint posteriors; use epis or ais");
     if (options.keepBestSamples > 0) throw std::invalid_argument("bpis does not keep best samples; use epis or ais");
-    RunTimer timer(options.samples, options.progress, options.maxSeconds, options.cancellation);
+    RunTimer timer(sampleLimit(options), options.progress, timeBudget(options), options.cancellation);
     const ObservedModel model = observedModel(network, evidence);
     const std::vector<char> included = evidenceAncestors(model.network, model.observed);
     if (const std::size_t bytes = bytesKept(model.network, included, options.jobs); bytes > options.memoryLimitBytes)
@@ -259,11 +260,12 @@ InferenceResult inferByPropagatedImportance(const Network& network, const Eviden
                                    describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
 
     const auto start = std::chrono::steady_clock::now();
+    const std::optional<double> budget = timeBudget(options);
     // Whether the stage may go on: within its share of the time budget.
     const auto withinShare = [&](double share) {
         timer.step();
         const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
-        return !options.maxSeconds || spent.count() < share * *options.maxSeconds;
+        return !budget || spent.count() < share * *budget;
     };
     SequentialPropagationSettings settings;
     settings.damping = options.damping;

@@ -57,7 +57,7 @@ TEST(TargetStopping, AutoDrawsToItsTargetWithoutASampleCount) {
     InferenceOptions options = toTarget(Algorithm::Auto, 0.006);
     options.memoryLimitBytes = std::size_t{1} << 18;
     const auto run = samplenet::inferAutomatically(network, Evidence{{{99, 0}}, {}}, options);
-    EXPECT_EQ(run.result.choice, "wmb: the junction tree exceeds the memory limit of 256 KiB");
+    EXPECT_EQ(run.result.choice, "bpis: the junction tree exceeds the memory limit of 256 KiB");
     EXPECT_TRUE(run.result.sampling->targetMet.value_or(false));
     EXPECT_GT(run.result.sampling->drawn, samplenet::kDefaultSamples);
 }
