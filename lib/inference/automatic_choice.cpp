@@ -136,11 +136,13 @@ AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidenc
         InferenceOptions step = steps[k];
         // A step that a sample count caps may spend what is left of the
         // budget, as it ends by its count; an uncapped one ends only with
-        // its time, so each gets an equal share of what is left, leaving
-        // some to the steps after it. Escalation stops when nothing is left.
+        // its time, so it gets half of what is left (the last one all of
+        // it): the steps come in the order most likely to succeed, and the
+        // later ones keep some time. Escalation stops when nothing is left.
         const double left = budget - std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         if (!tried.empty() && left <= kLeastSecondsForAStep) break;
-        const double share = drawsToTargetUncapped(step) ? left / static_cast<double>(steps.size() - k) : left;
+        const bool last = k + 1 == steps.size();
+        const double share = drawsToTargetUncapped(step) && !last ? left / 2 : left;
         step.maxSeconds = std::max(share, kLeastSecondsForAStep);
         const std::string name(algorithmName(step.algorithm));
         try {
