@@ -12,6 +12,7 @@
 #include "lib/formats/formats.h"
 #include "lib/inference/inference.h"
 #include "lib/inference/mini_bucket_run.h"
+#include "tests/support/sampling_options.h"
 #include "tests/support/tiny_network.h"
 
 namespace {
@@ -19,11 +20,7 @@ namespace {
 using namespace samplenet;
 
 InferenceOptions wmb(int samples = 20000) {
-    InferenceOptions options;
-    options.algorithm = Algorithm::MiniBucket;
-    options.samples = samples;
-    options.seed = 11;
-    return options;
+    return testing_support::samplingOptions(Algorithm::MiniBucket, samples, 11);
 }
 
 // Every entry within five of its standard errors (plus rounding), and P(e)

@@ -14,6 +14,7 @@
 #include "lib/inference/proposal_refinement.h"
 #include "lib/inference/sequential_propagation.h"
 #include "tests/support/random_network.h"
+#include "tests/support/sampling_options.h"
 #include "tests/support/tiny_network.h"
 
 namespace {
@@ -21,11 +22,7 @@ namespace {
 using namespace samplenet;
 
 InferenceOptions bpis(int samples = 20000) {
-    InferenceOptions options;
-    options.algorithm = Algorithm::Propagated;
-    options.samples = samples;
-    options.seed = 7;
-    return options;
+    return testing_support::samplingOptions(Algorithm::Propagated, samples, 7);
 }
 
 // On a tree (a parent at most per variable) converged propagation is
