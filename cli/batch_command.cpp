@@ -99,7 +99,8 @@ CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments) {
                         "CSV file: a header of node names, one case per row; an empty cell is unobserved, "
                         "a cell holds a state or \"[l1,l2,...]\"")
         ->required();
-    addRunOptions(*command, arguments.run);
+    // --jobs spreads cases over processes here; each case samples on one thread.
+    addRunOptions(*command, arguments.run, {"jobs"});
     command->add_option("-q,--query", arguments.queries, "Output only this node; repeatable")->allow_extra_args(false);
     addInterventionOption(*command, arguments.interventions);
     command->add_option("-j,--jobs", arguments.jobs, "Processes to run cases on (default: one per core)")
@@ -113,8 +114,8 @@ CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments) {
     return command;
 }
 
-void runBatch(BatchArguments arguments, const CLI::App& command) {
-    samplenet::InferenceOptions options = inferenceOptions(arguments.run, command);
+void runBatch(BatchArguments arguments) {
+    samplenet::InferenceOptions options = inferenceOptions(arguments.run);
     // Case seeds derive from the run's seed, so that without --seed cases
     // still differ from each other.
     const long runSeed = options.seed ? *options.seed : static_cast<long>(std::random_device{}() & 0x7fffffff);

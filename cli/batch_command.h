@@ -29,6 +29,6 @@ CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments);
 // left out, or, with --on-error fail, stops the run. An output file appears
 // only when every case is written; SIGINT or SIGTERM stop the workers and
 // end the process by that signal, with no output file.
-void runBatch(BatchArguments arguments, const CLI::App& command);
+void runBatch(BatchArguments arguments);
 
 }  // namespace samplenet_cli

@@ -52,8 +52,8 @@ CLI::App* addExploreCommand(CLI::App& app, ExploreArguments& arguments) {
     return command;
 }
 
-void runExplore(ExploreArguments arguments, const CLI::App& command) {
-    InferenceRun run = prepareInference(arguments.inference, command);
+void runExplore(ExploreArguments arguments) {
+    InferenceRun run = prepareInference(arguments.inference);
     queriedVariables(run.network, arguments.inference.queries);  // refuses unknown names now
     run.options.progress = nullptr;                              // the page shows progress instead
     const std::string query = pageQuery(run.network, run.evidence, arguments.inference.queries);

@@ -16,6 +16,6 @@ CLI::App* addExploreCommand(CLI::App& app, ExploreArguments& arguments);
 // Reads the network, starts the explore page's server on 127.0.0.1, prints
 // its address (with any -e evidence and -q nodes in it) and serves until the
 // process is stopped.
-void runExplore(ExploreArguments arguments, const CLI::App& command);
+void runExplore(ExploreArguments arguments);
 
 }  // namespace samplenet_cli

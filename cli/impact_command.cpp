@@ -48,8 +48,8 @@ CLI::App* addImpactCommand(CLI::App& app, ImpactArguments& arguments) {
     return command;
 }
 
-void runImpact(ImpactArguments arguments, const CLI::App& command) {
-    InferenceRun run = prepareInference(arguments.inference, command);
+void runImpact(ImpactArguments arguments) {
+    InferenceRun run = prepareInference(arguments.inference);
     const int target = variablesNamed(run.network, {arguments.target}, "--target").front();
     refuseIntervened(run, {target}, "target");
     std::vector<int> candidates =

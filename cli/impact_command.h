@@ -20,6 +20,6 @@ CLI::App* addImpactCommand(CLI::App& app, ImpactArguments& arguments);
 
 // Prints the candidates ranked by what observing each would tell about the
 // target; throws on any failure before printing.
-void runImpact(ImpactArguments arguments, const CLI::App& command);
+void runImpact(ImpactArguments arguments);
 
 }  // namespace samplenet_cli

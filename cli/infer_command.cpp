@@ -28,8 +28,8 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
     return command;
 }
 
-void runInfer(InferArguments arguments, const CLI::App& command) {
-    InferenceRun run = prepareInference(arguments.inference, command);
+void runInfer(InferArguments arguments) {
+    InferenceRun run = prepareInference(arguments.inference);
     if (arguments.query.asked()) {
         std::cout << answerQuery(arguments.query, run, *outputFormatNamed(arguments.format), arguments.inference.queries);
         return;

@@ -17,6 +17,6 @@ struct InferArguments {
 CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments);
 
 // Prints the posteriors on stdout; throws on any failure before printing.
-void runInfer(InferArguments arguments, const CLI::App& command);
+void runInfer(InferArguments arguments);
 
 }  // namespace samplenet_cli

@@ -9,7 +9,6 @@
 #include "cli/read_limit_options.h"
 #include "lib/formats/formats.h"
 #include "lib/inference/answer_reliability.h"
-#include "lib/inference/automatic_choice.h"
 #include "lib/formats/evidence_parser.h"
 #include "cli/progress_bar.h"
 
@@ -42,40 +41,12 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
     // A user who does not choose gets the automatic choice.
     arguments.run.algorithm = "auto";
     addRunOptions(command, arguments.run);
-    command
-        .add_option("--jobs", arguments.run.options.jobs,
-                    "Threads that share the samples of one epis or ais run; results depend on the seed and "
-                    "the job count, and 1 gives the single-threaded results")
-        ->check(wholeNumberAtLeast(1))
-        ->capture_default_str();
-    command
-        .add_option("--generator", arguments.generator,
-                    "Random numbers of epis and ais: standard (its 2^31 numbers repeat after 2^31 / unobserved "
-                    "nodes samples) or wide (period 2^64, for longer runs)")
-        ->check([](const std::string& name) {
-            return name == "standard" || name == "wide" ? "" : "unknown generator \"" + name + "\"; use standard or wide";
-        })
-        ->capture_default_str();
-    command
-        .add_option("--target-error", arguments.targetError,
-                    "Epis, ais and wmb draw in rounds until every posterior is within this of the truth with 95% "
-                    "confidence, or --max-seconds is spent (10 by default when -n is not given); -n, when given, is the "
-                    "most samples to draw")
-        ->check(numberAbove(0.0));
-    command
-        .add_option("--tolerance", arguments.tolerance,
-                    "Lbp stops once no belief changes by more than this in an iteration (at most --iterations), "
-                    "and says whether it converged")
-        ->check(numberAbove(0.0));
     addReadLimitOptions(&command, arguments.readLimits);
 }
 
-InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& command) {
-    samplenet::InferenceOptions options = inferenceOptions(arguments.run, command);
+InferenceRun prepareInference(InferenceArguments arguments) {
+    samplenet::InferenceOptions options = inferenceOptions(arguments.run);
     options.progress = samplenet::terminalProgressBar();
-    options.generator = arguments.generator == "wide" ? samplenet::Generator::Wide : samplenet::Generator::Standard;
-    if (command.count("--target-error") > 0) options.targetError = arguments.targetError;
-    if (command.count("--tolerance") > 0) options.lbpTolerance = arguments.tolerance;
 
     const bool builtIn = arguments.networkPath.empty();
     InferenceRun run{builtIn ? kExampleNetworkDescription : arguments.networkPath,
@@ -90,14 +61,10 @@ InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& comm
 void runInference(InferenceRun& run) {
     const InterruptibleRun interruptible;
     run.options.cancellation = interruptible.cancellation();
-    if (run.options.algorithm == samplenet::Algorithm::Auto) {
-        // Reports describe the run that produced the numbers.
-        samplenet::AutomaticRun chosen = samplenet::inferAutomatically(run.network, run.evidence, run.options);
-        run.result = std::move(chosen.result);
-        run.options = chosen.used;
-    } else {
-        run.result = samplenet::infer(run.network, run.evidence, run.options);
-    }
+    run.result = samplenet::infer(run.network, run.evidence, run.options);
+    // Reports describe the run that produced the numbers (for auto, the step
+    // that answered).
+    run.options = run.result.settings;
     const auto budget = samplenet::timeBudget(run.options);
     if (budget && run.result.samplesDrawn && *run.result.samplesDrawn < samplenet::sampleLimit(run.options) &&
         !(run.result.sampling && run.result.sampling->targetMet == true))

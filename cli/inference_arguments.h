@@ -28,9 +28,6 @@ struct InferenceArguments {
     EvidenceArguments evidence;
     std::vector<std::string> interventions;  // --do NODE=STATE
     RunOptions run;
-    std::string generator = "standard";
-    double targetError = 0.0;  // used only when given
-    double tolerance = 0.0;    // used only when given
     std::vector<std::string> queries;
     samplenet::ReadLimits readLimits;
 };
@@ -54,7 +51,7 @@ struct InferenceRun {
 // Reads the network, the evidence and the interventions, cuts the network
 // for the interventions and settles the options; throws on any failure.
 // The command checks the rest of its arguments, then calls runInference.
-InferenceRun prepareInference(InferenceArguments arguments, const CLI::App& command);
+InferenceRun prepareInference(InferenceArguments arguments);
 // Runs it, and says on stderr, where it reaches the user whatever the
 // output, when the time budget cut sampling short.
 void runInference(InferenceRun& run);

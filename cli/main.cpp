@@ -73,17 +73,17 @@ int runCommand(int argc, char** argv) {
     }
 
     try {
-        if (infer->parsed()) samplenet_cli::runInfer(inferArguments, *infer);
+        if (infer->parsed()) samplenet_cli::runInfer(inferArguments);
         if (info->parsed()) samplenet_cli::runInfo(infoArguments);
         if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
-        if (plot->parsed()) samplenet_cli::runPlot(plotArguments, *plot);
-        if (batch->parsed()) samplenet_cli::runBatch(batchArguments, *batch);
+        if (plot->parsed()) samplenet_cli::runPlot(plotArguments);
+        if (batch->parsed()) samplenet_cli::runBatch(batchArguments);
         if (generate->parsed()) samplenet_cli::runGenerate(generateArguments);
-        if (explore->parsed()) samplenet_cli::runExplore(exploreArguments, *explore);
+        if (explore->parsed()) samplenet_cli::runExplore(exploreArguments);
         if (dsep->parsed()) samplenet_cli::runDsep(dsepArguments);
         if (sample->parsed()) samplenet_cli::runSample(sampleArguments, *sample);
-        if (impact->parsed()) samplenet_cli::runImpact(impactArguments, *impact);
+        if (impact->parsed()) samplenet_cli::runImpact(impactArguments);
     } catch (const samplenet::RunCancelled&) {
         std::cerr << "samplenet: interrupted\n";
         return kInterrupted;

@@ -2,12 +2,12 @@
 
 #include <charconv>
 
-#include "lib/inference/inference.h"
+#include "lib/inference/algorithm.h"
 
 namespace samplenet_cli {
 
 std::string checkAlgorithmName(const std::string& name) {
-    return samplenet::algorithmNamed(name) ? "" : "unknown algorithm \"" + name + "\"; use auto, epis, ais, lbp, exact, wmb or bpis";
+    return samplenet::unknownAlgorithmMessage(name);
 }
 
 CLI::Validator wholeNumberAtLeast(long minimum) {

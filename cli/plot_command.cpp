@@ -30,8 +30,8 @@ CLI::App* addPlotCommand(CLI::App& app, PlotArguments& arguments) {
     return command;
 }
 
-void runPlot(PlotArguments arguments, const CLI::App& command) {
-    InferenceRun run = prepareInference(arguments.inference, command);
+void runPlot(PlotArguments arguments) {
+    InferenceRun run = prepareInference(arguments.inference);
     const samplenet::PictureSelection nodes =
         samplenet::selectPictureNodes(run.network, queriedVariables(run.network, arguments.inference.queries));
     runInference(run);

@@ -16,6 +16,6 @@ CLI::App* addPlotCommand(CLI::App& app, PlotArguments& arguments);
 
 // Runs inference and draws the network with its posteriors into the output
 // file; throws on any failure, before anything is written.
-void runPlot(PlotArguments arguments, const CLI::App& command);
+void runPlot(PlotArguments arguments);
 
 }  // namespace samplenet_cli

@@ -9,6 +9,7 @@
 #include "cli/html_report.h"
 #include "cli/intervention_options.h"
 #include "lib/inference/answer_reliability.h"
+#include "lib/output/result_json.h"
 
 namespace samplenet_cli {
 
@@ -16,11 +17,7 @@ namespace {
 
 using samplenet::Algorithm;
 
-// Loopy belief propagation stops where its messages stop changing, which
-// may be far from the posteriors.
-constexpr const char* kConvergedMeans =
-    "a fixed point was reached (no belief changed by more than the tolerance), not that the beliefs are accurate: "
-    "loopy belief propagation gives no error bound";
+using samplenet::kConvergedMeans;
 
 std::string likelihoodText(const std::vector<double>& likelihood) {
     return fmt::format("[{}]", fmt::join(likelihood, ","));
@@ -122,57 +119,10 @@ std::string tableReport(const PosteriorReport& report) {
 
 std::string jsonReport(const PosteriorReport& report) {
     nlohmann::ordered_json json;
-    const auto& options = report.options;
     json["network"] = report.source;
-    json["algorithm"] = samplenet::algorithmName(options.algorithm);
-    if (!report.result.choice.empty()) json["chosen_because"] = report.result.choice;
-    if (options.algorithm == Algorithm::Lbp) {
-        json["iterations"] = options.lbpIterations;
-        if (options.lbpTolerance && report.result.propagation) {
-            json["tolerance"] = *options.lbpTolerance;
-            json["iterations_run"] = report.result.propagation->iterations;
-            json["last_change"] = report.result.propagation->lastChange;
-            json["converged"] = report.result.propagation->converged;
-            json["converged_means"] = kConvergedMeans;
-        }
-    } else if (options.algorithm == Algorithm::Exact) {
-        json["ln_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
-    } else {
-        // An uncapped target-error run has no sample count: null.
-        json["samples"] = samplenet::drawsToTargetUncapped(options) ? nlohmann::json(nullptr)
-                                                                    : nlohmann::json(samplenet::sampleLimit(options));
-        json["samples_drawn"] = report.result.samplesDrawn.value_or(samplenet::sampleLimit(options));
-        json["jobs"] = options.jobs;
-        json["generator"] = options.generator == samplenet::Generator::Standard ? "standard" : "wide";
-        if (const auto& sampling = report.result.sampling) {
-            json["effective_sample_size"] = sampling->errors.effectiveSampleSize;
-            if (report.result.logProbabilityOfEvidence) {
-                json["ln_probability_of_evidence"] = *report.result.logProbabilityOfEvidence;
-                json["probability_of_evidence_relative_error"] = *report.result.probabilityOfEvidenceRelativeError;
-            }
-            json["distinct_samples"] = sampling->distinct;
-            json["largest_standard_error"] = sampling->errors.largestStandardError;
-            json["error_bound"] = sampling->errors.errorBound;
-            const samplenet::Reliability reliability = samplenet::judgeReliability(*sampling);
-            json["reliable"] = reliability.reliable;
-            if (!reliability.reliable) json["warning"] = reliability.warning;
-            if (options.targetError) {
-                json["target_error"] = *options.targetError;
-                json["target_met"] = sampling->targetMet.value_or(false);
-            }
-            json["zero_weight_samples"] = sampling->impossible + sampling->lostToRange;
-            json["samples_lost_to_range"] = sampling->lostToRange;
-            json["samples_outside_double_range"] = sampling->outsideDouble;
-        }
-        if (const auto& buckets = report.result.miniBuckets) {
-            json["mini_bucket_bound"] = buckets->entriesPerMiniBucket;
-            json["message_entries"] = buckets->messageEntries;
-            json["split_buckets"] = buckets->splitBuckets;
-            json["backtracks"] = report.result.sampling ? report.result.sampling->backtracks : 0;
-        }
-        json["seed"] = options.seed ? nlohmann::ordered_json(*options.seed) : nlohmann::ordered_json(nullptr);
-    }
-    json["seconds"] = report.result.seconds;
+    // The report's options are the result's settings (runInference made
+    // them so), with the queried nodes narrowed to those shown.
+    samplenet::addRunJson(json, report.result);
     json["evidence"] = evidenceJson(report.network, report.evidence);
     addInterventionsJson(json, report.network, report.interventions);
     auto& posteriors = json["posteriors"] = nlohmann::ordered_json::array();

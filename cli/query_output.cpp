@@ -49,6 +49,9 @@ nlohmann::ordered_json jsonHeading(const QueryReportContext& context, const samp
         json["reliable"] = reliability.reliable;
         if (!reliability.reliable) json["warning"] = reliability.warning;
     }
+    if (run.algorithm != samplenet::Algorithm::Exact)
+        json["seed"] = run.seed ? nlohmann::ordered_json(*run.seed) : nlohmann::ordered_json(nullptr);
+    json["seconds"] = run.seconds;
     return json;
 }
 

@@ -1,9 +1,13 @@
 #include "cli/run_options.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iostream>
+#include <variant>
 #include <stdexcept>
 
 #include "cli/option_checks.h"
+#include "lib/inference/option_registry.h"
 
 namespace samplenet_cli {
 
@@ -17,55 +21,41 @@ std::size_t memoryLimitBytes(double gib) {
     return bytes < 0x1p64 ? static_cast<std::size_t>(bytes) : SIZE_MAX;
 }
 
-void addRunOptions(CLI::App& command, RunOptions& run) {
-    auto& options = run.options;
-    command.add_option("-a,--algorithm", run.algorithm, "auto (exact where it is quick, else epis to a target error), epis, ais, lbp, exact, wmb (mini-bucket sampling) or bpis (sampling from converged propagation)")
-        ->check(checkAlgorithmName)
+void addRunOptions(CLI::App& command, RunOptions& run, const std::vector<std::string_view>& without) {
+    command.add_option("-a,--algorithm", run.algorithm, samplenet::algorithmHelp())
+        ->check([](const std::string& name) { return samplenet::unknownAlgorithmMessage(name); })
         ->capture_default_str();
-    command
-        .add_option("-n,--samples", run.samples,
-                    "Samples drawn by epis, ais, wmb and bpis. With --target-error, the most to draw, and no cap "
-                    "when not given: the run goes on until the target is met or --max-seconds (default 10 "
-                    "with a target) is spent")
-        ->check(wholeNumberAtLeast(1))
-        ->capture_default_str();
-    command.add_option("--propagation-length", options.epis.propagationLength,
-                       "Rounds of evidence propagation that shape epis's importance tables "
-                       "(capped by the network's depth)")
-        ->check(wholeNumberAtLeast(0))
-        ->capture_default_str();
-    addMemoryLimitOption(command, run.memoryLimitGiB,
-                         "GiB of tables above which inference refuses a network: exact's clique tables, "
-                         "the other algorithms' copies of the network's tables");
-    command
-        .add_option("--max-seconds", run.maxSeconds,
-                    "Time budget of epis, ais and wmb (by default none, but 10 with --target-error and no -n): "
-                    "sampling stops when it is spent, and the report says "
-                    "how many samples were drawn. A budgeted run is repeatable only in the samples it reports: "
-                    "how many it draws depends on the clock, so runs with one --seed may stop at different "
-                    "counts and print different results")
-        ->check(numberAbove(0.0));
-    command.add_option("--iterations", options.lbpIterations, "Rounds of message passing of lbp")
-        ->check(wholeNumberAtLeast(1))
-        ->capture_default_str();
-    command.add_option("--damping", options.damping,
-                       "bpis: each propagated message becomes this share of the old one plus the rest of the new, "
-                       "in [0, 1)")
-        ->check(CLI::Range(0.0, 0.999))
-        ->capture_default_str();
-    // Negative seeds would only alias positive ones (-1 runs as 32767), so they
-    // are refused, here as in Python.
-    command.add_option("--seed", run.seed, "Fixed seed for repeatable sampling, from 0; only its low 15 bits are used")
-        ->check(wholeNumberAtLeast(0));
+    for (const samplenet::OptionSpec& spec : samplenet::optionSpecs()) {
+        if (std::find(without.begin(), without.end(), spec.name) != without.end()) continue;
+        const std::string flags =
+            (spec.shortFlag.empty() ? "" : std::string(spec.shortFlag) + ",") + "--" + std::string(spec.name);
+        CLI::Option* option =
+            command.add_option(flags, run.given[std::string(spec.name)], std::string(spec.help))
+                ->check(CLI::Validator(
+                    [&spec](std::string& text) {
+                        const auto parsed = samplenet::parseOptionText(spec, text);
+                        const auto* refusal = std::get_if<std::string>(&parsed);
+                        return refusal ? *refusal : std::string();
+                    },
+                    ""));
+        option->type_name(spec.kind == samplenet::OptionKind::WholeNumber ? "INT"
+                          : spec.kind == samplenet::OptionKind::Number    ? "NUMBER"
+                                                                          : "CHOICE");
+        if (!spec.defaultText.empty()) option->default_str(std::string(spec.defaultText));
+    }
 }
 
-samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::App& command) {
-    samplenet::InferenceOptions options = run.options;
-    if (command.count("--samples") > 0) options.samples = run.samples;
-    if (command.count("--seed") > 0) options.seed = run.seed;
-    if (command.count("--max-seconds") > 0) options.maxSeconds = run.maxSeconds;
-    options.memoryLimitBytes = memoryLimitBytes(run.memoryLimitGiB);
+samplenet::InferenceOptions inferenceOptions(const RunOptions& run) {
+    samplenet::InferenceOptions options;
     options.algorithm = *samplenet::algorithmNamed(run.algorithm);
+    for (const auto& [name, text] : run.given) {
+        if (text.empty()) continue;  // not given (CLI11 leaves its target untouched)
+        const samplenet::OptionSpec& spec = *samplenet::optionNamed(name);
+        samplenet::setOption(options, spec, std::get<samplenet::OptionValue>(samplenet::parseOptionText(spec, text)));
+        if (const std::string why = samplenet::whyIgnored(options.algorithm, spec); !why.empty())
+            std::cerr << "samplenet: note: --" << name << " is " << why << "\n";
+    }
+    samplenet::checkOptions(options);
     return options;
 }
 

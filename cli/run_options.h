@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <cstddef>
+#include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "lib/inference/inference.h"
@@ -10,24 +12,23 @@
 namespace samplenet_cli {
 
 // The options that choose and tune an inference run, shared by the commands
-// that run inference.
+// that run inference: -a and every option of the library's registry.
 struct RunOptions {
     std::string algorithm = "epis";
-    samplenet::InferenceOptions options;
-    int samples = samplenet::kDefaultSamples;  // used only when given
-    long seed = 0;            // used only when given
-    double maxSeconds = 0.0;  // used only when given
-    double memoryLimitGiB = 4.0;
+    std::map<std::string, std::string, std::less<>> given;  // option name -> text
 };
 
-void addRunOptions(CLI::App& command, RunOptions& run);
+// Adds -a (defaulting to `run.algorithm`) and every registered option but
+// those named in `without`, which the command uses otherwise.
+void addRunOptions(CLI::App& command, RunOptions& run, const std::vector<std::string_view>& without = {});
 
-// --memory-limit GIB, as infer and info take it, and its value in bytes.
+// --memory-limit GIB, as info takes it, and its value in bytes.
 void addMemoryLimitOption(CLI::App& command, double& gib, const std::string& description);
 std::size_t memoryLimitBytes(double gib);
 
-// The library's options from what was parsed; the seed only when given.
-samplenet::InferenceOptions inferenceOptions(const RunOptions& run, const CLI::App& command);
+// The library's options from what was parsed. An option the chosen
+// algorithm does not read gets a note on stderr.
+samplenet::InferenceOptions inferenceOptions(const RunOptions& run);
 
 // The variables of the given names, in order; an unknown name is an error
 // of `option`.

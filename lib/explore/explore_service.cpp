@@ -6,8 +6,7 @@
 
 #include "lib/explore/explore_page.h"
 #include "lib/explore/explore_request.h"
-#include "lib/inference/answer_reliability.h"
-#include "lib/inference/automatic_choice.h"
+#include "lib/output/result_json.h"
 #include "lib/model/errors.h"
 #include "lib/plot/graphviz_render.h"
 #include "lib/plot/picture_selection.h"
@@ -19,27 +18,15 @@ namespace {
 
 Reply jsonReply(const nlohmann::json& json) { return Reply{200, "application/json", json.dump(), ""}; }
 
-nlohmann::json resultJson(const InferenceOptions& used, const InferenceResult& result) {
-    nlohmann::json json;
-    json["algorithm"] = algorithmName(used.algorithm);
+// The run's keys as every JSON output gives them, and what the page reads.
+Reply resultReply(const InferenceResult& result) {
+    nlohmann::ordered_json json;
+    addRunJson(json, result);
     json["choice"] = result.choice;
-    json["seconds"] = result.seconds;
-    json["ln_probability_of_evidence"] = result.logProbabilityOfEvidence
-                                              ? nlohmann::json(*result.logProbabilityOfEvidence)
-                                              : nlohmann::json(nullptr);
-    if (result.probabilityOfEvidenceRelativeError)
-        json["probability_of_evidence_relative_error"] = *result.probabilityOfEvidenceRelativeError;
-    if (result.samplesDrawn) json["samples_drawn"] = *result.samplesDrawn;
-    if (result.sampling) {
-        json["effective_sample_size"] = result.sampling->errors.effectiveSampleSize;
-        json["largest_standard_error"] = result.sampling->errors.largestStandardError;
-        const Reliability reliability = judgeReliability(*result.sampling);
-        json["reliable"] = reliability.reliable;
-        if (!reliability.reliable) json["warning"] = reliability.warning;
-    }
+    if (!json.contains("ln_probability_of_evidence")) json["ln_probability_of_evidence"] = nullptr;
     json["posteriors"] = result.posteriors;
     if (!result.standardErrors.empty()) json["standard_errors"] = result.standardErrors;
-    return json;
+    return Reply{200, "application/json", json.dump(), ""};
 }
 
 }  // namespace
@@ -171,9 +158,7 @@ Reply ExploreService::infer(const Evidence& evidence) {
         }
     } finished{*this};
     try {
-        if (run.algorithm != Algorithm::Auto) return jsonReply(resultJson(run, samplenet::infer(network, evidence, run)));
-        const AutomaticRun chosen = inferAutomatically(network, evidence, run);
-        return jsonReply(resultJson(chosen.used, chosen.result));
+        return resultReply(samplenet::infer(network, evidence, run));
     } catch (const InferenceError& error) {
         return errorReply(422, error.what());
     }

@@ -5,7 +5,6 @@
 
 #include "lib/batch/batch_case.h"
 #include "lib/inference/answer_reliability.h"
-#include "lib/inference/automatic_choice.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {
@@ -45,16 +44,9 @@ InferenceResult targetRun(const Network& network, const Evidence& evidence, int 
     // Auto judges the query the later runs make too.
     options.queried = candidates;
     options.queried.push_back(target);
-    InferenceResult result;
-    if (options.algorithm == Algorithm::Auto) {
-        AutomaticRun chosen = inferAutomatically(network, evidence, options);
-        result = std::move(chosen.result);
-        impact.used = std::move(chosen.used);
-        impact.choice = result.choice;
-    } else {
-        result = infer(network, evidence, options);
-        impact.used = options;
-    }
+    InferenceResult result = infer(network, evidence, options);
+    impact.used = result.settings;
+    impact.choice = result.choice;
     noteReliability(result, "the run for the target", impact);
     return result;
 }

@@ -12,6 +12,7 @@
 #include "lib/exact/exact_query.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/inference/answer_reliability.h"
+#include "lib/inference/named_run.h"
 #include "lib/model/errors.h"
 #include "lib/util/byte_size.h"
 
@@ -34,11 +35,11 @@ InferenceOptions withAlgorithm(InferenceOptions options, Algorithm algorithm) {
     return options;
 }
 
-AutomaticRun attempt(const Network& network, const Evidence& evidence, const InferenceOptions& options,
-                     std::string why) {
-    AutomaticRun run{infer(network, evidence, options), options};
-    run.result.choice = std::move(why);
-    return run;
+InferenceResult attempt(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+                        std::string why) {
+    InferenceResult result = runNamedAlgorithm(network, evidence, options);
+    result.choice = std::move(why);
+    return result;
 }
 
 // The samplers auto tries, in order, until one gives a reliable answer:
@@ -119,17 +120,17 @@ ExactVerdict judgeExactInference(const Network& network, const Evidence& evidenc
     return {true, "the junction tree holds " + figures};
 }
 
-AutomaticRun inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
+InferenceResult inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
     const ExactVerdict exact = judgeExactInference(network, evidence, options);
     if (exact.quick) return attempt(network, evidence, withAlgorithm(options, Algorithm::Exact), "exact: " + exact.why);
     return sampleAutomatically(network, evidence, options, exact.why);
 }
 
-AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+InferenceResult sampleAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options,
                                  const std::string& tooLarge) {
     const auto start = std::chrono::steady_clock::now();
     const double budget = options.maxSeconds.value_or(kDefaultSeconds);
-    std::optional<AutomaticRun> best;  // of the unreliable answers, the one worth most samples
+    std::optional<InferenceResult> best;  // of the unreliable answers, the one worth most samples
     std::vector<std::string> tried;
     const std::vector<InferenceOptions> steps = escalation(options);
     for (std::size_t k = 0; k < steps.size(); ++k) {
@@ -146,22 +147,20 @@ AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidenc
         step.maxSeconds = std::max(share, kLeastSecondsForAStep);
         const std::string name(algorithmName(step.algorithm));
         try {
-            AutomaticRun run{infer(network, evidence, step), step};
-            const Reliability reliability = judgeReliability(run.result);
-            if (reliability.reliable) {
-                run.result.choice = name + ": " + tooLarge + triedBefore(tried);
+            InferenceResult run = runNamedAlgorithm(network, evidence, step);
+            if (judgeReliability(run).reliable) {
+                run.choice = name + ": " + tooLarge + triedBefore(tried);
                 return run;
             }
-            tried.push_back(describeAttempt(step, run.result));
-            if (!best || run.result.sampling->errors.effectiveSampleSize >
-                             best->result.sampling->errors.effectiveSampleSize)
+            tried.push_back(describeAttempt(step, run));
+            if (!best || run.sampling->errors.effectiveSampleSize > best->sampling->errors.effectiveSampleSize)
                 best = std::move(run);
         } catch (const InferenceError& error) {
             tried.push_back(name + " (" + describeAttempt(step) + "): " + error.what());
         }
     }
     if (best) {
-        best->result.choice = std::string(algorithmName(best->used.algorithm)) + ": " + tooLarge +
+        best->choice = std::string(algorithmName(best->settings.algorithm)) + ": " + tooLarge +
                               "; no sampler gave a reliable answer, this one is worth the most samples (tried: " +
                               fmt::format("{}", fmt::join(tried, "; ")) + ")";
         return *std::move(best);

@@ -2,16 +2,11 @@
 
 #include <string>
 
-#include "lib/inference/inference.h"
+#include "lib/inference/inference_errors.h"
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
 
 namespace samplenet {
-
-// What `-a auto` ran: the result, the options of the run that produced it,
-// and why that algorithm.
-struct AutomaticRun {
-    InferenceResult result;
-    InferenceOptions used;
-};
 
 // Whether exact inference is quick for this query: whether the junction
 // tree it would build (over what the evidence and the queried variables
@@ -24,15 +19,16 @@ struct ExactVerdict {
 };
 ExactVerdict judgeExactInference(const Network& network, const Evidence& evidence, const InferenceOptions& options);
 
-// Exact inference where it is quick (judgeExactInference); otherwise EPIS-BN with a precision target
-// (the options' target, or 0.01); when EPIS-BN gets no compatible sample, a
-// longer propagation, then loopy belief propagation. The result's `choice`
-// says what was done and why. Throws as infer() does when every step fails.
-AutomaticRun inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options);
+// What infer() does for auto: exact inference where it is quick
+// (judgeExactInference); otherwise the samplers to a precision target (the
+// options' target, or 0.01), escalating while their answers are unreliable,
+// then loopy belief propagation. The result's settings are those of the
+// step that answered, its `choice` says what was done and why. Throws as
+// infer() does when every step fails.
+InferenceResult inferAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options);
 
-// The steps after exact inference was judged too slow for the reason given:
-// EPIS-BN with a precision target, a longer propagation, then LBP.
-AutomaticRun sampleAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+// The steps after exact inference was judged too slow for the reason given.
+InferenceResult sampleAutomatically(const Network& network, const Evidence& evidence, const InferenceOptions& options,
                                  const std::string& tooLarge);
 
 }  // namespace samplenet

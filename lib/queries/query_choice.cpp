@@ -1,5 +1,6 @@
 #include "lib/queries/query_choice.h"
 
+#include <chrono>
 #include <stdexcept>
 
 #include "lib/inference/automatic_choice.h"
@@ -25,9 +26,17 @@ private:
     ExactOptions settings;
 };
 
-}  // namespace
+// The run of `query`, with its time and, when it sampled, its seed.
+template <class Query>
+auto timed(const InferenceOptions& options, Query query) {
+    const auto start = std::chrono::steady_clock::now();
+    auto run = query();
+    run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (run.algorithm != Algorithm::Exact) run.seed = options.seed;
+    return run;
+}
 
-QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& evidence,
+QueryRun<Explanation> explainEvidenceUntimed(const Network& network, const Evidence& evidence,
                                       const InferenceOptions& options, bool localSearch) {
     switch (options.algorithm) {
         case Algorithm::Exact:
@@ -53,7 +62,7 @@ QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& ev
                                 " gives no explanation: use exact, epis, ais or auto");
 }
 
-QueryRun<Explanation> mostProbableStates(const Network& network, const Evidence& evidence,
+QueryRun<Explanation> mostProbableStatesUntimed(const Network& network, const Evidence& evidence,
                                          const std::vector<int>& variables, const InferenceOptions& options) {
     if (options.algorithm != Algorithm::Exact && options.algorithm != Algorithm::Auto)
         throw std::invalid_argument(
@@ -65,7 +74,7 @@ QueryRun<Explanation> mostProbableStates(const Network& network, const Evidence&
                                                  : ""};
 }
 
-QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& evidence,
+QueryRun<JointPosterior> jointPosteriorUntimed(const Network& network, const Evidence& evidence,
                                         const std::vector<int>& variables, const InferenceOptions& options) {
     // The samplers add up the joint and its variables' marginals alone.
     InferenceOptions sampling = options;
@@ -85,12 +94,12 @@ QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& 
             if (exact.quick)
                 return {exactJointPosterior(network, evidence, variables, ExactSettings(options).get()),
                         Algorithm::Exact, "exact: " + exact.why};
-            AutomaticRun run = sampleAutomatically(network, evidence, sampling, exact.why);
-            if (!run.result.joint)
+            InferenceResult run = sampleAutomatically(network, evidence, sampling, exact.why);
+            if (!run.joint)
                 throw InferenceError("no sample was compatible with the evidence, so there is no joint posterior: " +
-                                         run.result.choice,
-                                     std::move(run.result));
-            return {std::move(*run.result.joint), run.used.algorithm, run.result.choice, std::move(run.result.sampling)};
+                                         run.choice,
+                                     std::move(run));
+            return {std::move(*run.joint), run.settings.algorithm, run.choice, std::move(run.sampling)};
         }
         case Algorithm::Lbp:
         case Algorithm::MiniBucket:
@@ -98,6 +107,23 @@ QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& 
     }
     throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
                                 " gives no joint posterior: use exact, epis, ais or auto");
+}
+
+}  // namespace
+
+QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& evidence,
+                                      const InferenceOptions& options, bool localSearch) {
+    return timed(options, [&] { return explainEvidenceUntimed(network, evidence, options, localSearch); });
+}
+
+QueryRun<Explanation> mostProbableStates(const Network& network, const Evidence& evidence,
+                                         const std::vector<int>& variables, const InferenceOptions& options) {
+    return timed(options, [&] { return mostProbableStatesUntimed(network, evidence, variables, options); });
+}
+
+QueryRun<JointPosterior> jointPosterior(const Network& network, const Evidence& evidence,
+                                        const std::vector<int>& variables, const InferenceOptions& options) {
+    return timed(options, [&] { return jointPosteriorUntimed(network, evidence, variables, options); });
 }
 
 }  // namespace samplenet

@@ -20,6 +20,10 @@ struct QueryRun {
     std::string choice;
     // An answer added up from samples: what the sampling did.
     std::optional<SamplingReport> sampling = std::nullopt;
+    // The seed of a sampled answer (none when exact or seeded by the clock)
+    // and the time the query took.
+    std::optional<long> seed = std::nullopt;
+    double seconds = 0.0;
 };
 
 // The most probable explanation by the options' algorithm: exact, or the

@@ -16,12 +16,13 @@ from samplenet import _core
 from samplenet.errors import (CaseError, Error, EvidenceError, InferenceError, ModelError, NetworkTooLargeError,
                               OptionError, ParseError)
 from samplenet.impact import CandidateImpact, Impact
-from samplenet.interop import from_pgmpy, from_pyagrum
 from samplenet.network import Network, load
 from samplenet.queries import Explanation, JointPosterior
 from samplenet.result import Result, SamplingSummary
 
 __version__ = _core.__version__
+from_pgmpy = Network.from_pgmpy
+from_pyagrum = Network.from_pyagrum
 
 __all__ = ["load", "from_pgmpy", "from_pyagrum", "Network", "Result", "SamplingSummary", "Explanation",
            "JointPosterior", "Impact", "CandidateImpact", "Error", "ParseError",

@@ -13,6 +13,7 @@ import pandas as pd
 
 import samplenet
 from samplenet import _core
+from samplenet.options import ALGORITHMS, OPTIONS
 
 
 def read_cases(path) -> pd.DataFrame:
@@ -22,10 +23,10 @@ def read_cases(path) -> pd.DataFrame:
 
 def batch(arguments) -> int:
     network = samplenet.load(arguments.network)
+    options = {keyword: getattr(arguments, keyword) for keyword in OPTIONS if keyword not in ("jobs", "seed")}
     table = network.infer_many(
-        read_cases(arguments.cases), algorithm=arguments.algorithm, samples=arguments.samples,
-        iterations=arguments.iterations, propagation_length=arguments.propagation_length, seed=arguments.seed,
-        query=arguments.query, jobs=arguments.jobs, on_error="raise" if arguments.on_error == "fail" else "skip")
+        read_cases(arguments.cases), algorithm=arguments.algorithm, seed=arguments.seed, query=arguments.query,
+        jobs=arguments.jobs, on_error="raise" if arguments.on_error == "fail" else "skip", **options)
     table.index = table.index + 1
     table.index.name = "row"
     if not arguments.output:
@@ -45,13 +46,18 @@ def parser() -> argparse.ArgumentParser:
     command = commands.add_parser("batch", help="posteriors for every row of a CSV file of evidence cases")
     command.add_argument("network")
     command.add_argument("cases", help="CSV: a header of node names, one case per row, empty cells unobserved")
-    command.add_argument("-a", "--algorithm", default="epis", choices=["epis", "ais", "lbp", "exact", "wmb", "bpis"])
-    command.add_argument("-n", "--samples", type=int)
-    command.add_argument("--iterations", type=int, default=50)
-    command.add_argument("--propagation-length", type=int, default=4)
-    command.add_argument("--seed", type=int)
+    command.add_argument("-a", "--algorithm", default="epis", choices=ALGORITHMS,
+                         help="epis by default, so that every row comes from one algorithm with the same columns")
+    # The library's options, as the command line's batch takes them; the
+    # library checks their values.
+    for keyword, (kind, help_text, default, choices, name) in OPTIONS.items():
+        if keyword == "jobs":
+            continue
+        flags = ["-n", "--samples"] if keyword == "samples" else [f"--{name}"]
+        command.add_argument(*flags, dest=keyword, help=help_text + (f" (default {default})" if default else ""),
+                             type={"whole": int, "number": float}.get(kind, str), choices=choices or None)
     command.add_argument("-q", "--query", action="append")
-    command.add_argument("-j", "--jobs", type=int)
+    command.add_argument("-j", "--jobs", type=int, help="processes to run cases on (default: one per core)")
     command.add_argument("--on-error", choices=["skip", "fail"], default="skip")
     command.add_argument("--format", choices=["csv", "parquet"], default="csv")
     command.add_argument("-o", "--output")

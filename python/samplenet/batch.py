@@ -119,9 +119,8 @@ def check_on_error(on_error):
         raise OptionError("on_error", f'on_error must be "skip" or "raise", got {on_error!r}')
 
 
-def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=None, iterations=50,
-               propagation_length=4, seed=None, memory_limit_gib=4.0, query=None, jobs=None,
-               on_error="skip", do=None) -> pd.DataFrame:
+def infer_many(network, cases: pd.DataFrame, algorithm="epis", seed=None, query=None, jobs=None,
+               on_error="skip", do=None, **options) -> pd.DataFrame:
     """Runs every row of `cases` as one evidence case and returns a DataFrame
     with one row per case (the input's index) and one column per NODE=STATE
     of the queried nodes (all by default); exact inference adds the natural
@@ -132,7 +131,10 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=None, ite
     index, or a list of likelihood factors, and an empty cell (NaN, None,
     "") leaves its node unobserved. Case i runs with a seed derived from
     `seed` and i, so results do not depend on `jobs`. The options are those
-    of Network.infer; jobs is the number of processes (default: all cores).
+    of Network.infer, but jobs is the number of processes here (default: all
+    cores) and each case samples on one thread. algorithm defaults to epis,
+    not auto, so that every row comes from one algorithm with the same
+    columns.
     do: interventions for every case, as for Network.infer; a column may not
     name a node they set (EvidenceError).
 
@@ -144,9 +146,8 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", samples=None, ite
     import the caller's main module: a script must start its work under
     `if __name__ == "__main__":`, as with any process pool."""
     check_on_error(on_error)
-    option_values = dict(algorithm=algorithm, samples=samples, iterations=iterations,
-                         propagation_length=propagation_length, memory_limit_gib=memory_limit_gib)
-    make_options(**option_values)  # refuses bad options here
+    option_values = dict(algorithm=algorithm, **options)
+    make_options(warn=True, **option_values)  # refuses bad options here
     run_seed = secrets.randbelow(1 << 31) if seed is None else seed_value(seed)
     columns = [str(c) for c in cases.columns]
     network = intervened(network, do, {}, {})

@@ -35,8 +35,7 @@ def _run_partition(part, path, offsets, query, option_values, run_seed, on_error
     return collect(part.index, values, errors, names, on_error, summary_columns(option_values), first)
 
 
-def infer_many(network_path, cases, algorithm="epis", samples=None, iterations=50, propagation_length=4,
-               seed=None, memory_limit_gib=4.0, query=None, on_error="skip"):
+def infer_many(network_path, cases, algorithm="epis", seed=None, query=None, on_error="skip", **options):
     """A lazy Dask DataFrame of posteriors, one row per case of the Dask
     DataFrame `cases` and one column per NODE=STATE, as Network.infer_many
     gives. The network file must be readable at the same path on every
@@ -45,9 +44,8 @@ def infer_many(network_path, cases, algorithm="epis", samples=None, iterations=5
     answering its scheduler while it computes."""
     check_on_error(on_error)
     path = str(network_path)
-    option_values = dict(algorithm=algorithm, samples=samples, iterations=iterations,
-                         propagation_length=propagation_length, memory_limit_gib=memory_limit_gib)
-    make_options(**option_values)
+    option_values = dict(algorithm=algorithm, **options)
+    make_options(warn=True, **option_values)
     run_seed = secrets.randbelow(1 << 31) if seed is None else seed_value(seed)
     network = load(path)  # here too, so that a bad file or query fails at once
     queried, names = output_columns(network, query)

@@ -7,10 +7,9 @@ from __future__ import annotations
 import numpy as np
 
 from samplenet.errors import ModelError
-from samplenet.network import Network
 
 
-def to_pgmpy(network: Network):
+def to_pgmpy(network):
     """A pgmpy DiscreteBayesianNetwork with the same nodes, states and tables."""
     from pgmpy.factors.discrete import TabularCPD
     from pgmpy.models import DiscreteBayesianNetwork
@@ -33,9 +32,10 @@ def to_pgmpy(network: Network):
     return model
 
 
-def from_pgmpy(model, name="") -> Network:
-    """A Network from a pgmpy (Discrete)BayesianNetwork: the same nodes,
-    states, parent order (that of each table's evidence) and tables. Raises
+def pgmpy_families(model) -> list:
+    """The families of a pgmpy (Discrete)BayesianNetwork as
+    Network.from_tables takes them: the same nodes, states, parent order
+    (that of each table's evidence) and tables. Raises
     ModelError naming the nodes when the model is incomplete: a node with no
     table, or a table whose evidence is not the node's parents."""
     cpds = {cpd.variables[0]: cpd for cpd in model.get_cpds()}
@@ -52,14 +52,14 @@ def from_pgmpy(model, name="") -> Network:
         states = cpd.state_names[node]
         shape = [len(cpd.state_names[p]) for p in parents] + [len(states)]
         nodes.append((node, states, parents, cpd.get_values().T.reshape(shape)))
-    return Network.from_tables(nodes, name)
+    return nodes
 
 
 def _axes_to(from_names, to_names):
     return [list(from_names).index(n) for n in to_names]
 
 
-def to_pyagrum(network: Network):
+def to_pyagrum(network):
     """A pyAgrum BayesNet with the same nodes, states and tables."""
     import pyagrum as gum
 
@@ -77,9 +77,10 @@ def to_pyagrum(network: Network):
     return bn
 
 
-def from_pyagrum(bn, name="") -> Network:
-    """A Network from a pyAgrum BayesNet: the same nodes, states, parent
-    order (that of each table's variables) and tables."""
+def pyagrum_families(bn) -> list:
+    """The families of a pyAgrum BayesNet as Network.from_tables takes them:
+    the same nodes, states, parent order (that of each table's variables)
+    and tables."""
     nodes = []
     for node_id in sorted(bn.nodes()):
         variable = bn.variable(node_id)
@@ -90,4 +91,4 @@ def from_pyagrum(bn, name="") -> Network:
         parents = [n for n in cpt.names if n != node]
         table = np.transpose(cpt.toarray(), _axes_to(list(reversed(cpt.names)), [*parents, node]))
         nodes.append((node, list(variable.labels()), parents, table))
-    return Network.from_tables(nodes, name)
+    return nodes

@@ -13,10 +13,8 @@ def intervened(network, do, hard, soft):
     node that also has evidence (hard and soft: the evidence by name)."""
     if not do:
         return network
-    from samplenet.network import Network
-
     settings = {str(node): network._state_name(node, state) for node, state in do.items()}
-    return Network(_core.intervene(network._core, settings, hard, soft))
+    return type(network)(_core.intervene(network._core, settings, hard, soft))
 
 
 def settings_of(network, do):

@@ -7,10 +7,11 @@ import warnings
 
 import numpy as np
 
-from samplenet import _core
+from samplenet import _core, interop
 from samplenet.errors import EvidenceError, OptionError, ParseError
 from samplenet.intervention import intervened, settings_of
-from samplenet.options import make_options
+from samplenet.options import make_options, options_help
+from samplenet import queries
 from samplenet.queries import Explanation, JointPosterior
 from samplenet.result import Result, SamplingSummary
 
@@ -75,6 +76,21 @@ class Network:
             for node, states, parents, table in nodes
         ]
         return cls(_core.build_network(name, specs))
+
+    @classmethod
+    def from_pgmpy(cls, model, name="") -> "Network":
+        """A Network from a pgmpy (Discrete)BayesianNetwork: the same nodes,
+        states, parent order (that of each table's evidence) and tables.
+        Raises ModelError naming the nodes when the model is incomplete: a
+        node with no table, or a table whose evidence is not the node's
+        parents."""
+        return cls.from_tables(interop.pgmpy_families(model), name)
+
+    @classmethod
+    def from_pyagrum(cls, bn, name="") -> "Network":
+        """A Network from a pyAgrum BayesNet: the same nodes, states, parent
+        order (that of each table's variables) and tables."""
+        return cls.from_tables(interop.pyagrum_families(bn), name)
 
     def __reduce__(self):
         # Pickled as its tables, so that worker processes get the same network.
@@ -153,9 +169,8 @@ class Network:
         OSError. UAI files keep no names."""
         self._core.save(os.fspath(path))
 
-    def infer(self, evidence=None, likelihood=None, algorithm="auto", samples=None, iterations=50,
-              propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1, generator="standard",
-              target_error=None, tolerance=None, max_seconds=None, query=None, joint=None, do=None) -> Result:
+    def infer(self, evidence=None, likelihood=None, algorithm="auto", query=None, joint=None, do=None,
+              **options) -> Result:
         """Posterior marginals given evidence, as a Result (a mapping from node
         name to a numpy array over the node's states).
 
@@ -170,28 +185,6 @@ class Network:
             which ran and why), "epis", "ais", "lbp", "exact", "wmb" or "bpis"
             (importance sampling from a memory-bounded weighted mini-bucket
             elimination, backtracking out of zeros).
-        samples: samples of epis, ais and wmb (default 100,000). With
-            target_error (and auto, which always has one) it is the most they
-            draw, and only when given: by default the run goes on until the
-            target is met or max_seconds (10 s when None) is spent.
-        iterations: rounds of lbp (default 50).
-        propagation_length: rounds of evidence propagation that shape epis's
-            importance function (default 4).
-        seed: a whole number from 0 makes sampling repeatable (only its low
-            15 bits are used); None (default) seeds from the clock.
-        memory_limit_gib: networks whose tables would need more raise
-            NetworkTooLargeError (default 4).
-        jobs: threads that share the samples of one epis or ais run (default
-            1; results depend on the seed and the job count).
-        generator: "standard" (default) or "wide", whose period of 2^64 lifts
-            the standard one's limit of 2^31 numbers per run.
-        target_error: epis, ais and wmb draw until every posterior is within
-            this of the truth with 95% confidence, or the time or sample cap
-            ends the run (result.sampling.target_met says whether it was met).
-        tolerance: lbp stops once no belief changes by more than this
-            (result.converged: a fixed point, not an error bound).
-        max_seconds: epis and ais stop drawing once this is spent and answer
-            from the samples drawn (result.sampling.samples_drawn).
         query: node names; only these are computed and returned (default:
             all): exact inference builds its tables for them alone, the
             samplers add up their sums alone and judge target_error by them.
@@ -202,6 +195,9 @@ class Network:
             per entry, and target_error covers it; otherwise it is computed
             exactly (NetworkTooLargeError where the tables exceed the memory
             limit).
+        options: the tuning options below, each checked as the command line
+            checks its flags; one that the algorithm does not read gets a
+            RuntimeWarning. seed=None (default) seeds from the clock.
 
         The run releases the GIL: other threads go on meanwhile, and runs from
         several threads take turns. Ctrl-C stops it within about 0.05 s with
@@ -211,8 +207,10 @@ class Network:
         bad option, NetworkTooLargeError above the memory limit,
         InferenceError when no posterior could be computed (evidence of
         probability zero, or no compatible sample)."""
-        options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib, jobs,
-                               generator, target_error, tolerance, max_seconds)
+        memory_limit_gib = options.get("memory_limit_gib")
+        options = make_options(algorithm, warn=True, **options)
+        if joint is not None and algorithm in ("lbp", "wmb", "bpis"):
+            raise OptionError("joint", f"{algorithm} gives no joint posterior: use exact, epis, ais or auto")
         if isinstance(query, str):
             query = [query]
         shown = self.nodes if query is None else [self._queried(node) for node in query]
@@ -227,27 +225,33 @@ class Network:
         hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
         soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
         network = intervened(self, do, hard, soft)
-        posteriors, log_p, seconds, sampling, converged, choice, sampled_joint = _core.infer(
-            network._core, hard, soft, options)
-        if sampling is not None:
-            drawn, distinct = sampling[0], sampling[1]
+        run = _core.infer(network._core, hard, soft, options)
+        posteriors = run.posteriors
+        sampling = None
+        if run.samples_drawn is not None:
+            drawn, distinct = run.samples_drawn, run.distinct_samples
             if distinct < drawn:
                 warnings.warn(f"only {distinct} of {drawn} samples are distinct draws: the generator's stream of "
                               "2^31 numbers repeats after that, so more samples add no information", RuntimeWarning,
                               stacklevel=2)
-            sampling = SamplingSummary(drawn, distinct, sampling[2], sampling[3],
-                                       {name: np.asarray(sampling[4][v]) for name, v in zip(shown, positions)},
-                                       sampling[5], sampling[6], sampling[7] or None)
+            errors = run.standard_errors
+            sampling = SamplingSummary(drawn, distinct, run.effective_sample_size,
+                                       run.probability_of_evidence_relative_error,
+                                       {name: np.asarray(errors[v]) for name, v in zip(shown, positions)},
+                                       run.target_met, run.error_bound, run.warning or None)
             if sampling.warning:
                 warnings.warn(sampling.warning, RuntimeWarning, stacklevel=2)
+        sampled_joint = None if run.joint_probabilities is None else (run.joint_probabilities,
+                                                                      run.joint_standard_errors)
         return Result(
             {name: np.asarray(posteriors[v]) for name, v in zip(shown, positions)},
             {name: self._core.states(v) for name, v in zip(shown, positions)},
-            log_p,
-            seconds,
+            run.ln_probability_of_evidence,
+            run.seconds,
             sampling=sampling,
-            converged=converged,
-            choice=choice or None,
+            converged=run.converged,
+            choice=run.choice or None,
+            algorithm=run.algorithm,
             picture=_Picture(network, hard, soft, posteriors),
             queried=None if query is None else list(shown),
             joint=None if joint is None else network._joint(joint, hard, soft, memory_limit_gib, sampled_joint),
@@ -271,15 +275,8 @@ class Network:
         Raises EvidenceError for unknown nodes or states and for impossible
         evidence, OptionError naming a bad option (lbp gives no
         explanation), NetworkTooLargeError above the memory limit."""
-        if algorithm == "lbp":
-            raise OptionError("algorithm", "lbp gives no explanation: use auto, exact, epis or ais")
-        options = make_options(algorithm, samples, seed=seed, memory_limit_gib=memory_limit_gib, jobs=jobs)
-        hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
-        soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
-        states, log_joint, log_posterior, exact, changes, used, choice = _core.explain(
-            intervened(self, do, hard, soft)._core, hard, soft, options, bool(local_search))
-        return Explanation({node: self._core.states(v)[s] for v, (node, s) in enumerate(zip(self.nodes, states))},
-                           log_joint, log_posterior, exact, used, choice or None, changes)
+        return queries.explain(self, evidence, likelihood, algorithm, samples, seed, memory_limit_gib, jobs,
+                               local_search, do)
 
     def map(self, nodes, evidence=None, likelihood=None, algorithm="auto", memory_limit_gib=4.0,
             do=None) -> Explanation:
@@ -293,17 +290,7 @@ class Network:
         interventions, as for infer.
         Raises EvidenceError for unknown nodes or states and impossible
         evidence."""
-        if algorithm not in ("auto", "exact"):
-            raise OptionError("algorithm", "the most probable states of chosen nodes are computed exactly only: use "
-                                           "auto or exact, or infer(joint=...) with a sampler")
-        nodes = [self._queried(node, "nodes") for node in ([nodes] if isinstance(nodes, str) else nodes)]
-        options = make_options(algorithm, memory_limit_gib=memory_limit_gib)
-        hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
-        soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
-        states, log_joint, log_posterior, exact, changes, used, choice = _core.most_probable_states(
-            intervened(self, do, hard, soft)._core, hard, soft, [self.index(node) for node in nodes], options)
-        return Explanation({node: self.states(node)[states[self.index(node)]] for node in nodes}, log_joint,
-                           log_posterior, exact, used, choice or None, changes)
+        return queries.most_probable_states(self, nodes, evidence, likelihood, algorithm, memory_limit_gib, do)
 
     def _joint(self, nodes, hard, soft, memory_limit_gib, sampled) -> JointPosterior:
         # What the samplers added up, or else the exact table.
@@ -321,7 +308,8 @@ class Network:
         free one) and returns its address: click a state to observe it and
         watch every posterior move. It runs on a background thread until
         the interpreter exits; `algorithm` and the other options are infer's."""
-        return _core.explore(self._core, make_options(algorithm, **options), int(port), self.name or "network")
+        return _core.explore(self._core, make_options(algorithm, warn=True, **options), int(port),
+                             self.name or "network")
 
     def sample(self, n, evidence=None, likelihood=None, seed=None, do=None):
         """n forward samples as a pandas DataFrame: one categorical column per
@@ -341,8 +329,7 @@ class Network:
         return sample(self, n, evidence, likelihood, seed, do)
 
     def impact(self, target, evidence=None, likelihood=None, do=None, candidates=None, algorithm="auto",
-               samples=100_000, iterations=50, propagation_length=4, seed=None, memory_limit_gib=4.0, jobs=1,
-               generator="standard", target_error=None, tolerance=None, max_seconds=None):
+               **options):
         """Which node to observe next: the candidates (default: every node
         neither observed nor set, but the target) ranked by their mutual
         information with the target given the evidence, in bits, and for
@@ -357,8 +344,7 @@ class Network:
         by `do`; EvidenceError for an observed target or candidate."""
         from samplenet.impact import impact
 
-        options = make_options(algorithm, samples, iterations, propagation_length, seed, memory_limit_gib, jobs,
-                               generator, target_error, tolerance, max_seconds)
+        options = make_options(algorithm, warn=True, **options)
         return impact(self, target, evidence, likelihood, do, [candidates] if isinstance(candidates, str)
                       else candidates, options)
 
@@ -373,16 +359,12 @@ class Network:
     def to_pgmpy(self):
         """A pgmpy DiscreteBayesianNetwork with the same nodes, states, parent
         order and tables (needs pgmpy)."""
-        from samplenet.interop import to_pgmpy
-
-        return to_pgmpy(self)
+        return interop.to_pgmpy(self)
 
     def to_pyagrum(self):
         """A pyAgrum BayesNet with the same nodes, states, parent order and
         tables (needs pyAgrum)."""
-        from samplenet.interop import to_pyagrum
-
-        return to_pyagrum(self)
+        return interop.to_pyagrum(self)
 
     def _queried(self, node, option="query"):
         if node not in self._index:
@@ -399,3 +381,8 @@ class Network:
 
     def __repr__(self):
         return f"Network({self.name!r}, {len(self)} nodes)"
+
+
+# The tuning options are documented where they are declared, in the library.
+Network.infer.__doc__ += "\n\n        Options:\n" + "\n".join(
+    "        " + line for line in options_help().splitlines())

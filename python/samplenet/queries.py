@@ -10,6 +10,11 @@ from dataclasses import dataclass
 import numpy as np
 import pandas as pd
 
+from samplenet import _core
+from samplenet.errors import OptionError
+from samplenet.intervention import intervened
+from samplenet.options import make_options
+
 
 @dataclass(frozen=True)
 class Explanation:
@@ -59,3 +64,32 @@ class JointPosterior:
         combination of the nodes' states."""
         index = pd.MultiIndex.from_product([self.states[node] for node in self.nodes], names=self.nodes)
         return pd.Series(self.table.reshape(-1), index=index, name="probability")
+
+
+def explain(network, evidence, likelihood, algorithm, samples, seed, memory_limit_gib, jobs, local_search,
+            do) -> Explanation:
+    """Network.mpe."""
+    if algorithm == "lbp":
+        raise OptionError("algorithm", "lbp gives no explanation: use auto, exact, epis or ais")
+    options = make_options(algorithm, samples=samples, seed=seed, memory_limit_gib=memory_limit_gib, jobs=jobs)
+    hard = {str(node): network._state_name(node, state) for node, state in (evidence or {}).items()}
+    soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+    states, log_joint, log_posterior, exact, changes, used, choice = _core.explain(
+        intervened(network, do, hard, soft)._core, hard, soft, options, bool(local_search))
+    return Explanation({node: network._core.states(v)[s] for v, (node, s) in enumerate(zip(network.nodes, states))},
+                       log_joint, log_posterior, exact, used, choice or None, changes)
+
+
+def most_probable_states(network, nodes, evidence, likelihood, algorithm, memory_limit_gib, do) -> Explanation:
+    """Network.map."""
+    if algorithm not in ("auto", "exact"):
+        raise OptionError("algorithm", "the most probable states of chosen nodes are computed exactly only: use "
+                                       "auto or exact, or infer(joint=...) with a sampler")
+    nodes = [network._queried(node, "nodes") for node in ([nodes] if isinstance(nodes, str) else nodes)]
+    options = make_options(algorithm, memory_limit_gib=memory_limit_gib)
+    hard = {str(node): network._state_name(node, state) for node, state in (evidence or {}).items()}
+    soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+    states, log_joint, log_posterior, exact, changes, used, choice = _core.most_probable_states(
+        intervened(network, do, hard, soft)._core, hard, soft, [network.index(node) for node in nodes], options)
+    return Explanation({node: network.states(node)[states[network.index(node)]] for node in nodes}, log_joint,
+                       log_posterior, exact, used, choice or None, changes)

@@ -46,7 +46,9 @@ class Result(Mapping):
     """What Network.infer returns: a mapping from node name (every node, or
     the queried ones) to its posterior, a numpy array over the node's states.
 
-    Attributes: seconds (the run's time); log_probability_of_evidence and
+    Attributes: algorithm (the one that ran: for "auto", the step that
+    answered); seconds (the run's time); ln_probability_of_evidence (the
+    natural log; log_probability_of_evidence is the same) and
     probability_of_evidence (exact from exact inference, estimated by the
     samplers, None from lbp); sampling, a SamplingSummary for epis, ais and wmb
     (None otherwise); converged (lbp with a tolerance, else None: True
@@ -58,13 +60,14 @@ class Result(Mapping):
     can come back from a process pool or dask.delayed; it carries its
     network along for picture()."""
 
-    def __init__(self, posteriors, states, log_probability_of_evidence, seconds, picture=None, sampling=None,
-                 converged=None, choice=None, queried=None, joint=None, interventions=None):
+    def __init__(self, posteriors, states, ln_probability_of_evidence, seconds, picture=None, sampling=None,
+                 converged=None, choice=None, queried=None, joint=None, interventions=None, algorithm=None):
         self._posteriors = posteriors
         self._picture = picture
         self._queried = queried
         self._states = states
-        self.log_probability_of_evidence = log_probability_of_evidence
+        self.algorithm = algorithm
+        self.ln_probability_of_evidence = ln_probability_of_evidence
         self.seconds = seconds
         self.sampling = sampling
         # lbp with a tolerance: whether it reached a fixed point (which says
@@ -78,12 +81,17 @@ class Result(Mapping):
         self.interventions = interventions or {}
 
     @property
+    def log_probability_of_evidence(self):
+        """ln_probability_of_evidence, by the name earlier releases gave it."""
+        return self.ln_probability_of_evidence
+
+    @property
     def probability_of_evidence(self):
         """P(evidence), or None where the algorithm gives no estimate; 0.0
-        when it underflows (log_probability_of_evidence keeps it)."""
-        if self.log_probability_of_evidence is None:
+        when it underflows (ln_probability_of_evidence keeps it)."""
+        if self.ln_probability_of_evidence is None:
             return None
-        return math.exp(self.log_probability_of_evidence)
+        return math.exp(self.ln_probability_of_evidence)
 
     @property
     def standard_errors(self):
@@ -107,13 +115,16 @@ class Result(Mapping):
         return len(self._posteriors)
 
     def to_pandas(self) -> pd.DataFrame:
-        """One row per (node, state): columns node, state, probability."""
+        """One row per (node, state): columns node, state, probability, and
+        from the samplers standard_error, as the command line's CSV."""
+        errors = self.standard_errors
         rows = [
-            (node, state, float(p))
+            (node, state, float(p)) + (() if errors is None else (float(errors[node][s]),))
             for node, values in self._posteriors.items()
-            for state, p in zip(self._states[node], values)
+            for s, (state, p) in enumerate(zip(self._states[node], values))
         ]
-        return pd.DataFrame(rows, columns=["node", "state", "probability"])
+        columns = ["node", "state", "probability"] + ([] if errors is None else ["standard_error"])
+        return pd.DataFrame(rows, columns=columns)
 
     def picture(self, nodes=None) -> str:
         """SVG of the network with these posteriors, observed nodes marked:

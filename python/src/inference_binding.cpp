@@ -2,6 +2,7 @@
 #include <nanobind/stl/optional.h>
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/tuple.h>
+#include <nanobind/stl/pair.h>
 #include <nanobind/stl/vector.h>
 
 #include <cmath>
@@ -14,6 +15,7 @@
 #include "lib/inference/answer_reliability.h"
 #include "lib/formats/evidence_parser.h"
 #include "lib/inference/inference.h"
+#include "lib/inference/option_registry.h"
 #include "python/src/bindings.h"
 #include "python/src/gil_release.h"
 
@@ -25,42 +27,60 @@ namespace {
 
 using samplenet::InferenceOptions;
 
-// Posteriors by variable index, the natural log of P(evidence) where the
-// algorithm yields or estimates it, the run's seconds, and for the samplers
-// a record of the sampling: samples drawn, distinct draws, effective sample
-// size, P(evidence)'s relative error, each entry's standard error, and
-// whether a target error was met, and the distance within which every
-// posterior lies with 95% confidence, and why the answer is unreliable
-// (empty when it is not); for lbp with a tolerance, whether it
-// converged; with algorithm "auto", what ran and why; and a joint
-// posterior the samplers added up.
-using SamplingRecord = std::tuple<long, long, double, double, std::vector<std::vector<double>>, std::optional<bool>,
-                                  double, std::string>;
-// With options.joint and a sampler: the joint posterior's probabilities and
-// their standard errors, the last variable's states varying fastest.
-using JointRecord = std::tuple<std::vector<double>, std::vector<double>>;
-using RunResult = std::tuple<std::vector<std::vector<double>>, std::optional<double>, double,
-                             std::optional<SamplingRecord>, std::optional<bool>, std::string,
-                             std::optional<JointRecord>>;
-
-RunResult inferOne(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
-                   const std::map<std::string, std::vector<double>>& likelihood, InferenceOptions options) {
+samplenet::InferenceResult inferOne(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
+                                    const std::map<std::string, std::vector<double>>& likelihood,
+                                    InferenceOptions options) {
     const samplenet::Evidence evidence = evidenceByName(network, hard, likelihood);
-    samplenet::InferenceResult result =
-        withoutGil(options, [&] { return samplenet::infer(network, evidence, options); });
-    std::optional<SamplingRecord> sampling;
-    if (result.sampling)
-        sampling = SamplingRecord{result.sampling->drawn, result.sampling->distinct,
-                                  result.sampling->errors.effectiveSampleSize,
-                                  result.probabilityOfEvidenceRelativeError.value_or(NAN),
-                                  std::move(result.standardErrors), result.sampling->targetMet,
-                                  result.sampling->errors.errorBound, samplenet::judgeReliability(result).warning};
-    std::optional<bool> converged;
-    if (result.propagation && options.lbpTolerance) converged = result.propagation->converged;
-    std::optional<JointRecord> joint;
-    if (result.joint) joint = JointRecord{std::move(result.joint->probabilities), std::move(result.joint->standardErrors)};
-    return {std::move(result.posteriors), result.logProbabilityOfEvidence, result.seconds, std::move(sampling),
-            converged, std::move(result.choice), std::move(joint)};
+    return withoutGil(options, [&] { return samplenet::infer(network, evidence, options); });
+}
+
+// A sampler's figure, or None for the other algorithms.
+template <typename Read>
+auto ifSampled(const samplenet::InferenceResult& result, Read read) -> std::optional<decltype(read(*result.sampling))> {
+    if (!result.sampling) return std::nullopt;
+    return read(*result.sampling);
+}
+
+void bindResult(nb::module_& module) {
+    using samplenet::InferenceResult;
+    using samplenet::SamplingReport;
+    nb::class_<InferenceResult>(module, "RunResult")
+        .def_ro("posteriors", &InferenceResult::posteriors)
+        .def_ro("ln_probability_of_evidence", &InferenceResult::logProbabilityOfEvidence)
+        .def_ro("seconds", &InferenceResult::seconds)
+        .def_ro("choice", &InferenceResult::choice)
+        .def_ro("standard_errors", &InferenceResult::standardErrors)
+        .def_prop_ro("algorithm",
+                     [](const InferenceResult& r) { return std::string(samplenet::algorithmName(r.settings.algorithm)); })
+        .def_prop_ro("samples_drawn",
+                     [](const InferenceResult& r) { return ifSampled(r, [](const SamplingReport& s) { return s.drawn; }); })
+        .def_prop_ro("distinct_samples",
+                     [](const InferenceResult& r) { return ifSampled(r, [](const SamplingReport& s) { return s.distinct; }); })
+        .def_prop_ro("effective_sample_size",
+                     [](const InferenceResult& r) {
+                         return ifSampled(r, [](const SamplingReport& s) { return s.errors.effectiveSampleSize; });
+                     })
+        .def_prop_ro("error_bound",
+                     [](const InferenceResult& r) {
+                         return ifSampled(r, [](const SamplingReport& s) { return s.errors.errorBound; });
+                     })
+        .def_prop_ro("target_met", [](const InferenceResult& r) { return r.sampling ? r.sampling->targetMet : std::nullopt; })
+        .def_prop_ro("probability_of_evidence_relative_error",
+                     [](const InferenceResult& r) { return r.probabilityOfEvidenceRelativeError.value_or(NAN); })
+        .def_prop_ro("warning", [](const InferenceResult& r) { return samplenet::judgeReliability(r).warning; })
+        // lbp with a tolerance: whether it reached a fixed point.
+        .def_prop_ro("converged",
+                     [](const InferenceResult& r) -> std::optional<bool> {
+                         if (!r.propagation || !r.settings.lbpTolerance) return std::nullopt;
+                         return r.propagation->converged;
+                     })
+        .def_prop_ro("joint_probabilities",
+                     [](const InferenceResult& r) {
+                         return r.joint ? std::optional(r.joint->probabilities) : std::nullopt;
+                     })
+        .def_prop_ro("joint_standard_errors", [](const InferenceResult& r) {
+            return r.joint ? std::optional(r.joint->standardErrors) : std::nullopt;
+        });
 }
 
 // Cases first, first + 1, ...: for each, the posteriors of the queried
@@ -95,6 +115,19 @@ CaseRows runCases(const samplenet::Network& network, const std::vector<std::stri
     return {std::move(values), std::move(errors)};
 }
 
+const samplenet::OptionSpec& registered(const std::string& keyword) {
+    const samplenet::OptionSpec* spec = samplenet::optionNamed(keyword);
+    if (!spec) throw std::invalid_argument("unknown option \"" + keyword + "\"");
+    return *spec;
+}
+
+// Checks the value as every surface does and sets it; ValueError
+// "KEYWORD: expected ..." when refused.
+template <typename Value>
+void setRegistered(InferenceOptions& options, const std::string& keyword, Value value) {
+    samplenet::setOption(options, registered(keyword), samplenet::OptionValue{std::move(value)});
+}
+
 }  // namespace
 
 samplenet::Evidence evidenceByName(const samplenet::Network& network, const std::map<std::string, std::string>& hard,
@@ -106,6 +139,7 @@ samplenet::Evidence evidenceByName(const samplenet::Network& network, const std:
 }
 
 void bindInference(nb::module_& module) {
+    bindResult(module);
     nb::class_<InferenceOptions>(module, "Options")
         .def(nb::init<>())
         .def_prop_rw(
@@ -113,10 +147,12 @@ void bindInference(nb::module_& module) {
             [](const InferenceOptions& options) { return std::string(samplenet::algorithmName(options.algorithm)); },
             [](InferenceOptions& options, const std::string& name) {
                 const auto algorithm = samplenet::algorithmNamed(name);
-                if (!algorithm)
-                    throw std::invalid_argument("unknown algorithm \"" + name + "\"; use auto, epis, ais, lbp, exact, wmb or bpis");
+                if (!algorithm) throw std::invalid_argument(samplenet::unknownAlgorithmMessage(name));
                 options.algorithm = *algorithm;
             })
+        .def("set", &setRegistered<long long>, nb::arg("keyword"), nb::arg("value"))
+        .def("set", &setRegistered<double>, nb::arg("keyword"), nb::arg("value"))
+        .def("set", &setRegistered<std::string>, nb::arg("keyword"), nb::arg("value"))
         .def_rw("samples", &InferenceOptions::samples)
         .def_rw("seed", &InferenceOptions::seed)
         .def_rw("lbp_iterations", &InferenceOptions::lbpIterations)
@@ -135,6 +171,32 @@ void bindInference(nb::module_& module) {
         .def_rw("max_seconds", &InferenceOptions::maxSeconds)
         .def_rw("queried", &InferenceOptions::queried)
         .def_rw("joint", &InferenceOptions::joint);
+    module.def("option_specs", [] {
+        // Flag name, keyword, kind, help, default, choices: what Python
+        // checks and documents.
+        std::vector<std::tuple<std::string, std::string, std::string, std::string, std::string, std::vector<std::string>>>
+            specs;
+        for (const samplenet::OptionSpec& spec : samplenet::optionSpecs())
+            specs.emplace_back(std::string(spec.name), std::string(spec.keyword),
+                               spec.kind == samplenet::OptionKind::WholeNumber ? "whole"
+                               : spec.kind == samplenet::OptionKind::Number    ? "number"
+                                                                               : "choice",
+                               std::string(spec.help), std::string(spec.defaultText),
+                               std::vector<std::string>(spec.choices.begin(), spec.choices.end()));
+        return specs;
+    });
+    module.def(
+        "option_ignored",
+        [](const InferenceOptions& options, const std::string& keyword) {
+            return samplenet::whyIgnored(options.algorithm, registered(keyword));
+        },
+        nb::arg("options"), nb::arg("keyword"));
+    module.def("check_options", &samplenet::checkOptions, nb::arg("options"));
+    module.def("algorithm_names", [] {
+        std::vector<std::string> names;
+        for (const samplenet::AlgorithmEntry& entry : samplenet::algorithms()) names.emplace_back(entry.name);
+        return names;
+    });
     module.def("infer", &inferOne, nb::arg("network"), nb::arg("hard"), nb::arg("likelihood"), nb::arg("options"));
     module.def("run_cases", &runCases, nb::arg("network"), nb::arg("columns"), nb::arg("rows"), nb::arg("queried"),
                nb::arg("options"), nb::arg("run_seed"), nb::arg("first_case"));

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/generate/random_network.h"
-#include "lib/inference/automatic_choice.h"
+#include "lib/inference/inference.h"
 #include "tests/support/test_networks.h"
 #include "tests/support/tiny_network.h"
 
@@ -28,10 +28,10 @@ samplenet::Network fourHundredVariables() {
 
 TEST(AutomaticChoice, TakesExactInferenceWhereItIsQuick) {
     const auto network = testing_support::toNetwork(testing_support::threeLayerLoopy());
-    const auto run = samplenet::inferAutomatically(network, Evidence{{{6, 2}}, {}}, automatic());
-    EXPECT_EQ(run.used.algorithm, Algorithm::Exact);
-    EXPECT_EQ(run.result.choice.rfind("exact: the junction tree holds ", 0), 0u) << run.result.choice;
-    EXPECT_TRUE(run.result.logProbabilityOfEvidence.has_value());
+    const auto run = samplenet::infer(network, Evidence{{{6, 2}}, {}}, automatic());
+    EXPECT_EQ(run.settings.algorithm, Algorithm::Exact);
+    EXPECT_EQ(run.choice.rfind("exact: the junction tree holds ", 0), 0u) << run.choice;
+    EXPECT_TRUE(run.logProbabilityOfEvidence.has_value());
 }
 
 // The whole network's tree is far above the memory limit, but evidence on
@@ -43,16 +43,16 @@ TEST(AutomaticChoice, JudgesExactInferenceByTheTreeOfTheQuery) {
     options.memoryLimitBytes = std::size_t{1} << 20;
     const Evidence early{{{8, 0}}, {}};
     options.queried = {3, 8};
-    const auto run = samplenet::inferAutomatically(network, early, options);
-    EXPECT_EQ(run.used.algorithm, Algorithm::Exact) << run.result.choice;
-    EXPECT_TRUE(run.result.valid[3]);
+    const auto run = samplenet::infer(network, early, options);
+    EXPECT_EQ(run.settings.algorithm, Algorithm::Exact) << run.choice;
+    EXPECT_TRUE(run.valid[3]);
 
     // A budget that no tree meets sends the same query to the samplers,
     // and the choice gives the figures that decided.
     options.maxSeconds = 1e-12;
-    const auto hurried = samplenet::inferAutomatically(network, early, options);
-    EXPECT_NE(hurried.used.algorithm, Algorithm::Exact);
-    EXPECT_NE(hurried.result.choice.find("the budget 1e-12 s"), std::string::npos) << hurried.result.choice;
+    const auto hurried = samplenet::infer(network, early, options);
+    EXPECT_NE(hurried.settings.algorithm, Algorithm::Exact);
+    EXPECT_NE(hurried.choice.find("the budget 1e-12 s"), std::string::npos) << hurried.choice;
 }
 
 // A network whose junction tree is far above the memory limit goes to
@@ -65,14 +65,14 @@ TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
     // numbers free of the clock.
     options.maxSeconds = 3600.0;
     options.samples = 5000;
-    const auto run = samplenet::inferAutomatically(network, Evidence{{{399, 0}}, {}}, options);
-    EXPECT_EQ(run.used.algorithm, Algorithm::Propagated);
-    ASSERT_TRUE(run.used.targetError.has_value());
-    EXPECT_EQ(*run.used.targetError, 0.01);
-    EXPECT_TRUE(run.result.sampling->targetMet.value_or(false));
-    EXPECT_EQ(run.result.choice, "bpis: the junction tree exceeds the memory limit of 1 MiB");
+    const auto run = samplenet::infer(network, Evidence{{{399, 0}}, {}}, options);
+    EXPECT_EQ(run.settings.algorithm, Algorithm::Propagated);
+    ASSERT_TRUE(run.settings.targetError.has_value());
+    EXPECT_EQ(*run.settings.targetError, 0.01);
+    EXPECT_TRUE(run.sampling->targetMet.value_or(false));
+    EXPECT_EQ(run.choice, "bpis: the junction tree exceeds the memory limit of 1 MiB");
     // infer() with the automatic choice gives the same numbers.
-    EXPECT_EQ(samplenet::infer(network, Evidence{{{399, 0}}, {}}, options).posteriors, run.result.posteriors);
+    EXPECT_EQ(samplenet::infer(network, Evidence{{{399, 0}}, {}}, options).posteriors, run.posteriors);
 }
 
 }  // namespace
@@ -88,16 +88,16 @@ TEST(AutomaticChoice, EscalatesFromAnUnreliableAnswer) {
     options.samples = 60;
     options.targetError = 0.2;
     const Evidence evidence{{{399, 0}}, {}};
-    const auto first = samplenet::inferAutomatically(network, evidence, options);
-    EXPECT_EQ(first.used.algorithm, Algorithm::Propagated);
-    EXPECT_EQ(first.used.samples, 600);
-    EXPECT_TRUE(first.result.sampling->targetMet.value_or(false));
+    const auto first = samplenet::infer(network, evidence, options);
+    EXPECT_EQ(first.settings.algorithm, Algorithm::Propagated);
+    EXPECT_EQ(first.settings.samples, 600);
+    EXPECT_TRUE(first.sampling->targetMet.value_or(false));
 
     options.targetError = 1e-6;
-    const auto none = samplenet::inferAutomatically(network, evidence, options);
-    EXPECT_NE(none.result.choice.find("no sampler gave a reliable answer"), std::string::npos) << none.result.choice;
-    EXPECT_NE(none.result.choice.find("(tried: bpis (at most 600 samples): "), std::string::npos)
-        << none.result.choice;
-    EXPECT_NE(none.result.choice.find("; wmb (at most 60 samples): "), std::string::npos) << none.result.choice;
-    EXPECT_FALSE(none.result.sampling->targetMet.value_or(true));
+    const auto none = samplenet::infer(network, evidence, options);
+    EXPECT_NE(none.choice.find("no sampler gave a reliable answer"), std::string::npos) << none.choice;
+    EXPECT_NE(none.choice.find("(tried: bpis (at most 600 samples): "), std::string::npos)
+        << none.choice;
+    EXPECT_NE(none.choice.find("; wmb (at most 60 samples): "), std::string::npos) << none.choice;
+    EXPECT_FALSE(none.sampling->targetMet.value_or(true));
 }

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/generate/random_network.h"
-#include "lib/inference/automatic_choice.h"
+#include "lib/inference/inference.h"
 #include "tests/support/tiny_network.h"
 
 namespace {
@@ -56,10 +56,10 @@ TEST(TargetStopping, AutoDrawsToItsTargetWithoutASampleCount) {
     const samplenet::Network network = samplenet::randomNetwork(shape);
     InferenceOptions options = toTarget(Algorithm::Auto, 0.006);
     options.memoryLimitBytes = std::size_t{1} << 18;
-    const auto run = samplenet::inferAutomatically(network, Evidence{{{99, 0}}, {}}, options);
-    EXPECT_EQ(run.result.choice, "bpis: the junction tree exceeds the memory limit of 256 KiB");
-    EXPECT_TRUE(run.result.sampling->targetMet.value_or(false));
-    EXPECT_GT(run.result.sampling->drawn, samplenet::kDefaultSamples);
+    const auto run = samplenet::infer(network, Evidence{{{99, 0}}, {}}, options);
+    EXPECT_EQ(run.choice, "bpis: the junction tree exceeds the memory limit of 256 KiB");
+    EXPECT_TRUE(run.sampling->targetMet.value_or(false));
+    EXPECT_GT(run.sampling->drawn, samplenet::kDefaultSamples);
 }
 
 }  // namespace

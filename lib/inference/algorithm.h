@@ -1,0 +1,41 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace samplenet {
+
+enum class Algorithm {
+    Epis,  // importance sampling from a loopy-propagation importance function
+    Ais,   // adaptive importance sampling: learns the importance function first
+    Lbp,   // loopy belief propagation
+    Exact, // junction tree; refuses networks whose cliques exceed the memory limit
+    Auto,  // exact where it is quick, else samplers to a precision target, with fallbacks
+    MiniBucket,  // importance sampling from a memory-bounded weighted mini-bucket elimination, backtracking on zeros
+    Propagated,  // importance sampling from tables of belief propagation run to convergence, sequentially
+};
+
+// One algorithm as every surface names and describes it.
+struct AlgorithmEntry {
+    Algorithm algorithm;
+    std::string_view name;     // as -a/--algorithm and algorithm= take it
+    std::string_view summary;  // a few words for help texts
+    bool samples;              // draws samples (takes -n, --seed, --target-error, ...)
+};
+
+// Every algorithm, in the order help texts list them.
+std::span<const AlgorithmEntry> algorithms();
+const AlgorithmEntry& algorithmEntry(Algorithm algorithm);
+
+std::string_view algorithmName(Algorithm algorithm);
+std::optional<Algorithm> algorithmNamed(std::string_view name);
+// "auto, epis, ais, lbp, exact, wmb or bpis"
+std::string algorithmNameList();
+// "auto (exact where it is quick, ...), epis (...), ..."
+std::string algorithmHelp();
+// Empty when `name` names an algorithm, else the message that says which do.
+std::string unknownAlgorithmMessage(std::string_view name);
+
+}  // namespace samplenet

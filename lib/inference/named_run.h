@@ -1,0 +1,13 @@
+#pragma once
+
+#include "lib/inference/inference_errors.h"
+#include "lib/model/evidence.h"
+#include "lib/model/network.h"
+
+namespace samplenet {
+
+// infer() for a named algorithm (not auto), options already checked: checks
+// the network and evidence, then runs. The result's settings are `options`.
+InferenceResult runNamedAlgorithm(const Network& network, const Evidence& evidence, const InferenceOptions& options);
+
+}  // namespace samplenet
