@@ -71,6 +71,9 @@ int main(int argc, char** argv) {
     app.add_option("--jobs", inference.jobs, "Threads of a sampling run")
         ->check(samplenet_cli::wholeNumberAtLeast(1))
         ->capture_default_str();
+    app.add_option("--iterations", inference.lbpIterations, "Rounds of message passing of lbp")
+        ->check(samplenet_cli::wholeNumberAtLeast(1))
+        ->capture_default_str();
     app.add_option("--damping", inference.damping, "Damping of bpis's propagation, in [0, 1)")
         ->check(CLI::Range(0.0, 0.999))
         ->capture_default_str();
