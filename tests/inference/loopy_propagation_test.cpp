@@ -91,9 +91,9 @@ TEST(LoopyPropagation, CollapseOnPossibleEvidenceIsReportedAndAutoStillAnswers) 
     automatic.maxSeconds = 3600.0;
     automatic.queried = {0};
     const auto run = samplenet::sampleAutomatically(network, evidence, automatic, "exact inference was ruled out");
-    EXPECT_NE(run.used.algorithm, Algorithm::Lbp) << run.result.choice;
-    ASSERT_TRUE(run.result.valid[0]) << run.result.choice;
-    EXPECT_NEAR(run.result.posteriors[0][0], exact, 0.02) << run.result.choice;
+    EXPECT_NE(run.settings.algorithm, Algorithm::Lbp) << run.choice;
+    ASSERT_TRUE(run.valid[0]) << run.choice;
+    EXPECT_NEAR(run.posteriors[0][0], exact, 0.02) << run.choice;
 }
 
 }  // namespace
