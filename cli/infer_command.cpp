@@ -15,7 +15,7 @@ std::string checkFormat(const std::string& name) {
 }  // namespace
 
 CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
-    CLI::App* command = app.add_subcommand("infer", "Posterior probabilities of the nodes given evidence");
+    CLI::App* command = app.add_subcommand("infer", "Posteriors of the nodes given evidence");
     addInferenceOptions(*command, arguments.inference);
     addQueryOptions(*command, arguments.query);
     command->add_option("-q,--query", arguments.inference.queries, "Show only this node; repeatable")

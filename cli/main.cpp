@@ -62,8 +62,11 @@ int runCommand(int argc, char** argv) {
     CLI::App* sample = samplenet_cli::addSampleCommand(app, sampleArguments);
     samplenet_cli::ImpactArguments impactArguments;
     CLI::App* impact = samplenet_cli::addImpactCommand(app, impactArguments);
-    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore, dsep, sample, impact})
-        command->footer(kExitCodes);
+    // A command's own footer carries what its one-line description leaves out.
+    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore, dsep, sample, impact}) {
+        const std::string details = command->get_footer();
+        command->footer(details.empty() ? std::string(kExitCodes) : details + "\n\n" + kExitCodes);
+    }
 
     try {
         app.parse(argc, argv);
