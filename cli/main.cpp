@@ -4,6 +4,7 @@
 
 #include "cli/batch_command.h"
 #include "cli/bench_command.h"
+#include "cli/completion_command.h"
 #include "cli/convert_command.h"
 #include "cli/dsep_command.h"
 #include "cli/explore_command.h"
@@ -67,6 +68,8 @@ int runCommand(int argc, char** argv) {
         const std::string details = command->get_footer();
         command->footer(details.empty() ? std::string(kExitCodes) : details + "\n\n" + kExitCodes);
     }
+    samplenet_cli::CompletionArguments completionArguments;
+    CLI::App* completion = samplenet_cli::addCompletionCommand(app, completionArguments);
 
     try {
         app.parse(argc, argv);
@@ -87,6 +90,7 @@ int runCommand(int argc, char** argv) {
         if (dsep->parsed()) samplenet_cli::runDsep(dsepArguments);
         if (sample->parsed()) samplenet_cli::runSample(sampleArguments, *sample);
         if (impact->parsed()) samplenet_cli::runImpact(impactArguments, *impact);
+        if (completion->parsed()) samplenet_cli::runCompletion(completionArguments, app);
     } catch (const samplenet::RunCancelled&) {
         std::cerr << "samplenet: interrupted\n";
         return kInterrupted;
