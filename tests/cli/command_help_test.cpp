@@ -164,7 +164,7 @@ TEST(ManPages, EveryCommandHasAPageWithItsOptions) {
                 << command << " " << option;
     }
     const std::string infer = manPageText(cli_testing::fileContents(directory / "samplenet-infer.1"));
-    for (const char* option : {"--evidence", "--algorithm", "--samples", "--query", "--format"})
+    for (const char* option : {"--evidence", "--algorithm", "--samples", "--query", "--format", "--output"})
         EXPECT_NE(infer.find(option), std::string::npos) << option;
 }
 
