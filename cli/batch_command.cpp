@@ -91,7 +91,7 @@ std::string checkOnError(const std::string& value) {
 }  // namespace
 
 CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments) {
-    CLI::App* command = app.add_subcommand("batch", "Posteriors for every row of a CSV file of evidence cases");
+    CLI::App* command = app.add_subcommand("batch", "Posteriors for each row of a CSV of evidence cases");
     command
         ->add_option("network", arguments.networkPath, "Network file (.bif, .xmlbif/.xml, .net, .uai, optionally .gz)")
         ->required();

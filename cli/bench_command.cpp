@@ -12,8 +12,8 @@
 namespace samplenet_cli {
 
 CLI::App* addBenchCommand(CLI::App& app, BenchArguments& arguments) {
-    CLI::App* command = app.add_subcommand(
-        "bench", "Accuracy against exact posteriors and speed, on evidence cases generated from a fixed seed");
+    CLI::App* command = app.add_subcommand("bench", "Accuracy and speed against exact posteriors");
+    command->footer("The evidence cases are generated from a fixed seed, so runs compare.");
     samplenet::CaseOptions& cases = arguments.cases;
     samplenet::BenchmarkOptions& benchmark = arguments.benchmark;
     command->add_option("network", arguments.networkPath, "Network file")->required();

@@ -7,8 +7,8 @@
 namespace samplenet_cli {
 
 CLI::App* addConvertCommand(CLI::App& app, ConvertArguments& arguments) {
-    CLI::App* command = app.add_subcommand(
-        "convert", "Convert a network between BIF, XMLBIF, NET and UAI, chosen by the files' extensions");
+    CLI::App* command = app.add_subcommand("convert", "Convert a network between BIF, XMLBIF, NET and UAI");
+    command->footer("The formats are chosen by the files' extensions.");
     command->add_option("input", arguments.input, "Network file to read")->required();
     command->add_option("output", arguments.output, "File to write (.bif, .xmlbif/.xml, .net, .uai, optionally .gz)")
         ->required();

@@ -26,9 +26,8 @@ std::vector<std::string> namesIn(const std::string& list) {
 }  // namespace
 
 CLI::App* addDsepCommand(CLI::App& app, DsepArguments& arguments) {
-    CLI::App* command = app.add_subcommand(
-        "dsep", "Whether two sets of nodes are d-separated (independent in every distribution the graph allows) "
-                "given a third");
+    CLI::App* command = app.add_subcommand("dsep", "Whether node sets are d-separated given a third");
+    command->footer("D-separated sets are independent in every distribution the graph allows.");
     command->add_option("network", arguments.networkPath, "Network file")->required();
     // Sets as comma-separated lists, as --joint takes them, so that the
     // common question of two single nodes reads "dsep NET A B".

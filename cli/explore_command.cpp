@@ -39,8 +39,8 @@ std::string pageQuery(const samplenet::Network& network, const samplenet::Eviden
 }  // namespace
 
 CLI::App* addExploreCommand(CLI::App& app, ExploreArguments& arguments) {
-    CLI::App* command = app.add_subcommand(
-        "explore", "A local web page (127.0.0.1 only) that sets evidence by clicking and shows every posterior");
+    CLI::App* command = app.add_subcommand("explore", "Local web page: click evidence, see posteriors");
+    command->footer("The page is served on 127.0.0.1 only; every posterior follows each click.");
     addInferenceOptions(*command, arguments.inference);
     command
         ->add_option("-q,--query", arguments.inference.queries,

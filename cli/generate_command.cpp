@@ -8,8 +8,8 @@
 namespace samplenet_cli {
 
 CLI::App* addGenerateCommand(CLI::App& app, GenerateArguments& arguments) {
-    CLI::App* command = app.add_subcommand(
-        "generate", "Write a random network; node i takes its parents among the few nodes created before it");
+    CLI::App* command = app.add_subcommand("generate", "Write a random network");
+    command->footer("Node i takes its parents among the few nodes created before it.");
     command->add_option("output", arguments.output, "File to write (.bif, .xmlbif/.xml, .net, .uai, optionally .gz)")
         ->required();
     samplenet::RandomNetworkOptions& shape = arguments.shape;

@@ -28,9 +28,10 @@ void refuseIntervened(const InferenceRun& run, const std::vector<int>& nodes, co
 }  // namespace
 
 CLI::App* addImpactCommand(CLI::App& app, ImpactArguments& arguments) {
-    CLI::App* command = app.add_subcommand(
-        "impact", "Rank the unobserved nodes by how much observing each would tell about a target node (mutual "
-                  "information), and show how each of their states would move the target");
+    CLI::App* command = app.add_subcommand("impact", "Which observations would tell most about a node");
+    command->footer(
+        "Ranks the unobserved nodes by how much observing each would tell about the target (mutual information), "
+        "and shows how each of their states would move it.");
     addInferenceOptions(*command, arguments.inference);
     command->add_option("-t,--target", arguments.target, "The node to learn about")->required();
     command

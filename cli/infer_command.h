@@ -12,11 +12,14 @@ struct InferArguments {
     InferenceArguments inference;
     QueryArguments query;
     std::string format = "table";
+    // Given, the report goes to this file, in the format its extension names.
+    std::string outputPath;
 };
 
 CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments);
 
-// Prints the posteriors on stdout; throws on any failure before printing.
-void runInfer(InferArguments arguments);
+// Prints the posteriors on stdout, or writes them to -o's file; throws on
+// any failure before writing.
+void runInfer(InferArguments arguments, const CLI::App& command);
 
 }  // namespace samplenet_cli

@@ -4,6 +4,7 @@
 
 #include "cli/batch_command.h"
 #include "cli/bench_command.h"
+#include "cli/completion_command.h"
 #include "cli/convert_command.h"
 #include "cli/dsep_command.h"
 #include "cli/explore_command.h"
@@ -62,8 +63,13 @@ int runCommand(int argc, char** argv) {
     CLI::App* sample = samplenet_cli::addSampleCommand(app, sampleArguments);
     samplenet_cli::ImpactArguments impactArguments;
     CLI::App* impact = samplenet_cli::addImpactCommand(app, impactArguments);
-    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore, dsep, sample, impact})
-        command->footer(kExitCodes);
+    // A command's own footer carries what its one-line description leaves out.
+    for (CLI::App* command : {infer, info, convert, bench, plot, batch, generate, explore, dsep, sample, impact}) {
+        const std::string details = command->get_footer();
+        command->footer(details.empty() ? std::string(kExitCodes) : details + "\n\n" + kExitCodes);
+    }
+    samplenet_cli::CompletionArguments completionArguments;
+    CLI::App* completion = samplenet_cli::addCompletionCommand(app, completionArguments);
 
     try {
         app.parse(argc, argv);
@@ -73,7 +79,7 @@ int runCommand(int argc, char** argv) {
     }
 
     try {
-        if (infer->parsed()) samplenet_cli::runInfer(inferArguments);
+        if (infer->parsed()) samplenet_cli::runInfer(inferArguments, *infer);
         if (info->parsed()) samplenet_cli::runInfo(infoArguments);
         if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
@@ -84,6 +90,7 @@ int runCommand(int argc, char** argv) {
         if (dsep->parsed()) samplenet_cli::runDsep(dsepArguments);
         if (sample->parsed()) samplenet_cli::runSample(sampleArguments, *sample);
         if (impact->parsed()) samplenet_cli::runImpact(impactArguments);
+        if (completion->parsed()) samplenet_cli::runCompletion(completionArguments, app);
     } catch (const samplenet::RunCancelled&) {
         std::cerr << "samplenet: interrupted\n";
         return kInterrupted;

@@ -18,7 +18,7 @@ std::string checkPictureFile(const std::string& path) {
 }  // namespace
 
 CLI::App* addPlotCommand(CLI::App& app, PlotArguments& arguments) {
-    CLI::App* command = app.add_subcommand("plot", "Picture of the network with every node's posterior");
+    CLI::App* command = app.add_subcommand("plot", "Picture of the network with each node's posterior");
     addInferenceOptions(*command, arguments.inference);
     command
         ->add_option("-q,--query", arguments.inference.queries,

@@ -45,9 +45,8 @@ void writeSamples(samplenet::OutputFile& out, const samplenet::Network& network,
 }  // namespace
 
 CLI::App* addSampleCommand(CLI::App& app, SampleArguments& arguments) {
-    CLI::App* command = app.add_subcommand(
-        "sample", "Write forward samples of the network as CSV, one row per sample; with evidence, likelihood "
-                  "weighted rows with a weight column");
+    CLI::App* command = app.add_subcommand("sample", "Write forward samples of the network as CSV");
+    command->footer("One row per sample; with evidence, likelihood weighted rows with a weight column.");
     command->add_option("network", arguments.networkPath, "Network file")->required();
     command->add_option("-n,--samples", arguments.count, "Rows to draw")->required()->check(wholeNumberAtLeast(0));
     addEvidenceOptions(*command, arguments.evidence);

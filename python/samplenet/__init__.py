@@ -15,6 +15,7 @@ The exceptions are described in samplenet.errors.
 from samplenet import _core
 from samplenet.errors import (CaseError, Error, EvidenceError, InferenceError, ModelError, NetworkTooLargeError,
                               OptionError, ParseError)
+from samplenet.explore import ExploreServer
 from samplenet.impact import CandidateImpact, Impact
 from samplenet.network import Network, load
 from samplenet.queries import Explanation, JointPosterior
@@ -25,6 +26,6 @@ from_pgmpy = Network.from_pgmpy
 from_pyagrum = Network.from_pyagrum
 
 __all__ = ["load", "from_pgmpy", "from_pyagrum", "Network", "Result", "SamplingSummary", "Explanation",
-           "JointPosterior", "Impact", "CandidateImpact", "Error", "ParseError",
+           "JointPosterior", "Impact", "CandidateImpact", "ExploreServer", "Error", "ParseError",
            "ModelError", "EvidenceError", "OptionError", "CaseError", "NetworkTooLargeError", "InferenceError",
            "__version__"]

@@ -17,8 +17,8 @@ import numpy as np
 import pandas as pd
 
 from samplenet import _core
-from samplenet.errors import CaseError, EvidenceError, OptionError
-from samplenet.intervention import intervened
+from samplenet.errors import CaseError, OptionError
+from samplenet.intervention import check_columns_not_set, intervened
 from samplenet.options import make_options, seed_value, whole_number
 
 
@@ -151,9 +151,7 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", seed=None, query=
     run_seed = secrets.randbelow(1 << 31) if seed is None else seed_value(seed)
     columns = [str(c) for c in cases.columns]
     network = intervened(network, do, {}, {})
-    for column in columns:
-        if column in (do or {}):
-            raise EvidenceError(f'column "{column}" is set by do: a node cannot be both observed and set')
+    check_columns_not_set(columns, do)
     rows = case_rows(cases, network)
     queried, names = output_columns(network, query)
     jobs = (os.cpu_count() or 1) if jobs is None else whole_number("jobs", jobs, 1)

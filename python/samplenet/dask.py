@@ -17,17 +17,19 @@ import numpy as np
 import pandas as pd
 
 from samplenet.batch import case_rows, check_on_error, collect, output_columns, run_chunk, summary_columns
+from samplenet.intervention import check_columns_not_set, intervened
 from samplenet.network import load
 from samplenet.options import make_options, seed_value
 
 
 @functools.lru_cache(maxsize=8)
-def _network(path):
-    return load(path)
+def _network(path, settings=()):
+    """The network at `path`, with the interventions `settings` (do's items)."""
+    return intervened(load(path), dict(settings), {}, {})
 
 
-def _run_partition(part, path, offsets, query, option_values, run_seed, on_error, partition_info=None):
-    network = _network(path)
+def _run_partition(part, path, settings, offsets, query, option_values, run_seed, on_error, partition_info=None):
+    network = _network(path, settings)
     queried, names = output_columns(network, query)
     first = offsets[partition_info["number"]] if partition_info else 0
     values, errors = run_chunk(network._core, [str(c) for c in part.columns], case_rows(part, network), queried,
@@ -35,19 +37,23 @@ def _run_partition(part, path, offsets, query, option_values, run_seed, on_error
     return collect(part.index, values, errors, names, on_error, summary_columns(option_values), first)
 
 
-def infer_many(network_path, cases, algorithm="epis", seed=None, query=None, on_error="skip", **options):
+def infer_many(network_path, cases, algorithm="epis", seed=None, query=None, on_error="skip", do=None,
+               **options):
     """A lazy Dask DataFrame of posteriors, one row per case of the Dask
     DataFrame `cases` and one column per NODE=STATE, as Network.infer_many
     gives. The network file must be readable at the same path on every
-    worker. Skipped cases are logged as warnings on the workers. Options and
-    errors as in Network.infer_many; runs release the GIL, so a worker keeps
-    answering its scheduler while it computes."""
+    worker. Skipped cases are logged as warnings on the workers. Options,
+    do= and errors as in Network.infer_many; runs release the GIL, so a
+    worker keeps answering its scheduler while it computes."""
     check_on_error(on_error)
     path = str(network_path)
     option_values = dict(algorithm=algorithm, **options)
     make_options(warn=True, **option_values)
     run_seed = secrets.randbelow(1 << 31) if seed is None else seed_value(seed)
-    network = load(path)  # here too, so that a bad file or query fails at once
+    # Here too, so that a bad file, intervention or query fails at once.
+    settings = tuple((do or {}).items())
+    network = intervened(load(path), do, {}, {})
+    check_columns_not_set([str(c) for c in cases.columns], do)
     queried, names = output_columns(network, query)
     run_chunk(network._core, [str(c) for c in cases.columns], [], queried, option_values, run_seed, 0)
     # Where each partition starts, so that a case's seed and row number do not
@@ -58,4 +64,5 @@ def infer_many(network_path, cases, algorithm="epis", seed=None, query=None, on_
                         index=cases._meta.index)
     for column in summary_columns(option_values):
         meta[column] = pd.Series(dtype=float)
-    return cases.map_partitions(_run_partition, path, offsets, query, option_values, run_seed, on_error, meta=meta)
+    return cases.map_partitions(_run_partition, path, settings, offsets, query, option_values, run_seed, on_error,
+                                meta=meta)

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 from samplenet import _core
+from samplenet.errors import EvidenceError
 
 
 def intervened(network, do, hard, soft):
@@ -20,3 +21,10 @@ def intervened(network, do, hard, soft):
 def settings_of(network, do):
     """`do` with every state as its name, for reports."""
     return {str(node): network._state_name(node, state) for node, state in (do or {}).items()}
+
+
+def check_columns_not_set(columns, do):
+    """Raises EvidenceError for a case column that names a node `do` sets."""
+    for column in columns:
+        if column in (do or {}):
+            raise EvidenceError(f'column "{column}" is set by do: a node cannot be both observed and set')

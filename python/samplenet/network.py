@@ -9,6 +9,7 @@ import numpy as np
 
 from samplenet import _core, interop
 from samplenet.errors import EvidenceError, OptionError, ParseError
+from samplenet.explore import ExploreServer
 from samplenet.intervention import intervened, settings_of
 from samplenet.options import make_options, options_help
 from samplenet import queries
@@ -303,13 +304,15 @@ class Network:
         table = _core.joint_posterior(self._core, hard, soft, [self.index(node) for node in nodes], options)
         return JointPosterior(nodes, states, np.asarray(table).reshape(shape))
 
-    def explore(self, port=0, algorithm="auto", **options) -> str:
+    def explore(self, port=0, algorithm="auto", **options) -> ExploreServer:
         """Starts the explore page for this network on 127.0.0.1 (port 0: a
-        free one) and returns its address: click a state to observe it and
-        watch every posterior move. It runs on a background thread until
-        the interpreter exits; `algorithm` and the other options are infer's."""
-        return _core.explore(self._core, make_options(algorithm, warn=True, **options), int(port),
-                             self.name or "network")
+        free one): click a state to observe it and watch every posterior
+        move. Returns the running server: its .url is the address, and
+        .close() or the end of a `with` block stops it (else it runs on a
+        background thread until the interpreter exits). `algorithm` and the
+        other options are infer's."""
+        return ExploreServer(
+            _core.explore(self._core, make_options(algorithm, warn=True, **options), int(port), self.name or "network"))
 
     def sample(self, n, evidence=None, likelihood=None, seed=None, do=None):
         """n forward samples as a pandas DataFrame: one categorical column per

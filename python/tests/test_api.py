@@ -4,6 +4,7 @@ import inspect
 import pickle
 import re
 import subprocess
+import sys
 from concurrent.futures import ProcessPoolExecutor
 from importlib import metadata
 from pathlib import Path
@@ -39,6 +40,25 @@ def test_a_negative_seed_is_refused_by_python_and_the_command_line_alike(asia, c
         asia.infer_many(pd.DataFrame({"asia": ["yes"]}), seed=-1)
     run = subprocess.run([cli, "infer", "--seed", "-1"], capture_output=True, text=True)
     assert run.returncode == 1 and "--seed" in run.stderr
+
+
+def test_every_surface_takes_the_registered_options_with_the_same_checks(asia, cli):
+    from samplenet.options import OPTIONS
+
+    infer_help = subprocess.run([cli, "infer", "--help"], capture_output=True, text=True).stdout
+    batch_help = subprocess.run([sys.executable, "-m", "samplenet", "batch", "--help"], capture_output=True,
+                                text=True).stdout
+    for keyword, (*_, name) in OPTIONS.items():
+        assert f"--{name}" in infer_help, name
+        assert keyword == "jobs" or f"--{name}" in batch_help, name
+        assert keyword in samplenet.Network.infer.__doc__, keyword
+    # One check, one message: the command line's, less its dashes.
+    run = subprocess.run([cli, "infer", "--target-error", "1"], capture_output=True, text=True)
+    with pytest.raises(OptionError) as error:
+        asia.infer(target_error=1)
+    assert str(error.value).split(": ", 1)[1].split(", found")[0] in run.stderr
+    with pytest.warns(RuntimeWarning, match="iterations is read by lbp alone; exact ignores it"):
+        asia.infer(algorithm="exact", iterations=5)
 
 
 def test_version_is_the_same_everywhere(cli):

@@ -43,6 +43,22 @@ def test_a_bad_case_fails_the_run_with_its_row_over_the_whole_table(client):
         lazy.compute()
 
 
+def test_interventions_reach_the_workers(client, alarm):
+    cases = CASES.iloc[:6]
+    do = {"LVFAILURE": "TRUE", "HYPOVOLEMIA": 0}
+    expected = alarm.infer_many(cases, algorithm="exact", do=do, jobs=1)
+    table = samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", dd.from_pandas(cases, npartitions=3),
+                                      algorithm="exact", do=do).compute()
+    assert list(table.columns) == list(expected.columns)
+    np.testing.assert_allclose(table.to_numpy(), expected.to_numpy(), rtol=0, atol=1e-12)
+    assert not np.allclose(table.to_numpy(), alarm.infer_many(cases, algorithm="exact", jobs=1).to_numpy())
+    with pytest.raises(samplenet.EvidenceError, match='column "BP" is set by do'):
+        samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", dd.from_pandas(cases, npartitions=2), do={"BP": "LOW"})
+    with pytest.raises(samplenet.EvidenceError):
+        samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", dd.from_pandas(cases, npartitions=2),
+                                  do={"LVFAILURE": "sometimes"})
+
+
 def test_bad_file_or_header_fails_before_the_cluster_runs(client, tmp_path):
     with pytest.raises(FileNotFoundError):
         samplenet.dask.infer_many(tmp_path / "none.bif", dd.from_pandas(CASES, npartitions=2))

@@ -1,4 +1,5 @@
 import json
+import socket
 import urllib.error
 import urllib.request
 
@@ -13,8 +14,9 @@ def post(url, body):
 
 
 def test_explore_serves_the_posteriors_of_the_clicked_evidence(asia):
-    url = asia.explore(algorithm="exact")
-    assert url.startswith("http://127.0.0.1:")
+    server = asia.explore(algorithm="exact")
+    url = server.url
+    assert url.startswith("http://127.0.0.1:") and str(server) == url
     with urllib.request.urlopen(url, timeout=30) as page:
         assert b"samplenet explore" in page.read()
     answer = post(url + "api/posteriors", {"evidence": ["smoke=yes", "xray=[0.9,0.2]"]})
@@ -25,3 +27,29 @@ def test_explore_serves_the_posteriors_of_the_clicked_evidence(asia):
         post(url + "api/posteriors", {"evidence": ["smoke=sometimes"]})
     assert refused.value.code == 400
     assert json.load(refused.value)["error"] == 'unknown state "sometimes" of "smoke"; valid states: yes, no'
+    server.close()
+
+
+def port_is_free(port):
+    with socket.socket() as probe:
+        # As a server would bind: connections the old one closed may linger.
+        probe.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        try:
+            probe.bind(("127.0.0.1", port))
+        except OSError:
+            return False
+        return True
+
+
+def test_a_closed_explore_server_stops_and_frees_its_port(asia):
+    with asia.explore(algorithm="exact") as server:
+        assert not server.closed
+        with urllib.request.urlopen(server.url, timeout=30) as page:
+            assert page.status == 200
+        assert not port_is_free(server.port)
+    assert server.closed
+    assert port_is_free(server.port)
+    with pytest.raises(urllib.error.URLError):
+        urllib.request.urlopen(server.url, timeout=5)
+    server.close()  # again: nothing to do
+    assert "closed" in repr(server)

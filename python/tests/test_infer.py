@@ -69,7 +69,7 @@ def test_bad_evidence_and_options_raise_with_clear_messages(asia):
         (dict(likelihood={"asia": [1.0]}), samplenet.EvidenceError, '"asia"'),
         (dict(likelihood={"asia": [0.0, 0.0]}), samplenet.EvidenceError, '"asia"'),
         (dict(algorithm="gibbs"), ValueError, 'unknown algorithm "gibbs"'),
-        (dict(samples=0), ValueError, "samples must be a whole number of at least 1"),
+        (dict(samples=0), ValueError, "samples: expected a whole number of at least 1"),
         (dict(evidence={"tub": "no", "either": "yes", "lung": "no"}, algorithm="exact"),
          samplenet.InferenceError, None),
         (dict(evidence={"tub": "no", "either": "yes", "lung": "no"}, samples=1000, seed=1),

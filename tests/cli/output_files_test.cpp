@@ -42,6 +42,7 @@ TEST(OutputFiles, EveryCommandWritesThroughALinkAndRefusesAReadOnlyFile) {
         {"random.xml", {"generate", "--nodes", "5", "--seed", "1"}},
         {"rows.csv", {"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-o"}},
         {"asia.svg", {"plot", kAsia, "-a", "exact", "-o"}},
+        {"asia.json", {"infer", kAsia, "-a", "exact", "-o"}},
     };
     for (const Command& command : commands) {
         const fs::path target = directory / ("target-" + command.output);
@@ -88,6 +89,50 @@ TEST(OutputFiles, AFailedWriteLeavesThePreviousFileAndNoTemporaryOne) {
     EXPECT_EQ(fileContents(output), "old rows");
     EXPECT_EQ(fileContents(network), "old network");
     EXPECT_EQ(entries(directory), 3u) << "a temporary file was left";
+    fs::remove_all(directory);
+}
+
+TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
+    const fs::path directory = scratchDirectory("infer-output");
+    const std::vector<std::string> run = {"infer", kAsia, "-a", "exact", "-e", "smoke=yes"};
+    auto withOutput = [&](const std::string& name) {
+        std::vector<std::string> arguments = run;
+        arguments.insert(arguments.end(), {"-o", (directory / name).string()});
+        return arguments;
+    };
+    for (const char* name : {"p.txt", "p.json", "p.csv", "p.html"}) {
+        const auto written = runSamplenet(withOutput(name));
+        EXPECT_EQ(written.exitCode, 0) << name << ": " << written.err;
+        EXPECT_EQ(written.out, "") << name;
+    }
+    // The same report as on standard output, but for the time taken.
+    std::vector<std::string> csv = run;
+    csv.insert(csv.end(), {"--format", "csv"});
+    EXPECT_EQ(fileContents((directory / "p.csv").string()), runSamplenet(csv).out);
+    std::vector<std::string> json = run;
+    json.insert(json.end(), {"--format", "json"});
+    nlohmann::json fromFile = nlohmann::json::parse(fileContents((directory / "p.json").string()));
+    nlohmann::json printed = cli_testing::runSamplenetJson(json);
+    fromFile.erase("seconds");
+    printed.erase("seconds");
+    EXPECT_EQ(fromFile, printed);
+    const std::string table = fileContents((directory / "p.txt").string());
+    EXPECT_NE(table.find("# evidence: smoke=yes"), std::string::npos) << table;
+    EXPECT_NE(fileContents((directory / "p.html").string()).find("<html"), std::string::npos);
+
+    // Refused before anything runs, and nothing written.
+    const auto unknown = runSamplenet(withOutput("p.xml"));
+    EXPECT_EQ(unknown.exitCode, 1);
+    EXPECT_NE(unknown.err.find("should end in .txt, .json, .csv or .html"), std::string::npos) << unknown.err;
+    std::vector<std::string> clash = withOutput("q.csv");
+    clash.insert(clash.end(), {"--format", "json"});
+    const auto clashed = runSamplenet(clash);
+    EXPECT_EQ(clashed.exitCode, 1);
+    EXPECT_NE(clashed.err.find("--format json does not match the extension of -o"), std::string::npos) << clashed.err;
+    std::vector<std::string> agreeing = withOutput("q.json");
+    agreeing.insert(agreeing.end(), {"--format", "json"});
+    EXPECT_EQ(runSamplenet(agreeing).exitCode, 0);
+    EXPECT_EQ(entries(directory), 5u);
     fs::remove_all(directory);
 }
 

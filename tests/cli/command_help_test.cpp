@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "tests/cli/run_samplenet.h"
+
+namespace {
+
+using cli_testing::runSamplenet;
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> result;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) result.push_back(line);
+    return result;
+}
+
+// The lines of a --help section ("Options:", "Subcommands:") up to the blank line ending it.
+std::vector<std::string> helpSection(const std::string& help, const std::string& title) {
+    std::vector<std::string> section;
+    bool inside = false;
+    for (const std::string& line : lines(help)) {
+        if (line == title) {
+            inside = true;
+        } else if (inside) {
+            if (line.empty()) break;
+            section.push_back(line);
+        }
+    }
+    return section;
+}
+
+std::vector<std::string> commandsInHelp() {
+    const auto run = runSamplenet({"--help"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    std::vector<std::string> names;
+    for (const std::string& line : helpSection(run.out, "Subcommands:"))
+        names.push_back(line.substr(2, line.find(' ', 2) - 2));
+    return names;
+}
+
+// The option names a command's --help shows: "-e", "--evidence", ...
+std::set<std::string> optionsInHelp(const std::vector<std::string>& command) {
+    std::vector<std::string> arguments = command;
+    arguments.push_back("--help");
+    const auto run = runSamplenet(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    std::set<std::string> names;
+    static const std::regex name(R"(-{1,2}[A-Za-z0-9][A-Za-z0-9-]*)");
+    for (const std::string& line : helpSection(run.out, "Options:")) {
+        if (line.rfind("  -", 0) != 0) continue;  // a description wrapped onto its own line
+        const std::string first = line.substr(2, line.find(' ', 2) - 2);
+        for (auto it = std::sregex_iterator(first.begin(), first.end(), name); it != std::sregex_iterator(); ++it)
+            names.insert(it->str());
+    }
+    return names;
+}
+
+std::string script(const std::string& shell) {
+    const auto run = runSamplenet({"completion", shell});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return run.out;
+}
+
+// What the bash completion offers for the command line `words`, the last
+// one being completed.
+std::set<std::string> bashCompletions(const std::vector<std::string>& words) {
+    const std::filesystem::path directory = cli_testing::scratchDirectory("bash-completion");
+    std::ofstream(directory / "samplenet.bash") << script("bash");
+    std::string array;
+    for (const std::string& word : words) array += " '" + word + "'";
+    std::ofstream(directory / "complete.bash")
+        << "source " << (directory / "samplenet.bash") << "\n"
+        << "COMP_WORDS=(samplenet" << array << ")\nCOMP_CWORD=" << words.size() << "\n"
+        << "_samplenet\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
+    const std::string command = "bash --norc --noprofile " + (directory / "complete.bash").string();
+    std::FILE* pipe = popen(command.c_str(), "r");
+    std::string out;
+    char buffer[4096];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
+    EXPECT_EQ(pclose(pipe), 0) << out;
+    std::filesystem::remove_all(directory);
+    std::set<std::string> offered;
+    for (const std::string& line : lines(out))
+        if (!line.empty()) offered.insert(line);
+    return offered;
+}
+
+TEST(Help, ListsEveryCommandOnOneLineOfItsOwn) {
+    const auto help = runSamplenet({"--help"}).out;
+    const std::vector<std::string> section = helpSection(help, "Subcommands:");
+    ASSERT_GE(section.size(), 11u) << help;
+    for (const std::string& line : section) {
+        EXPECT_LE(line.size(), 80u) << line;
+        EXPECT_TRUE(std::regex_match(line, std::regex(R"(  [a-z]+ {2,}\S.*)"))) << line;
+    }
+    // The completion command is for packagers, not a user's list.
+    EXPECT_EQ(help.find("completion"), std::string::npos);
+}
+
+TEST(Completion, BashCompletesCommandsAndOptions) {
+    EXPECT_EQ(bashCompletions({"inf"}), (std::set<std::string>{"infer", "info"}));
+    EXPECT_EQ(bashCompletions({"infe"}), std::set<std::string>{"infer"});
+    EXPECT_EQ(bashCompletions({"infer", "--al"}), std::set<std::string>{"--algorithm"});
+    EXPECT_EQ(bashCompletions({"infer", "-e", "A=b", "--form"}), std::set<std::string>{"--format"});
+    EXPECT_EQ(bashCompletions({"--ver"}), std::set<std::string>{"--version"});
+    // A network or other argument: left to the shell's file name completion.
+    EXPECT_TRUE(bashCompletions({"infer", "net"}).empty());
+}
+
+TEST(Completion, EveryOptionOfEveryCommandIsOffered) {
+    const std::string zsh = script("zsh");
+    const std::vector<std::string> commands = commandsInHelp();
+    ASSERT_FALSE(commands.empty());
+    EXPECT_EQ(bashCompletions({""}), [&] {
+        std::set<std::string> words(commands.begin(), commands.end());
+        words.merge(optionsInHelp({}));
+        return words;
+    }());
+    for (const std::string& command : commands) {
+        const std::set<std::string> options = optionsInHelp({command});
+        EXPECT_GE(options.size(), 3u) << command;
+        EXPECT_EQ(bashCompletions({command, "-"}), options) << command;
+        EXPECT_NE(zsh.find("'" + command + ":"), std::string::npos) << command;
+        for (const std::string& option : options)
+            EXPECT_NE(zsh.find("'" + option + "["), std::string::npos) << command << " " << option;
+    }
+}
+
+TEST(Completion, ZshScriptLoadsAndRegisters) {
+    if (std::system("command -v zsh >/dev/null 2>&1") != 0) GTEST_SKIP() << "zsh is not installed";
+    const std::filesystem::path directory = cli_testing::scratchDirectory("zsh-completion");
+    std::ofstream(directory / "_samplenet") << script("zsh");
+    const auto file = (directory / "_samplenet").string();
+    EXPECT_EQ(std::system(("zsh -n " + file).c_str()), 0);
+    const std::string out = (directory / "out").string();
+    const std::string command = "HOME=" + directory.string() +
+                                " zsh -f -c 'autoload -U compinit; compinit -u -D; source " + file +
+                                "; print -r -- $_comps[samplenet]' >" + out + " 2>&1";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(cli_testing::fileContents(out), "_samplenet\n");
+    std::filesystem::remove_all(directory);
+}
+
+// A man page's text with roff's escapes for dashes and fonts taken out.
+std::string manPageText(const std::string& page) {
+    const std::string plain = std::regex_replace(page, std::regex(R"(\\f[BIRP]|\\[,/])"), "");
+    return std::regex_replace(plain, std::regex(R"(\\-)"), "-");
+}
+
+TEST(ManPages, EveryCommandHasAPageWithItsOptions) {
+    if (std::string(SAMPLENET_MAN_DIR).empty()) GTEST_SKIP() << "built without help2man";
+    const std::filesystem::path directory = SAMPLENET_MAN_DIR;
+    EXPECT_NE(cli_testing::fileContents(directory / "samplenet.1").find("samplenet-infer(1)"), std::string::npos);
+    for (const std::string& command : commandsInHelp()) {
+        const std::string page = manPageText(cli_testing::fileContents(directory / ("samplenet-" + command + ".1")));
+        EXPECT_NE(page.find(".SH NAME\nsamplenet-" + command + " - "), std::string::npos) << page;
+        for (const std::string& option : optionsInHelp({command}))
+            EXPECT_TRUE(std::regex_search(page, std::regex("(^|[ ,\n])" + option + "([^A-Za-z0-9-]|$)")))
+                << command << " " << option;
+    }
+    const std::string infer = manPageText(cli_testing::fileContents(directory / "samplenet-infer.1"));
+    for (const char* option : {"--evidence", "--algorithm", "--samples", "--query", "--format", "--output"})
+        EXPECT_NE(infer.find(option), std::string::npos) << option;
+}
+
+}  // namespace
