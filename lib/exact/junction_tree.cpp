@@ -93,6 +93,20 @@ double normalise(double* values, std::size_t count) {
     return std::log(sum);
 }
 
+// A clique whose entries may have fallen below this is rescaled by its peak
+// before the next message multiplies in: hundreds of messages into one
+// clique (a node with that many children) can otherwise underflow to 0.
+constexpr double kRescaleBelow = 1e-150;
+
+// Scales the values to a largest of 1 and returns the log of the former
+// largest; 0 when they are all 0 (left to the normalisation that follows).
+double rescaleByPeak(double* values, std::size_t count) {
+    const double peak = *std::max_element(values, values + count);
+    if (!(peak > 0.0)) return 0.0;
+    for (std::size_t i = 0; i < count; ++i) values[i] /= peak;
+    return std::log(peak);
+}
+
 }  // namespace
 
 void checkIndexable(const Network& network) {
@@ -233,12 +247,21 @@ ExactResult JunctionTree::propagate(std::vector<double>& potentials, EvidenceWei
 
     // Collect towards the root (clique 0), children before parents.
     std::vector<double> messages(separatorEntries);
+    // Per clique, a bound on its largest entry: tables start at most 1, and
+    // each message can shrink it by its own largest entry at most.
+    std::vector<double> peakBound(cliques.size(), 1.0);
     for (auto link = links.rbegin(); link != links.rend(); ++link) {
         step();
         double* message = messages.data() + link->separatorOffset;
         link->fromClique.marginalise(table(link->clique), message);
         logScale += normalise(message, link->separatorSize);
         link->fromParent.multiply(table(link->parent), message);
+        double& bound = peakBound[link->parent];
+        bound *= *std::max_element(message, message + link->separatorSize);
+        if (bound < kRescaleBelow) {
+            logScale += rescaleByPeak(table(link->parent), cliques[link->parent].size);
+            bound = 1.0;
+        }
     }
     logScale += normalise(table(0), cliques[0].size);
 

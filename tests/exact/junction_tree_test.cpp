@@ -125,6 +125,19 @@ TEST(JunctionTree, KeepsTheLogProbabilityWhenItUnderflows) {
     EXPECT_EQ(result.posteriors[length - 1][1], 1.0);
 }
 
+TEST(JunctionTree, AClusterOfHundredsOfMessagesDoesNotUnderflow) {
+    // A root with 1,100 binary children, one observed: each unobserved
+    // child's message to the root's clique is (1/2, 1/2), and their product
+    // alone is below the smallest double.
+    Network network;
+    addVariable(network, 2, {}, {0.5, 0.5});
+    for (int k = 0; k < 1100; ++k) addVariable(network, 2, {0}, {0.9, 0.1, 0.2, 0.8});
+    const auto result = JunctionTree(network).infer(Evidence{{{1, 0}}, {}});
+    EXPECT_NEAR(result.probabilityOfEvidence, 0.55, 1e-12);
+    EXPECT_NEAR(result.posteriors[0][0], 0.45 / 0.55, 1e-12);
+    EXPECT_NEAR(result.posteriors[2][0], (0.45 * 0.9 + 0.1 * 0.2) / 0.55, 1e-12);
+}
+
 TEST(JunctionTree, RefusesImpossibleAndMalformedEvidence) {
     Network network;
     addVariable(network, 2, {}, {0.4, 0.6});
