@@ -54,7 +54,9 @@ def parser() -> argparse.ArgumentParser:
         if keyword == "jobs":
             continue
         flags = ["-n", "--samples"] if keyword == "samples" else [f"--{name}"]
-        command.add_argument(*flags, dest=keyword, help=help_text + (f" (default {default})" if default else ""),
+        # argparse formats help with %, so the library's "95%" is escaped.
+        help_text = help_text.replace("%", "%%") + (f" (default {default})" if default else "")
+        command.add_argument(*flags, dest=keyword, help=help_text,
                              type={"whole": int, "number": float}.get(kind, str), choices=choices or None)
     command.add_argument("-q", "--query", action="append")
     command.add_argument("-j", "--jobs", type=int, help="processes to run cases on (default: one per core)")

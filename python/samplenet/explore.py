@@ -22,10 +22,12 @@ class ExploreServer:
 
     @property
     def port(self) -> int:
+        """The port it listens on (the free one chosen for port=0)."""
         return self._core.port
 
     @property
     def closed(self) -> bool:
+        """Whether close() has stopped it."""
         return self._core.closed
 
     def close(self) -> None:
