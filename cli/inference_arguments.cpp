@@ -44,8 +44,10 @@ void addInferenceOptions(CLI::App& command, InferenceArguments& arguments) {
     addRunOptions(command, arguments.run);
     command
         .add_option("--jobs", arguments.run.options.jobs,
-                    "Threads that share the samples of one epis or ais run; results depend on the seed and "
-                    "the job count, and 1 gives the single-threaded results")
+                    "Threads of one epis, ais or lbp run. They share the samples (results depend on the seed "
+                    "and the job count, and 1 gives the single-threaded results) and, on networks of more than "
+                    "256 nodes, the propagation rounds and the building of the sampling tables (results as "
+                    "with one thread)")
         ->check(wholeNumberAtLeast(1))
         ->capture_default_str();
     command

@@ -28,7 +28,7 @@ QVR_Dmatrix engineTable(const Network& network, int v) {
 }  // namespace
 
 NetworkAdapter::NetworkAdapter(const Network& network, const std::map<int, int>& observed,
-                               const EpisParams& params, int samples, RunClock& clock)
+                               const EpisParams& params, int samples, RunClock& clock, int threads)
     : network(network),
       childLists(network.children()),
       evidence(network.size(), -1),
@@ -50,6 +50,16 @@ NetworkAdapter::NetworkAdapter(const Network& network, const std::map<int, int>&
     }
     std::iota(order.begin(), order.end(), 0);
     position = order;
+    if (threads > 1) pool = std::make_unique<WorkerPool>(threads);
+}
+
+void NetworkAdapter::RunTasks(int count, const std::function<void(int)>& task) {
+    if (!pool) {
+        SamplingAdapter::RunTasks(count, task);
+        return;
+    }
+    // The clock is the run's own thread's: only the calling thread steps it.
+    pool->run(count, task, [this] { clock.step(); });
 }
 
 void NetworkAdapter::PartialOrdering() {
