@@ -255,9 +255,17 @@ InferenceResult infer(const Network& given, const Evidence& evidence, const Infe
     if (options.algorithm == Algorithm::Auto) return inferAutomatically(given, evidence, options).result;
     checkTableCopies(given, options);
     // The engine trusts what it is given, so a network built in code is
-    // checked here like one read from a file.
-    Network network = given;
-    validate(network);
+    // checked here like one read from a file; it is copied only when the
+    // check changes it (columns to renormalise): on a large network the copy
+    // would be the size of the whole network again.
+    Network renormalised;
+    const Network* checked = &given;
+    if (!isValidAsIs(given)) {
+        renormalised = given;
+        validate(renormalised);
+        checked = &renormalised;
+    }
+    const Network& network = *checked;
     checkEvidenceShape(network, evidence);
     checkTallies(network, options);
     if (const auto v = findImpossibleVariable(network, evidence))
