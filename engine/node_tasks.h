@@ -8,9 +8,13 @@
 // (or slots only that node writes), shared among the host's threads.
 namespace node_tasks {
 
-// Big enough that taking a task costs little beside its updates, small
-// enough that threads finish a loop close together.
+// Fewer nodes than this are not worth a task of their own.
 constexpr int kNodesPerTask = 256;
+// Tasks per thread and loop: enough that threads finish a loop close
+// together, few enough that ranges are long. An update writes into its
+// neighbours' buffers, which lie mostly in the same range: the fewer the
+// boundaries between ranges, the fewer cache lines two threads share.
+constexpr int kTasksPerThread = 16;
 
 // Whether the host lends threads and the network gives them more than one
 // task; otherwise the engine's loops run as they always have.
@@ -22,10 +26,13 @@ inline bool Shared(const SampleNet& net) {
 // on the host's threads (on the calling one when it lends none).
 template <typename Work>
 void ForRanges(const SampleNet& net, Work work) {
-    const int tasks = (net.nodeCount + kNodesPerTask - 1) / kNodesPerTask;
-    net.adapter->RunTasks(tasks, [&](int k) {
-        const int begin = k * kNodesPerTask;
-        work(begin, std::min(begin + kNodesPerTask, net.nodeCount));
+    const int count = net.nodeCount;
+    const int spread = (count + net.adapter->GetThreadCount() * kTasksPerThread - 1) /
+                       (net.adapter->GetThreadCount() * kTasksPerThread);
+    const int length = std::max(kNodesPerTask, spread);
+    net.adapter->RunTasks((count + length - 1) / length, [&](int k) {
+        const int begin = k * length;
+        work(begin, std::min(begin + length, count));
     });
 }
 
