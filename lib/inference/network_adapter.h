@@ -62,6 +62,7 @@ private:
     int depth;
     RunClock& clock;
     // The engine writes through const accessors, so its buffers are mutable.
+    // The tables' entries are the network's own (see addEngineTable).
     mutable std::vector<QVR_Dmatrix> tables;
     mutable std::vector<std::vector<double>> beliefBuffers;
     std::vector<bool> validity;
