@@ -97,10 +97,11 @@ std::string failedName(const Network& network, const Network& model, int v) {
     return quotedName(network, v);
 }
 
-// Copies of the network's tables a run makes: the one that is validated,
-// and for the engine three more per variable (its own table, the importance
-// table and what the samplers add up). Exact inference measures its clique
-// tables once the network is known to be valid.
+// Copies of the network's tables a run makes, about four: the engine's
+// importance table and what the samplers add up, and the sampling plan's
+// two doubles per entry (or, for LBP, the copy of a network that validation
+// renormalises). Exact inference measures its clique tables once the
+// network is known to be valid.
 void checkTableCopies(const Network& network, const InferenceOptions& options) {
     std::size_t entries = 0;
     for (const Variable& variable : network.variables) entries = saturatingAdd(entries, variable.table.size());
