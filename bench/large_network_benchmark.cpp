@@ -9,6 +9,16 @@
 //   large_network_benchmark [--samples-budget N] NODES...
 //
 // Run one size per process to read peak memory per size.
+//
+// With --stages it prints instead, per network, what each stage of an EPIS-BN
+// run costs on one thread and on --jobs threads (default 2): building the
+// engine's network, the evidence propagation, the importance tables, the
+// sampling plan, the final samples, and LBP's 10 iterations on the same
+// engine network; and the heap it holds after each stage, in bytes per entry
+// of the network's tables.
+//
+//   large_network_benchmark --stages [--jobs N] [--samples N] NODES...
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <chrono>
@@ -18,6 +28,9 @@
 #include <string>
 #include <vector>
 
+#include "engine/propagation.h"
+#include "engine/random_state.h"
+#include "engine/sampler_steps.h"
 #include "engine/samplenet.h"
 #include "host/qvr_clock.h"
 #include "lib/exact/junction_tree.h"
@@ -25,6 +38,8 @@
 #include "lib/generate/random_network.h"
 #include "lib/inference/inference.h"
 #include "lib/inference/network_adapter.h"
+#include "lib/sampling/block_sampler.h"
+#include "lib/sampling/parallel_draws.h"
 
 namespace {
 
@@ -37,6 +52,104 @@ double peakMiB() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
+// What the heap holds now, by glibc's count.
+std::size_t heapBytes() {
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+std::size_t tableEntries(const Network& network) {
+    std::size_t entries = 0;
+    for (const Variable& variable : network.variables) entries += variable.table.size();
+    return entries;
+}
+
+// Seconds of each stage of one EPIS-BN run and of LBP, and the heap after
+// each stage.
+struct Stages {
+    double engine = 0, propagation = 0, tables = 0, plan = 0, sampling = 0, lbp = 0;
+    std::size_t engineHeap = 0, tablesHeap = 0, planHeap = 0, samplingHeap = 0;
+};
+
+// Quota of a fixed number of samples, for one job.
+class Count : public SampleQuota {
+public:
+    explicit Count(long samples) : left(samples) {}
+    bool grant() override { return left-- > 0; }
+
+private:
+    long left;
+};
+
+Stages measureStages(const Network& network, const std::map<int, int>& observed, int samples, int jobs) {
+    Stages stages;
+    RunClock clock(7, samples, nullptr);
+    auto start = Clock::now();
+    NetworkAdapter adapter(network, observed, EpisParams{4, 4, 8, 20, 0.006, 0.001, 0.0005, 0.0001}, samples, clock,
+                           jobs);
+    SampleNet net(adapter);
+    net.SetParameterForImportanceSampling();
+    stages.engine = secondsSince(start);
+    stages.engineHeap = heapBytes();
+    start = Clock::now();
+    sampler_steps::PropagateEvidence(net);
+    stages.propagation = secondsSince(start);
+    start = Clock::now();
+    sampler_steps::BuildImportanceTables(net);
+    stages.tables = secondsSince(start);
+    stages.tablesHeap = heapBytes();
+    start = Clock::now();
+    {
+        const SamplingPlan plan(net);
+        stages.plan = secondsSince(start);
+        stages.planHeap = heapBytes();
+        start = Clock::now();
+        const auto seed = static_cast<std::uint64_t>(engine_random::Seed());
+        if (jobs == 1) {
+            BlockSampler sampler(plan);
+            WeightSums sums(plan.sumCount);
+            Count quota(samples);
+            sampler.draw(seed, quota, sums);
+            stages.samplingHeap = heapBytes();
+        } else {
+            ParallelDraws draws(plan, seed, Generator::Standard, jobs);
+            draws.drawRound(samples, nullptr);
+            stages.samplingHeap = heapBytes();
+        }
+        stages.sampling = secondsSince(start);
+    }
+    start = Clock::now();
+    propagation::Prepare(net);
+    propagation::Run(net, 10, propagation::OnEmptyBelief::MakeUniform);
+    stages.lbp = secondsSince(start);
+    net.ClearImportanceParameter();
+    return stages;
+}
+
+void reportStages(const Network& network, std::size_t loadHeap, int samples, int jobs) {
+    Evidence evidence;
+    const auto children = network.children();
+    for (int v = network.size() - 1; v >= 0 && evidence.hard.size() < 2; --v)
+        if (children[v].empty()) evidence.hard[v] = 0;
+    const double entries = static_cast<double>(tableEntries(network));
+    const Stages one = measureStages(network, evidence.hard, samples, 1);
+    const Stages shared = measureStages(network, evidence.hard, samples, jobs);
+    const auto cell = [](double a, double b) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%.3f / %.3f s (%.2fx)", a, b, b > 0 ? a / b : 0.0);
+        return std::string(text);
+    };
+    std::printf("| %d | %.0f | %d | %s | %s | %s | %s | %s | %s | %.0f MiB |\n", network.size(), entries, samples,
+                cell(one.engine, shared.engine).c_str(), cell(one.propagation, shared.propagation).c_str(),
+                cell(one.tables, shared.tables).c_str(), cell(one.plan, shared.plan).c_str(),
+                cell(one.sampling, shared.sampling).c_str(), cell(one.lbp, shared.lbp).c_str(), peakMiB());
+    std::printf("\nheap per table entry (%.0f entries), cumulative: loaded network %.1f B, engine network %.1f B, "
+                "importance tables %.1f B, plan %.1f B, sampling %.1f B\n\n",
+                entries, loadHeap / entries, one.engineHeap / entries, one.tablesHeap / entries, one.planHeap / entries,
+                one.samplingHeap / entries);
+    std::fflush(stdout);
 }
 
 // The baseline to beat: per sample and node one uniform number, the column
@@ -120,35 +233,68 @@ void report(const std::string& name, const Network& network, double loadSeconds,
 
 }  // namespace
 
+Network writtenAndRead(int nodes, double& loadSeconds, std::size_t& loadHeap) {
+    RandomNetworkOptions options;
+    options.nodes = nodes;
+    options.maxStates = nodes > 500000 ? 3 : 4;
+    ReadLimits limits;
+    limits.maxTotalEntries = std::size_t{1} << 31;
+    const std::string path =
+        (std::filesystem::temp_directory_path() / ("samplenet-bench-" + std::to_string(nodes) + ".uai")).string();
+    writeNetwork(randomNetwork(options, limits), path);
+    const std::size_t before = heapBytes();
+    const auto start = Clock::now();
+    Network network = readNetwork(path, limits);
+    loadSeconds = secondsSince(start);
+    loadHeap = heapBytes() - before;
+    std::filesystem::remove(path);
+    return network;
+}
+
+int stagesMain(const std::vector<int>& sizes, int samples, int jobs) {
+    std::printf("| nodes | table entries | samples | engine network, 1 / %d threads | propagation | importance tables "
+                "| plan | sampling | LBP 10 it. | peak memory |\n|---|---|---|---|---|---|---|---|---|---|\n",
+                jobs);
+    for (const int nodes : sizes) {
+        double load = 0;
+        std::size_t loadHeap = 0;
+        const Network network = writtenAndRead(nodes, load, loadHeap);
+        std::printf("(read in %.2f s)\n", load);
+        reportStages(network, loadHeap, samples, jobs);
+    }
+    return 0;
+}
+
 int main(int argc, char** argv) {
     double samplesBudget = 2e8;  // node-samples per measurement
+    bool stages = false;
+    int jobs = 2;
+    int samples = 2000;
     std::vector<int> sizes;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         if (argument == "--samples-budget" && i + 1 < argc) {
             samplesBudget = std::stod(argv[++i]);
+        } else if (argument == "--stages") {
+            stages = true;
+        } else if (argument == "--jobs" && i + 1 < argc) {
+            jobs = std::stoi(argv[++i]);
+        } else if (argument == "--samples" && i + 1 < argc) {
+            samples = std::stoi(argv[++i]);
         } else {
             sizes.push_back(std::stoi(argument));
         }
     }
+    if (stages) return stagesMain(sizes, samples, jobs);
     std::printf("| network | nodes | load | junction-tree plan | samples | engine loop ns | blocks ns | blocks, 2 jobs ns "
                 "| bare loop ns | LBP 10 it. | peak memory |\n|---|---|---|---|---|---|---|---|---|---|---|\n");
     auto start = Clock::now();
     const Network alarm = readNetwork(std::string(SAMPLENET_DATA) + "/networks/alarm.bif.gz");
     report("alarm", alarm, secondsSince(start), samplesBudget);
     for (const int nodes : sizes) {
-        RandomNetworkOptions options;
-        options.nodes = nodes;
-        options.maxStates = nodes > 500000 ? 3 : 4;
-        ReadLimits limits;
-        limits.maxTotalEntries = std::size_t{1} << 31;
-        const std::string path =
-            (std::filesystem::temp_directory_path() / ("samplenet-bench-" + std::to_string(nodes) + ".uai")).string();
-        writeNetwork(randomNetwork(options, limits), path);
-        start = Clock::now();
-        const Network network = readNetwork(path, limits);
-        const double load = secondsSince(start);
-        std::filesystem::remove(path);
+        double load = 0;
+        std::size_t loadHeap = 0;
+        const Network network = writtenAndRead(nodes, load, loadHeap);
         report("random", network, load, samplesBudget);
     }
 }

@@ -5,6 +5,11 @@
 #include "engine/samplenet.h"
 
 void sampler_steps::PrepareEpis(SampleNet& net) {
+    PropagateEvidence(net);
+    BuildImportanceTables(net);
+}
+
+void sampler_steps::PropagateEvidence(SampleNet& net) {
     propagation::Prepare(net);
     engine_random::SeedFromHostClock();
     int iterations = net.adapter->GetDepthOfNet();
@@ -13,6 +18,9 @@ void sampler_steps::PrepareEpis(SampleNet& net) {
     // Only the lambda messages the propagation leaves behind are used, so an
     // empty belief on the way is harmless.
     propagation::Run(net, iterations, propagation::OnEmptyBelief::MakeUniform);
+}
+
+void sampler_steps::BuildImportanceTables(SampleNet& net) {
     posterior_tables::Build(net);
     if (net.nodeCount > 0) net.SetTotalTableToZero();
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "engine/node_tasks.h"
 #include "engine/samplenet.h"
 
 namespace {
@@ -17,8 +18,8 @@ bool IsZeroOrNan(double v) { return v == 0.0 || std::isnan(v); }
 
 // Each node's lambda after the propagation: its evidence times the (now
 // normalised) messages of its children.
-void FormFinalLambdas(SampleNet& net) {
-    for (int i = 0; i < net.nodeCount; ++i) {
+void FormFinalLambdas(SampleNet& net, int begin, int end) {
+    for (int i = begin; i < end; ++i) {
         SampleNode& node = *net.nodes[i];
         node.NormalizeMessages(true);
         for (int s = 0; s < node.numStates; ++s) node.lambdaPrev[s] = node.evidenceVector[s];
@@ -29,8 +30,8 @@ void FormFinalLambdas(SampleNet& net) {
     }
 }
 
-void WeighTablesByLambda(SampleNet& net) {
-    for (int i = 0; i < net.nodeCount; ++i) {
+void WeighTablesByLambda(SampleNet& net, int begin, int end) {
+    for (int i = begin; i < end; ++i) {
         SampleNode& node = *net.nodes[i];
         QVR_doubleArray& importance = node.importanceTable->data;
         for (int k = 0; k < importance.numElements; ++k)
@@ -38,8 +39,8 @@ void WeighTablesByLambda(SampleNet& net) {
     }
 }
 
-void NormalizeColumns(SampleNet& net) {
-    for (int i = 0; i < net.nodeCount; ++i) {
+void NormalizeColumns(SampleNet& net, int begin, int end) {
+    for (int i = begin; i < end; ++i) {
         SampleNode& node = *net.nodes[i];
         const int n = node.numStates;
         if (n < 1) continue;
@@ -53,16 +54,26 @@ void NormalizeColumns(SampleNet& net) {
     }
 }
 
+// Every step reads and writes the node's own tables and messages alone, so
+// ranges of nodes may be built side by side.
+void BuildRange(SampleNet& net, int begin, int end) {
+    FormFinalLambdas(net, begin, end);
+    WeighTablesByLambda(net, begin, end);
+    NormalizeColumns(net, begin, end);
+    for (int i = begin; i < end; ++i)
+        if (net.nodes[i]->evidence < 0) net.InitPosteriorTable(i, false);
+}
+
 }  // namespace
 
 namespace posterior_tables {
 
 void Build(SampleNet& net) {
-    FormFinalLambdas(net);
-    WeighTablesByLambda(net);
-    NormalizeColumns(net);
-    for (int i = 0; i < net.nodeCount; ++i)
-        if (net.nodes[i]->evidence < 0) net.InitPosteriorTable(i, false);
+    if (node_tasks::Shared(net)) {
+        node_tasks::ForRanges(net, [&](int begin, int end) { BuildRange(net, begin, end); });
+    } else {
+        BuildRange(net, 0, net.nodeCount);
+    }
 }
 
 }  // namespace posterior_tables

@@ -1,7 +1,9 @@
 #include "engine/propagation.h"
 
+#include <atomic>
 #include <cmath>
 
+#include "engine/node_tasks.h"
 #include "engine/samplenet.h"
 
 namespace propagation {
@@ -142,6 +144,25 @@ void RotateNode(SampleNode& x) {
     Rotate(x.beliefPrev.data, x.belief.data, x.beliefPrev.numElements, 0.0);
 }
 
+// Run with the host's threads. A node's update reads only its own buffers
+// and writes its own and its slots in its neighbours' next-round buffers, so
+// the updates of a round may go in any order or side by side; the rotation
+// waits for all of them.
+int RunShared(SampleNet& net, int iterations, OnEmptyBelief onEmpty) {
+    for (int t = 0; t < iterations; ++t) {
+        std::atomic<bool> empty{false};
+        node_tasks::ForRanges(net, [&](int begin, int end) {
+            for (int i = begin; i < end; ++i)
+                if (!UpdateNode(net, i, onEmpty)) empty.store(true, std::memory_order_relaxed);
+        });
+        if (empty.load()) return kZeroTotal;
+        node_tasks::ForRanges(net, [&](int begin, int end) {
+            for (int i = begin; i < end; ++i) RotateNode(*net.nodes[i]);
+        });
+    }
+    return 0;
+}
+
 }  // namespace
 
 void Prepare(SampleNet& net) {
@@ -152,6 +173,7 @@ void Prepare(SampleNet& net) {
 }
 
 int Run(SampleNet& net, int iterations, OnEmptyBelief onEmpty) {
+    if (node_tasks::Shared(net)) return RunShared(net, iterations, onEmpty);
     for (int t = 0; t < iterations; ++t) {
         for (int i = 0; i < net.nodeCount; ++i) {
             net.adapter->Checkpoint();

@@ -10,6 +10,10 @@ namespace sampler_steps {
 // weights and the seed. A host that draws the final samples itself starts
 // from here and from the generator's current seed.
 void PrepareEpis(SampleNet& net);
+// Its two parts, in this order: the seed and the propagation of the
+// evidence, then the importance tables and cleared accumulators.
+void PropagateEvidence(SampleNet& net);
+void BuildImportanceTables(SampleNet& net);
 
 // Everything BN_AIS_Sampling does before its final samples: the seed, the
 // heuristic tables and the learning stage, with cleared accumulators.

@@ -12,15 +12,23 @@ QVR_doubleArray& QVR_doubleArray::operator=(const QVR_doubleArray& other) {
 }
 
 void QVR_doubleArray::SetSize(int n) {
-    if (n == numElements) return;
+    if (n == numElements && !borrowed) return;
     double* fresh = n > 0 ? new double[n] : nullptr;
     CleanUp();
     data = fresh;
     numElements = n > 0 ? n : 0;
 }
 
+void QVR_doubleArray::Borrow(double* storage, int n) {
+    CleanUp();
+    data = storage;
+    numElements = n;
+    borrowed = true;
+}
+
 void QVR_doubleArray::CleanUp() {
-    delete[] data;
+    if (!borrowed) delete[] data;
+    borrowed = false;
     data = nullptr;
     numElements = 0;
 }

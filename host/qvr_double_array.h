@@ -10,6 +10,10 @@ public:
 
     // Afterwards the element count is n; contents are not kept.
     void SetSize(int n);
+    // Afterwards the array is the `n` entries at `storage`, which stay the
+    // caller's: they must outlive the array and are never freed by it. A copy
+    // of the array owns its entries.
+    void Borrow(double* storage, int n);
     void CleanUp();
 
     double& Subscript(int i) const { return data[i]; }
@@ -17,4 +21,7 @@ public:
 
     double* data = nullptr;
     int numElements = 0;
+
+private:
+    bool borrowed = false;
 };

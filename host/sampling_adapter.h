@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "epis_params.h"
 #include "fastarray.h"
 #include "qvr_dmatrix.h"
@@ -31,4 +33,17 @@ public:
     // propagation, samples of learning), so that the host can stop a run by
     // throwing; it must not touch the network.
     virtual void Checkpoint() {}
+    // Threads the host lends to the engine's loops over nodes. With one the
+    // engine runs those loops itself, node after node.
+    virtual int GetThreadCount() const { return 1; }
+    // Calls task(k) once for every k in [0, count) and returns once all calls
+    // have returned. With more than one thread the calls run side by side, so
+    // the engine gives them disjoint data to write. The host calls
+    // Checkpoint on the calling thread between tasks.
+    virtual void RunTasks(int count, const std::function<void(int)>& task) {
+        for (int k = 0; k < count; ++k) {
+            task(k);
+            Checkpoint();
+        }
+    }
 };

@@ -75,7 +75,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
     }
 
     RunClock clock(options.seed, sampleLimit(options), options.progress, timeBudget(options), options.cancellation);
-    NetworkAdapter adapter(*model, observed, engineParams(options), sampleLimit(options), clock);
+    NetworkAdapter adapter(*model, observed, engineParams(options), sampleLimit(options), clock, options.jobs);
     std::optional<SamplingReport> sampling;
     std::optional<PropagationReport> propagation;
     Driver driver = [&](SampleNet& net) {

@@ -62,10 +62,12 @@ struct InferenceOptions {
     // every millisecond). Their set-up stages (EPIS's propagation, AIS's
     // learning) run to the end.
     std::optional<double> maxSeconds;
-    // Threads that share the samples of one run (EPIS, AIS, mini-bucket
-    // sampling). Each job draws from its own share of the generator's
-    // stream, so results depend on the seed and the job count; one job gives
-    // the same results as ever.
+    // Threads of one run: they share the samples of EPIS, AIS, mini-bucket
+    // and converged-propagation sampling, each job drawing from its own share
+    // of the generator's stream (results depend on the seed and the job
+    // count; one job gives the same results as ever), and, on networks of
+    // more than 256 nodes, the propagation rounds of EPIS and LBP and the
+    // building of the sampling tables (results as with one thread).
     int jobs = 1;
     // The samplers' random numbers: the engine's own generator (its 2^31
     // numbers repeat after 2^31 / (unobserved variables) samples), or an

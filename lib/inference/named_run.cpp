@@ -21,10 +21,11 @@ namespace {
 
 std::string quotedName(const Network& network, int v) { return "\"" + network.variables[v].name + "\""; }
 
-// Copies of the network's tables a run makes: the one that is validated,
-// and for the engine three more per variable (its own table, the importance
-// table and what the samplers add up). Exact inference measures its clique
-// tables once the network is known to be valid.
+// Copies of the network's tables a run makes, about four: the engine's
+// importance table and what the samplers add up, and the sampling plan's
+// two doubles per entry (or, for LBP, the copy of a network that validation
+// renormalises). Exact inference measures its clique tables once the
+// network is known to be valid.
 void checkTableCopies(const Network& network, const InferenceOptions& options) {
     std::size_t entries = 0;
     for (const Variable& variable : network.variables) entries = saturatingAdd(entries, variable.table.size());
@@ -74,9 +75,17 @@ InferenceResult dispatch(const Network& network, const Evidence& evidence, const
 InferenceResult runNamedAlgorithm(const Network& given, const Evidence& evidence, const InferenceOptions& options) {
     checkTableCopies(given, options);
     // The engine trusts what it is given, so a network built in code is
-    // checked here like one read from a file.
-    Network network = given;
-    validate(network);
+    // checked here like one read from a file; it is copied only when the
+    // check changes it (columns to renormalise): on a large network the copy
+    // would be the size of the whole network again.
+    Network renormalised;
+    const Network* checked = &given;
+    if (!isValidAsIs(given)) {
+        renormalised = given;
+        validate(renormalised);
+        checked = &renormalised;
+    }
+    const Network& network = *checked;
     checkEvidenceShape(network, evidence);
     checkTallies(network, options);
     if (const auto v = findImpossibleVariable(network, evidence))

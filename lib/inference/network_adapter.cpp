@@ -11,7 +11,10 @@ namespace samplenet {
 
 namespace {
 
-QVR_Dmatrix engineTable(const Network& network, int v) {
+// The engine's view of a variable's table: the engine reads the tables it is
+// given and never writes them, so it uses the network's own entries instead
+// of a copy as large as the network.
+void addEngineTable(std::vector<QVR_Dmatrix>& tables, const Network& network, int v) {
     const Variable& variable = network.variables[v];
     if (variable.table.size() > static_cast<std::size_t>(INT_MAX))
         throw ModelError("table of \"" + variable.name + "\" has more entries than the sampler can address");
@@ -20,15 +23,15 @@ QVR_Dmatrix engineTable(const Network& network, int v) {
     for (std::size_t k = 0; k < variable.parents.size(); ++k)
         dimensions[static_cast<int>(k)] = network.variables[variable.parents[k]].stateCount();
     dimensions[dimensions.numElements - 1] = variable.stateCount();
-    QVR_Dmatrix table(dimensions);
-    std::copy(variable.table.begin(), variable.table.end(), table.data.data);
-    return table;
+    // In place: a copy of the matrix would copy the entries too.
+    QVR_Dmatrix& table = tables.emplace_back(dimensions);
+    table.data.Borrow(const_cast<double*>(variable.table.data()), static_cast<int>(variable.table.size()));
 }
 
 }  // namespace
 
 NetworkAdapter::NetworkAdapter(const Network& network, const std::map<int, int>& observed,
-                               const EpisParams& params, int samples, RunClock& clock)
+                               const EpisParams& params, int samples, RunClock& clock, int threads)
     : network(network),
       childLists(network.children()),
       evidence(network.size(), -1),
@@ -45,11 +48,21 @@ NetworkAdapter::NetworkAdapter(const Network& network, const std::map<int, int>&
     for (const auto& [v, state] : observed) evidence[v] = state;
     tables.reserve(network.size());
     for (int v = 0; v < network.size(); ++v) {
-        tables.push_back(engineTable(network, v));
+        addEngineTable(tables, network, v);
         beliefBuffers.emplace_back(network.variables[v].stateCount(), 0.0);
     }
     std::iota(order.begin(), order.end(), 0);
     position = order;
+    if (threads > 1) pool = std::make_unique<WorkerPool>(threads);
+}
+
+void NetworkAdapter::RunTasks(int count, const std::function<void(int)>& task) {
+    if (!pool) {
+        SamplingAdapter::RunTasks(count, task);
+        return;
+    }
+    // The clock is the run's own thread's: only the calling thread steps it.
+    pool->run(count, task, [this] { clock.step(); });
 }
 
 void NetworkAdapter::PartialOrdering() {

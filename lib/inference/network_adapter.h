@@ -1,21 +1,26 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <vector>
 
 #include "host/sampling_adapter.h"
 #include "lib/inference/run_clock.h"
 #include "lib/model/network.h"
+#include "lib/util/worker_pool.h"
 
 namespace samplenet {
 
 // The engine's view of a Network with hard evidence. The engine numbers
 // nodes in a topological order (set by PartialOrdering); results are kept
 // by variable index. The network must be valid and outlive the adapter.
+// With more than one thread, the engine's loops over nodes (propagation,
+// importance tables, the sampling plan) share them, with results equal to
+// one thread's.
 class NetworkAdapter : public SamplingAdapter {
 public:
     NetworkAdapter(const Network& network, const std::map<int, int>& observed, const EpisParams& params,
-                   int samples, RunClock& clock);
+                   int samples, RunClock& clock, int threads = 1);
 
     // Results, by variable index.
     const std::vector<double>& beliefs(int variable) const { return beliefBuffers[variable]; }
@@ -44,6 +49,8 @@ public:
     EpisParams* GetEPISParams() override { return &params; }
     int GetDepthOfNet() override { return depth; }
     void Checkpoint() override { clock.step(); }
+    int GetThreadCount() const override { return pool ? pool->threads() : 1; }
+    void RunTasks(int count, const std::function<void(int)>& task) override;
 
 private:
     const Network& network;
@@ -55,6 +62,7 @@ private:
     int depth;
     RunClock& clock;
     // The engine writes through const accessors, so its buffers are mutable.
+    // The tables' entries are the network's own (see addEngineTable).
     mutable std::vector<QVR_Dmatrix> tables;
     mutable std::vector<std::vector<double>> beliefBuffers;
     std::vector<bool> validity;
@@ -62,6 +70,7 @@ private:
     std::vector<int> topological;
     std::vector<int> order;     // engine index -> variable
     std::vector<int> position;  // variable -> engine index
+    std::unique_ptr<WorkerPool> pool;  // none for one thread
 };
 
 }  // namespace samplenet

@@ -125,13 +125,14 @@ const std::vector<OptionSpec> kOptions{
      .get = [](const InferenceOptions& o) { return o.maxSeconds ? real(*o.maxSeconds) : std::nullopt; }},
     {.name = "jobs",
      .keyword = "jobs",
-     .help = "Threads that share the samples of one sampler run; results depend on the seed and the job count, and "
-             "1 gives the single-threaded results",
+     .help = "Threads of one run. They share the samples of a sampler (results depend on the seed and the job "
+             "count, and 1 gives the single-threaded results) and, on networks of more than 256 nodes, epis's and "
+             "lbp's propagation rounds and the building of the sampling tables (results as with one thread)",
      .kind = OptionKind::WholeNumber,
      .least = 1,
      .most = INT_MAX,
      .defaultText = "1",
-     .readBy = kSamplers,
+     .readBy = {A::Epis, A::Ais, A::Lbp, A::MiniBucket, A::Propagated},
      .set = [](InferenceOptions& o, const OptionValue& v) { o.jobs = static_cast<int>(wholeNumber(v)); },
      .get = [](const InferenceOptions& o) { return whole(o.jobs); }},
     {.name = "generator",

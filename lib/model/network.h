@@ -65,6 +65,11 @@ struct Renormalised {
     std::string furthestColumn;  // "variable \"X\" for (A=yes)"
 };
 Renormalised validate(Network& network, double tolerance = 1e-6);
+// Whether validate(network) would pass without changing it, for a caller
+// that must not copy a large network just to check it. Throws validate's
+// errors about names, parents and cycles; false for anything about tables,
+// which validate then reports or renormalises.
+bool isValidAsIs(const Network& network);
 
 // A number in at most six significant digits, for messages.
 std::string shortNumber(double value);

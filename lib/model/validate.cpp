@@ -152,6 +152,26 @@ std::string describeConfiguration(const Network& network, const std::vector<int>
     return "(" + text;
 }
 
+bool isValidAsIs(const Network& network) {
+    checkNamesAndStates(network);
+    checkParentIndices(network);
+    checkAcyclic(network);
+    for (const Variable& variable : network.variables) {
+        const std::size_t states = variable.states.size();
+        if (variable.table.size() != checkedConfigurationCount(network, variable) * states) return false;
+        for (std::size_t at = 0; at < variable.table.size(); at += states) {
+            double sum = 0.0;
+            for (std::size_t s = 0; s < states; ++s) {
+                const double p = variable.table[at + s];
+                if (!std::isfinite(p) || p < 0.0) return false;
+                sum += p;
+            }
+            if (std::abs(sum - 1.0) > kRoundingSlack) return false;
+        }
+    }
+    return true;
+}
+
 Renormalised validate(Network& network, double tolerance) {
     checkNamesAndStates(network);
     checkParentIndices(network);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "host/fastarray.h"
 #include "host/qvr_clock.h"
 #include "host/qvr_dmatrix.h"
@@ -51,6 +53,33 @@ TEST(DoubleArray, SetSizeCopyAndCleanUp) {
     b.CleanUp();
     EXPECT_EQ(b.numElements, 0);
     EXPECT_EQ(b.data, nullptr);
+}
+
+// A host lends its own tables without a copy; they stay the host's.
+TEST(DoubleArray, BorrowedEntriesAreUsedInPlaceAndNeverFreedOrOverwrittenByCopies) {
+    std::vector<double> storage{0.25, 0.75, 0.5};
+    QVR_doubleArray view;
+    view.SetSize(7);
+    view.Borrow(storage.data(), 3);
+    EXPECT_EQ(view.data, storage.data());
+    view[1] = 0.125;
+    EXPECT_EQ(storage[1], 0.125);
+
+    QVR_doubleArray copy(view);
+    EXPECT_NE(copy.data, storage.data());
+    copy[0] = 9.0;
+    EXPECT_EQ(storage[0], 0.25);
+    view = copy;  // assigning gives the view entries of its own
+    EXPECT_NE(view.data, storage.data());
+    EXPECT_EQ(storage[0], 0.25);
+
+    view.Borrow(storage.data(), 3);
+    view.SetSize(3);  // same count, but now owned
+    EXPECT_NE(view.data, storage.data());
+    view.Borrow(storage.data(), 3);
+    view.CleanUp();
+    EXPECT_EQ(view.data, nullptr);
+    EXPECT_EQ(storage, (std::vector<double>{0.25, 0.125, 0.5}));
 }
 
 TEST(Dmatrix, LastDimensionIsFastestInEveryAddressingMode) {

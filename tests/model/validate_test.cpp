@@ -54,6 +54,29 @@ TEST(Validate, RenormalisesColumnsWithinToleranceOnly) {
     EXPECT_EQ(network.variables[2].table, once);
 }
 
+// What lets inference skip its own copy: true only when validate would
+// change nothing; false whenever it would renormalise or refuse a table.
+TEST(Validate, ValidAsIsOnlyWhenValidateWouldChangeNothing) {
+    EXPECT_TRUE(isValidAsIs(smallNetwork()));
+    const std::function<void(Network&)> tableFaults[] = {
+        [](Network& n) { n.variables[2].table[2] = 0.2 + 4e-7; },  // renormalised
+        [](Network& n) { n.variables[2].table[2] = 0.2 + 1e-11; },  // beyond rounding
+        [](Network& n) { n.variables[2].table[3] = 0.73; },         // refused
+        [](Network& n) { n.variables[0].table = {-0.5, 1.5}; },
+        [](Network& n) { n.variables[0].table = {std::nan(""), 1.0}; },
+        [](Network& n) { n.variables[2].table.pop_back(); },
+    };
+    for (const auto& breakIt : tableFaults) {
+        Network network = smallNetwork();
+        breakIt(network);
+        EXPECT_FALSE(isValidAsIs(network));
+    }
+    Network cyclic = smallNetwork();
+    cyclic.variables[0].parents = {2};
+    cyclic.variables[0].table = {0.3, 0.7, 0.3, 0.7};
+    EXPECT_THROW(isValidAsIs(cyclic), ModelError);
+}
+
 TEST(Validate, NamesTheParentConfigurationOfAColumnThatDoesNotSumToOne) {
     Network network = smallNetwork();
     network.variables[2].table[3] = 0.73;  // (A=yes, B=no): 0.2 + 0.73
