@@ -150,25 +150,10 @@ void bindInference(nb::module_& module) {
                 if (!algorithm) throw std::invalid_argument(samplenet::unknownAlgorithmMessage(name));
                 options.algorithm = *algorithm;
             })
+        // The tuning options are set by keyword, checked by the registry.
         .def("set", &setRegistered<long long>, nb::arg("keyword"), nb::arg("value"))
         .def("set", &setRegistered<double>, nb::arg("keyword"), nb::arg("value"))
         .def("set", &setRegistered<std::string>, nb::arg("keyword"), nb::arg("value"))
-        .def_rw("samples", &InferenceOptions::samples)
-        .def_rw("seed", &InferenceOptions::seed)
-        .def_rw("lbp_iterations", &InferenceOptions::lbpIterations)
-        .def_rw("jobs", &InferenceOptions::jobs)
-        .def_rw("target_error", &InferenceOptions::targetError)
-        .def_rw("tolerance", &InferenceOptions::lbpTolerance)
-        .def_prop_rw(
-            "wide_generator", [](const InferenceOptions& options) { return options.generator == samplenet::Generator::Wide; },
-            [](InferenceOptions& options, bool wide) {
-                options.generator = wide ? samplenet::Generator::Wide : samplenet::Generator::Standard;
-            })
-        .def_prop_rw(
-            "propagation_length", [](const InferenceOptions& options) { return options.epis.propagationLength; },
-            [](InferenceOptions& options, int rounds) { options.epis.propagationLength = rounds; })
-        .def_rw("memory_limit_bytes", &InferenceOptions::memoryLimitBytes)
-        .def_rw("max_seconds", &InferenceOptions::maxSeconds)
         .def_rw("queried", &InferenceOptions::queried)
         .def_rw("joint", &InferenceOptions::joint);
     module.def("option_specs", [] {
