@@ -22,6 +22,7 @@
 #include "cli/option_checks.h"
 #include "cli/run_options.h"
 #include "lib/benchmark/uai_benchmark.h"
+#include "lib/inference/option_registry.h"
 #include "lib/benchmark/uai_report_format.h"
 
 namespace {
@@ -88,7 +89,7 @@ int main(int argc, char** argv) {
 
     options.algorithms.clear();
     for (const std::string& name : settings.algorithms) options.algorithms.push_back(*algorithmNamed(name));
-    inference.memoryLimitBytes = samplenet_cli::memoryLimitBytes(settings.memoryLimitGiB);
+    inference.memoryLimitBytes = samplenet::bytesOfGiB(settings.memoryLimitGiB);
     inference.seed = settings.seed;
     if (app.count("--max-seconds") > 0) inference.maxSeconds = settings.maxSeconds;
     if (app.count("--target-error") > 0) inference.targetError = settings.targetError;

@@ -7,6 +7,7 @@
 #include "cli/node_description.h"
 #include "cli/read_limit_options.h"
 #include "cli/run_options.h"
+#include "lib/inference/option_registry.h"
 #include "lib/exact/exact_cost.h"
 #include "lib/exact/exact_query.h"
 #include "lib/exact/junction_tree.h"
@@ -56,7 +57,7 @@ void runInfo(const InfoArguments& arguments) {
     text += fmt::format("depth: {} nodes on the longest directed path\n", shape.depth);
     text += fmt::format("polytree: {}\n", shape.polytree ? "yes" : "no");
     // Triangulation only: the clique tables are measured, not allocated.
-    const samplenet::ExactOptions limit{.memoryLimitBytes = memoryLimitBytes(arguments.memoryLimitGiB)};
+    const samplenet::ExactOptions limit{.memoryLimitBytes = samplenet::bytesOfGiB(arguments.memoryLimitGiB)};
     const samplenet::Evidence evidence = readEvidence(network, arguments.evidence);
     const bool perQuery = !evidence.hard.empty() || !evidence.likelihood.empty() || !arguments.queries.empty();
     const samplenet::CliqueStatistics cliques =

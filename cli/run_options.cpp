@@ -15,12 +15,6 @@ void addMemoryLimitOption(CLI::App& command, double& gib, const std::string& des
     command.add_option("--memory-limit", gib, description)->check(numberAbove(0.0))->capture_default_str();
 }
 
-std::size_t memoryLimitBytes(double gib) {
-    // Limits beyond what a size can count mean no limit.
-    const double bytes = gib * (1 << 30);
-    return bytes < 0x1p64 ? static_cast<std::size_t>(bytes) : SIZE_MAX;
-}
-
 void addRunOptions(CLI::App& command, RunOptions& run, const std::vector<std::string_view>& without) {
     command.add_option("-a,--algorithm", run.algorithm, samplenet::algorithmHelp())
         ->check([](const std::string& name) { return samplenet::unknownAlgorithmMessage(name); })

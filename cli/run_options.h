@@ -22,9 +22,8 @@ struct RunOptions {
 // those named in `without`, which the command uses otherwise.
 void addRunOptions(CLI::App& command, RunOptions& run, const std::vector<std::string_view>& without = {});
 
-// --memory-limit GIB, as info takes it, and its value in bytes.
+// --memory-limit GIB, as info takes it (samplenet::bytesOfGiB converts it).
 void addMemoryLimitOption(CLI::App& command, double& gib, const std::string& description);
-std::size_t memoryLimitBytes(double gib);
 
 // The library's options from what was parsed. An option the chosen
 // algorithm does not read gets a note on stderr.

@@ -29,12 +29,6 @@ double number(const OptionValue& value) {
 std::optional<OptionValue> whole(long long value) { return OptionValue{value}; }
 std::optional<OptionValue> real(double value) { return OptionValue{value}; }
 
-// Limits beyond what a size can count mean no limit.
-std::size_t bytesOfGiB(double gib) {
-    const double bytes = gib * kBytesPerGiB;
-    return bytes < 0x1p64 ? static_cast<std::size_t>(bytes) : SIZE_MAX;
-}
-
 const std::vector<OptionSpec> kOptions{
     {.name = "samples",
      .shortFlag = "-n",
@@ -199,6 +193,11 @@ std::string choiceList(const OptionSpec& spec) {
 }
 
 }  // namespace
+
+std::size_t bytesOfGiB(double gib) {
+    const double bytes = gib * kBytesPerGiB;
+    return bytes < 0x1p64 ? static_cast<std::size_t>(bytes) : SIZE_MAX;
+}
 
 std::span<const OptionSpec> optionSpecs() { return kOptions; }
 

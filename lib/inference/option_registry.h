@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
@@ -43,6 +44,10 @@ struct OptionSpec {
 };
 
 std::span<const OptionSpec> optionSpecs();
+
+// The bytes of a memory limit given in GiB; limits beyond what a size can
+// count mean no limit.
+std::size_t bytesOfGiB(double gib);
 // nullptr for an unknown name (flag name or keyword).
 const OptionSpec* optionNamed(std::string_view name);
 

@@ -15,8 +15,7 @@ def sample(network, n, evidence=None, likelihood=None, seed=None, do=None) -> pd
     """See Network.sample."""
     count = whole_number("n", n, 0, 2**63 - 1)
     seed = random.SystemRandom().randrange(2**63) if seed is None else seed_value(seed)
-    hard = {str(node): network._state_name(node, state) for node, state in (evidence or {}).items()}
-    soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+    hard, soft = network._evidence_by_name(evidence, likelihood)
     network = intervened(network, do, hard, soft)
     states, weights = _core.sample(network._core, hard, soft, count, seed)
     columns = {

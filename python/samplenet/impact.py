@@ -86,8 +86,7 @@ def _candidate(network, record, target_entropy):
 
 def impact(network, target, evidence, likelihood, do, candidates, options) -> Impact:
     """See Network.impact."""
-    hard = {str(node): network._state_name(node, state) for node, state in (evidence or {}).items()}
-    soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+    hard, soft = network._evidence_by_name(evidence, likelihood)
     settings = settings_of(network, do)
     cut = intervened(network, do, hard, soft)
     for role, nodes in (("target", [target]), ("candidates", list(candidates or []))):

@@ -223,8 +223,7 @@ class Network:
         if joint is not None:
             joint = [self._queried(node, "joint") for node in joint]
             options.joint = [self.index(node) for node in joint]
-        hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
-        soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+        hard, soft = self._evidence_by_name(evidence, likelihood)
         network = intervened(self, do, hard, soft)
         run = _core.infer(network._core, hard, soft, options)
         posteriors = run.posteriors
@@ -373,6 +372,13 @@ class Network:
         if node not in self._index:
             raise OptionError(option, f"unknown node {node!r} in {option}")
         return node
+
+    def _evidence_by_name(self, evidence, likelihood):
+        """Hard evidence as node -> state name and likelihoods as node ->
+        floats, as the library takes them."""
+        hard = {str(node): self._state_name(node, state) for node, state in (evidence or {}).items()}
+        soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+        return hard, soft
 
     def _state_name(self, node, state):
         if isinstance(state, (int, np.integer)) and not isinstance(state, bool):

@@ -72,8 +72,7 @@ def explain(network, evidence, likelihood, algorithm, samples, seed, memory_limi
     if algorithm == "lbp":
         raise OptionError("algorithm", "lbp gives no explanation: use auto, exact, epis or ais")
     options = make_options(algorithm, samples=samples, seed=seed, memory_limit_gib=memory_limit_gib, jobs=jobs)
-    hard = {str(node): network._state_name(node, state) for node, state in (evidence or {}).items()}
-    soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+    hard, soft = network._evidence_by_name(evidence, likelihood)
     states, log_joint, log_posterior, exact, changes, used, choice = _core.explain(
         intervened(network, do, hard, soft)._core, hard, soft, options, bool(local_search))
     return Explanation({node: network._core.states(v)[s] for v, (node, s) in enumerate(zip(network.nodes, states))},
@@ -87,8 +86,7 @@ def most_probable_states(network, nodes, evidence, likelihood, algorithm, memory
                                        "auto or exact, or infer(joint=...) with a sampler")
     nodes = [network._queried(node, "nodes") for node in ([nodes] if isinstance(nodes, str) else nodes)]
     options = make_options(algorithm, memory_limit_gib=memory_limit_gib)
-    hard = {str(node): network._state_name(node, state) for node, state in (evidence or {}).items()}
-    soft = {str(node): [float(x) for x in values] for node, values in (likelihood or {}).items()}
+    hard, soft = network._evidence_by_name(evidence, likelihood)
     states, log_joint, log_posterior, exact, changes, used, choice = _core.most_probable_states(
         intervened(network, do, hard, soft)._core, hard, soft, [network.index(node) for node in nodes], options)
     return Explanation({node: network.states(node)[states[network.index(node)]] for node in nodes}, log_joint,
