@@ -38,7 +38,6 @@ int fail(std::string message, int code) {
 // Runs the command the arguments name; its exit code.
 int runCommand(int argc, char** argv) {
     CLI::App app("Approximate inference in discrete Bayesian networks.", "samplenet");
-    app.footer(kExitCodes);
     app.set_version_flag("--version", "samplenet " SAMPLENET_VERSION);
     app.require_subcommand(1);
     samplenet_cli::InferArguments inferArguments;
@@ -70,6 +69,8 @@ int runCommand(int argc, char** argv) {
     }
     samplenet_cli::CompletionArguments completionArguments;
     CLI::App* completion = samplenet_cli::addCompletionCommand(app, completionArguments);
+    // Set last, so that no command inherits it on top of its own.
+    app.footer(kExitCodes);
 
     try {
         app.parse(argc, argv);

@@ -36,6 +36,7 @@ void addRunOptions(CLI::App& command, RunOptions& run, const std::vector<std::st
                           : spec.kind == samplenet::OptionKind::Number    ? "NUMBER"
                                                                           : "CHOICE");
         if (!spec.defaultText.empty()) option->default_str(std::string(spec.defaultText));
+        option->group(std::string(spec.concern));
     }
 }
 

@@ -33,8 +33,12 @@ constexpr int kDefaultSamples = 100000;
 // budget of its own.
 constexpr double kDefaultTargetSeconds = 10.0;
 
-struct InferenceOptions {
-    Algorithm algorithm = Algorithm::Epis;
+// The options of a run come in one record per concern; InferenceOptions
+// gathers them, so that a caller sets `options.samples` while a function
+// that reads one concern alone can say so by taking that record.
+
+// What the samplers draw.
+struct SamplingOptions {
     // Samples of the final sampling stage (EPIS, AIS, mini-bucket sampling);
     // kDefaultSamples when not set. With a target error it is only a cap,
     // and only when set: an uncapped run draws until the target is met or
@@ -43,6 +47,18 @@ struct InferenceOptions {
     // A fixed seed makes sampling runs repeatable; only its low 15 bits are
     // used. Without one, runs seed from the clock.
     std::optional<long> seed;
+    // The samplers' random numbers: the engine's own generator (its 2^31
+    // numbers repeat after 2^31 / (unobserved variables) samples), or an
+    // opt-in generator of period 2^64 for longer runs.
+    Generator generator = Generator::Standard;
+    // EPIS, AIS: keep this many of the most probable complete samples drawn,
+    // all different (InferenceResult::bestSamples): candidate explanations
+    // of the evidence.
+    int keepBestSamples = 0;
+};
+
+// How the propagation algorithms pass their messages.
+struct PropagationOptions {
     EpisOptions epis;
     // Rounds of message passing of loopy belief propagation; every round
     // updates every variable once.
@@ -52,16 +68,30 @@ struct InferenceOptions {
     std::optional<double> lbpTolerance;
     // bpis: a propagated message becomes damping * old + (1 - damping) * new.
     double damping = 0.0;
-    // Inference refuses networks whose tables would need more: exact
-    // inference its clique tables, the other algorithms their working
-    // copies of the network's tables. Mini-bucket sampling also bounds its
-    // mini-buckets so that their messages fit it.
-    std::size_t memoryLimitBytes = std::size_t{4} << 30;
+};
+
+// When a sampling run stops drawing.
+struct StoppingRules {
+    // Samplers: draw in rounds (1,000 samples, then twice the samples drawn
+    // so far, and so on) until every posterior entry is within this of the
+    // truth with 95% confidence, all at once, with at least 100 effective
+    // samples; `samples`, when set, is then the most to draw. The result
+    // says whether the target was met.
+    std::optional<double> targetError;
     // Time budget of a sampling run: once it is spent, EPIS and AIS stop
     // drawing samples and report from those drawn (the clock is read about
     // every millisecond). Their set-up stages (EPIS's propagation, AIS's
     // learning) run to the end.
     std::optional<double> maxSeconds;
+};
+
+// What a run may use of the machine.
+struct ResourceLimits {
+    // Inference refuses networks whose tables would need more: exact
+    // inference its clique tables, the other algorithms their working
+    // copies of the network's tables. Mini-bucket sampling also bounds its
+    // mini-buckets so that their messages fit it.
+    std::size_t memoryLimitBytes = std::size_t{4} << 30;
     // Threads of one run: they share the samples of EPIS, AIS, mini-bucket
     // and converged-propagation sampling, each job drawing from its own share
     // of the generator's stream (results depend on the seed and the job
@@ -69,16 +99,10 @@ struct InferenceOptions {
     // more than 256 nodes, the propagation rounds of EPIS and LBP and the
     // building of the sampling tables (results as with one thread).
     int jobs = 1;
-    // The samplers' random numbers: the engine's own generator (its 2^31
-    // numbers repeat after 2^31 / (unobserved variables) samples), or an
-    // opt-in generator of period 2^64 for longer runs.
-    Generator generator = Generator::Standard;
-    // Samplers: draw in rounds (1,000 samples, then twice the samples drawn
-    // so far, and so on) until every posterior entry is within this of the
-    // truth with 95% confidence, all at once, with at least 100 effective
-    // samples; `samples`, when set, is then the most to draw. The result
-    // says whether the target was met.
-    std::optional<double> targetError;
+};
+
+// What a run computes besides every posterior.
+struct QuerySelection {
     // Inference computes only these variables' posteriors (all when empty)
     // and leaves the others empty and invalid: exact inference builds its
     // junction tree over only what they need, the samplers add up only their
@@ -89,15 +113,24 @@ struct InferenceOptions {
     // samples (InferenceResult::joint). Its entries count towards a target
     // error. Exact inference and LBP ignore it.
     std::vector<int> joint;
-    // EPIS, AIS: keep this many of the most probable complete samples drawn,
-    // all different (InferenceResult::bestSamples): candidate explanations
-    // of the evidence.
-    int keepBestSamples = 0;
+};
+
+// How a run in progress reports and is stopped.
+struct RunControl {
     // Called now and then during runs longer than a second.
     ProgressCallback progress;
     // Stops the run from another thread or from the caller's own check; see
     // Cancellation. A stopped run throws RunCancelled.
     Cancellation cancellation;
+};
+
+struct InferenceOptions : SamplingOptions,
+                          PropagationOptions,
+                          StoppingRules,
+                          ResourceLimits,
+                          QuerySelection,
+                          RunControl {
+    Algorithm algorithm = Algorithm::Epis;
 };
 
 // The most samples a sampling run draws: `samples` when set; otherwise

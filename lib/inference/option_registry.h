@@ -24,6 +24,9 @@ struct OptionSpec {
     std::string_view name = {};       // the long flag without its dashes
     std::string_view shortFlag = {};  // "-n", or empty
     std::string_view keyword = {};    // Python's keyword
+    // The record of InferenceOptions it sets, as help headings group it:
+    // "Sampling", "Propagation", "Stopping rules" or "Resources".
+    std::string_view concern = {};
     std::string_view help = {};
     OptionKind kind = {};
     // Accepted values: numbers within [least, most], an end excluded where

@@ -36,19 +36,19 @@ void checkTallies(const Network& network, const InferenceOptions& options) {
                                    describeBytes(options.memoryLimitBytes));
 }
 
-SamplingPlan::Tallies talliesFor(const InferenceOptions& options, const NetworkAdapter& adapter) {
+SamplingPlan::Tallies talliesFor(const QuerySelection& query, const NetworkAdapter& adapter) {
     SamplingPlan::Tallies tallies;
-    for (int v : options.queried) tallies.nodes.push_back(adapter.nodeOf(v));
-    for (int v : options.joint) tallies.joint.push_back(adapter.nodeOf(v));
+    for (int v : query.queried) tallies.nodes.push_back(adapter.nodeOf(v));
+    for (int v : query.joint) tallies.joint.push_back(adapter.nodeOf(v));
     return tallies;
 }
 
-void keepTallied(const InferenceOptions& options, const SamplingReport& report, InferenceResult& result) {
-    if (!options.joint.empty())
-        result.joint = JointPosterior{options.joint, report.joint, report.errors.jointStandardErrors};
-    if (options.queried.empty()) return;
+void keepTallied(const QuerySelection& query, const SamplingReport& report, InferenceResult& result) {
+    if (!query.joint.empty())
+        result.joint = JointPosterior{query.joint, report.joint, report.errors.jointStandardErrors};
+    if (query.queried.empty()) return;
     std::vector<bool> queried(result.posteriors.size(), false);
-    for (int v : options.queried) queried[v] = true;
+    for (int v : query.queried) queried[v] = true;
     for (std::size_t v = 0; v < result.posteriors.size(); ++v)
         if (!queried[v]) {
             result.posteriors[v].clear();

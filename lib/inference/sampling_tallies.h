@@ -15,10 +15,10 @@ void checkTallies(const Network& network, const InferenceOptions& options);
 // What a sampling run adds up for the options, by the adapter's engine
 // indices: the queried variables' posteriors (every one's when none is
 // queried) and the joint posterior the options ask for.
-SamplingPlan::Tallies talliesFor(const InferenceOptions& options, const NetworkAdapter& adapter);
+SamplingPlan::Tallies talliesFor(const QuerySelection& query, const NetworkAdapter& adapter);
 
 // Moves what a sampling run added up for the options into the result: the
 // joint posterior, and only the queried variables' posteriors, as valid.
-void keepTallied(const InferenceOptions& options, const SamplingReport& report, InferenceResult& result);
+void keepTallied(const QuerySelection& query, const SamplingReport& report, InferenceResult& result);
 
 }  // namespace samplenet

@@ -50,14 +50,18 @@ def parser() -> argparse.ArgumentParser:
                          help="epis by default, so that every row comes from one algorithm with the same columns")
     # The library's options, as the command line's batch takes them; the
     # library checks their values.
-    for keyword, (kind, help_text, default, choices, name) in OPTIONS.items():
+    groups = {}
+    for keyword, option in OPTIONS.items():
         if keyword == "jobs":
             continue
-        flags = ["-n", "--samples"] if keyword == "samples" else [f"--{name}"]
+        if option.concern not in groups:
+            groups[option.concern] = command.add_argument_group(option.concern)
+        flags = ["-n", "--samples"] if keyword == "samples" else [f"--{option.name}"]
         # argparse formats help with %, so the library's "95%" is escaped.
-        help_text = help_text.replace("%", "%%") + (f" (default {default})" if default else "")
-        command.add_argument(*flags, dest=keyword, help=help_text,
-                             type={"whole": int, "number": float}.get(kind, str), choices=choices or None)
+        help_text = option.help.replace("%", "%%") + (f" (default {option.default})" if option.default else "")
+        groups[option.concern].add_argument(*flags, dest=keyword, help=help_text,
+                                            type={"whole": int, "number": float}.get(option.kind, str),
+                                            choices=option.choices or None)
     command.add_argument("-q", "--query", action="append")
     command.add_argument("-j", "--jobs", type=int, help="processes to run cases on (default: one per core)")
     command.add_argument("--on-error", choices=["skip", "fail"], default="skip")

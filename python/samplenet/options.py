@@ -5,6 +5,7 @@ from __future__ import annotations
 import math
 import numbers
 import warnings
+from typing import NamedTuple
 
 from samplenet import _core
 from samplenet.errors import OptionError
@@ -31,17 +32,29 @@ def seed_value(seed) -> int:
     return whole_number("seed", seed, 0, _LONG_MAX)
 
 
-# keyword -> (kind, help, default, choices, flag name), as the library
-# declares them.
-OPTIONS = {keyword: (kind, help_text, default, choices, name)
-           for name, keyword, kind, help_text, default, choices in _core.option_specs()}
+class Option(NamedTuple):
+    """A tuning option as the library declares it."""
+    kind: str  # "whole", "number" or "choice"
+    help: str
+    default: str  # as help shows it; empty where unset by default
+    choices: list
+    name: str  # the command line's flag, without its dashes
+    concern: str  # the heading it is documented under
+
+
+OPTIONS = {keyword: Option(kind, help_text, default, choices, name, concern)
+           for name, keyword, kind, help_text, default, choices, concern in _core.option_specs()}
 
 
 def options_help() -> str:
-    """Every tuning option, one paragraph each, for docstrings."""
+    """Every tuning option, one paragraph each under its concern's heading,
+    for docstrings."""
     lines = []
-    for keyword, (_, help_text, default, *_) in OPTIONS.items():
-        lines.append(f"{keyword}: {help_text}" + (f" (default {default})." if default else "."))
+    for concern in dict.fromkeys(option.concern for option in OPTIONS.values()):
+        lines.append(f"{concern}:")
+        for keyword, option in OPTIONS.items():
+            if option.concern == concern:
+                lines.append(f"    {keyword}: {option.help}" + (f" (default {option.default})." if option.default else "."))
     return "\n".join(lines)
 
 
@@ -73,7 +86,7 @@ def make_options(algorithm="epis", warn=False, **settings) -> _core.Options:
         if keyword not in OPTIONS:
             raise TypeError(f"unexpected option {keyword!r}; the options are {', '.join(OPTIONS)}")
         try:
-            options.set(keyword, _as_value(OPTIONS[keyword][0], value))
+            options.set(keyword, _as_value(OPTIONS[keyword].kind, value))
         except ValueError as error:
             raise OptionError(keyword, str(error)) from None
         if warn and (why := _core.option_ignored(options, keyword)):

@@ -157,9 +157,10 @@ void bindInference(nb::module_& module) {
         .def_rw("queried", &InferenceOptions::queried)
         .def_rw("joint", &InferenceOptions::joint);
     module.def("option_specs", [] {
-        // Flag name, keyword, kind, help, default, choices: what Python
-        // checks and documents.
-        std::vector<std::tuple<std::string, std::string, std::string, std::string, std::string, std::vector<std::string>>>
+        // Flag name, keyword, kind, help, default, choices, concern: what
+        // Python checks and documents.
+        std::vector<std::tuple<std::string, std::string, std::string, std::string, std::string, std::vector<std::string>,
+                               std::string>>
             specs;
         for (const samplenet::OptionSpec& spec : samplenet::optionSpecs())
             specs.emplace_back(std::string(spec.name), std::string(spec.keyword),
@@ -167,7 +168,8 @@ void bindInference(nb::module_& module) {
                                : spec.kind == samplenet::OptionKind::Number    ? "number"
                                                                                : "choice",
                                std::string(spec.help), std::string(spec.defaultText),
-                               std::vector<std::string>(spec.choices.begin(), spec.choices.end()));
+                               std::vector<std::string>(spec.choices.begin(), spec.choices.end()),
+                               std::string(spec.concern));
         return specs;
     });
     module.def(

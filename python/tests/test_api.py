@@ -48,10 +48,13 @@ def test_every_surface_takes_the_registered_options_with_the_same_checks(asia, c
     infer_help = subprocess.run([cli, "infer", "--help"], capture_output=True, text=True).stdout
     batch_help = subprocess.run([sys.executable, "-m", "samplenet", "batch", "--help"], capture_output=True,
                                 text=True).stdout
-    for keyword, (*_, name) in OPTIONS.items():
-        assert f"--{name}" in infer_help, name
-        assert keyword == "jobs" or f"--{name}" in batch_help, name
+    for keyword, option in OPTIONS.items():
+        assert f"--{option.name}" in infer_help, option.name
+        assert keyword == "jobs" or f"--{option.name}" in batch_help, option.name
         assert keyword in samplenet.Network.infer.__doc__, keyword
+        # Each under its concern's heading, everywhere.
+        assert f"\n{option.concern}:" in infer_help and f"{option.concern}:" in samplenet.Network.infer.__doc__
+        assert keyword == "jobs" or f"\n{option.concern}:" in batch_help
     # One check, one message: the command line's, less its dashes.
     run = subprocess.run([cli, "infer", "--target-error", "1"], capture_output=True, text=True)
     with pytest.raises(OptionError) as error:

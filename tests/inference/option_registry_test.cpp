@@ -26,6 +26,18 @@ OptionValue acceptedValue(const OptionSpec& spec) {
     return 0LL;
 }
 
+// A default record that takes from `options` only the per-concern record
+// that help files the option under.
+InferenceOptions onlyConcernOf(const OptionSpec& spec, const InferenceOptions& options) {
+    InferenceOptions copy;
+    if (spec.concern == "Sampling") static_cast<samplenet::SamplingOptions&>(copy) = options;
+    else if (spec.concern == "Propagation") static_cast<samplenet::PropagationOptions&>(copy) = options;
+    else if (spec.concern == "Stopping rules") static_cast<samplenet::StoppingRules&>(copy) = options;
+    else if (spec.concern == "Resources") static_cast<samplenet::ResourceLimits&>(copy) = options;
+    else ADD_FAILURE() << spec.name << " has no known concern: " << spec.concern;
+    return copy;
+}
+
 std::string refusal(const OptionSpec& spec, const std::string& text) {
     const auto parsed = samplenet::parseOptionText(spec, text);
     return std::holds_alternative<std::string>(parsed) ? std::get<std::string>(parsed) : "";
@@ -44,6 +56,7 @@ TEST(OptionRegistry, EveryOptionSetsTheFieldItReadsBackAndTheDefaultsPassTheirOw
         samplenet::setOption(options, spec, value);
         ASSERT_TRUE(spec.get(options).has_value()) << spec.name;
         EXPECT_EQ(*spec.get(options), value) << spec.name;
+        EXPECT_EQ(spec.get(onlyConcernOf(spec, options)), value) << spec.name << " is not in " << spec.concern;
         // The other options keep their defaults.
         for (const OptionSpec& other : samplenet::optionSpecs()) {
             if (&other == &spec) continue;
