@@ -26,8 +26,8 @@ std::vector<std::vector<std::string>> stringLists(std::string_view body, const c
     for (const char* key : {required, optional}) {
         std::vector<std::string>& items = lists.emplace_back();
         if (key != required && !withOptional) continue;
-        if (!json[key].is_array()) throw RequestError(shape);
-        for (const nlohmann::json& item : json[key]) {
+        if (!json.at(key).is_array()) throw RequestError(shape);
+        for (const nlohmann::json& item : json.at(key)) {
             if (!item.is_string()) throw RequestError(shape);
             items.push_back(item.get<std::string>());
         }
