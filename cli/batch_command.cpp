@@ -8,6 +8,7 @@
 #include <iostream>
 #include <optional>
 #include <random>
+#include <stdexcept>
 #include <thread>
 
 #include "cli/case_file.h"
@@ -31,25 +32,33 @@ namespace {
 // does not grow with the file.
 constexpr std::size_t kCasesInFlightPerJob = 16;
 
+// The cells of a row, a value the run did not give (NaN) as an empty one.
+std::string cells(const std::vector<double>& values) {
+    std::string text;
+    for (const double value : values) text += std::isnan(value) ? std::string(",") : fmt::format(",{}", value);
+    return text;
+}
+
 // A case's result as the worker hands it back: '+' and its CSV line, or 'I'
 // (inference failed) or 'E' (bad row) and the reason.
 std::string encodedCase(const samplenet::CaseOutcome& outcome, std::size_t row, const std::vector<int>& queried,
-                        samplenet::Algorithm algorithm) {
+                        samplenet::Algorithm algorithm, bool standardErrors) {
     if (!outcome.result) return (outcome.inferenceFailed ? "I" : "E") + outcome.error;
     std::string line = fmt::format("+{}", row);
     for (int v : queried) line += fmt::format(",{}", fmt::join(outcome.result->posteriors[v], ","));
-    // A value the run did not give is an empty cell.
-    for (const double value : samplenet::caseSummary(*outcome.result, algorithm))
-        line += std::isnan(value) ? std::string(",") : fmt::format(",{}", value);
-    return line + "\n";
+    if (standardErrors) line += cells(samplenet::caseStandardErrors(*outcome.result, queried));
+    return line + cells(samplenet::caseSummary(*outcome.result, algorithm)) + "\n";
 }
 
 std::string header(const samplenet::Network& network, const std::vector<int>& queried,
-                   samplenet::Algorithm algorithm) {
+                   samplenet::Algorithm algorithm, bool standardErrors) {
     std::string line = "row";
     for (int v : queried)
         for (const std::string& state : network.variables[v].states)
             line += "," + csvField(network.variables[v].name + "=" + state);
+    if (standardErrors)
+        for (const std::string& column : samplenet::caseStandardErrorColumns(network, queried))
+            line += "," + csvField(column);
     for (const std::string& column : samplenet::caseSummaryColumns(algorithm)) line += "," + column;
     return line + "\n";
 }
@@ -108,6 +117,9 @@ CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments) {
     command->add_option("--on-error", arguments.onError, "skip: report a bad case and leave it out; fail: stop")
         ->check(checkOnError)
         ->capture_default_str();
+    command->add_flag("--standard-errors", arguments.standardErrors,
+                      "After the posteriors, the standard error of each (a standard_error:NODE=STATE column "
+                      "per NODE=STATE column; samplers only)");
     command->add_option("-o,--output", arguments.outputPath,
                         "CSV file to write (default: standard output); it appears only once every case is written");
     addReadLimitOptions(command, arguments.readLimits);
@@ -116,6 +128,9 @@ CLI::App* addBatchCommand(CLI::App& app, BatchArguments& arguments) {
 
 void runBatch(BatchArguments arguments) {
     samplenet::InferenceOptions options = inferenceOptions(arguments.run);
+    if (arguments.standardErrors)
+        if (const std::string why = samplenet::whyNoCaseStandardErrors(options.algorithm); !why.empty())
+            throw std::invalid_argument("--standard-errors: " + why);
     // Case seeds derive from the run's seed, so that without --seed cases
     // still differ from each other.
     const long runSeed = options.seed ? *options.seed : static_cast<long>(std::random_device{}() & 0x7fffffff);
@@ -140,7 +155,7 @@ void runBatch(BatchArguments arguments) {
     const int jobs =
         arguments.jobs > 0 ? arguments.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
     samplenet::OutputFile output(arguments.outputPath);
-    output.write(header(network, queried, options.algorithm));
+    output.write(header(network, queried, options.algorithm, arguments.standardErrors));
     CaseProgress progress(arguments.casesPath);
 
     std::size_t given = 0, done = 0;
@@ -152,7 +167,7 @@ void runBatch(BatchArguments arguments) {
     const auto work = [&](std::string_view task) {
         const std::size_t i = decodedTask(task, row);
         return encodedCase(samplenet::runCase(network, columns, row, options, runSeed, i), i + 1, queried,
-                           options.algorithm);
+                           options.algorithm, arguments.standardErrors);
     };
     const auto take = [&](std::string&& result) {
         ++done;

@@ -17,6 +17,7 @@ struct BatchArguments {
     std::vector<std::string> interventions;  // --do NODE=STATE, for every case
     int jobs = 0;  // 0: one per core
     std::string onError = "skip";
+    bool standardErrors = false;  // a standard_error:NODE=STATE column per posterior column
     std::string outputPath;  // empty: standard output
     samplenet::ReadLimits readLimits;
 };

@@ -5,7 +5,10 @@
 #include <cctype>
 #include <filesystem>
 #include <iostream>
+#include <utility>
 
+#include "cli/intervention_options.h"
+#include "cli/posterior_output.h"
 #include "lib/explore/explore_server.h"
 
 namespace samplenet_cli {
@@ -23,15 +26,15 @@ std::string percentEncoded(const std::string& text) {
     return encoded;
 }
 
-// The page reads its evidence (e=NODE=STATE, e=NODE=[...]) and the nodes it
-// draws (q=NODE) from its address.
+// The page reads its evidence (e=NODE=STATE, e=NODE=[...]), the nodes set
+// (do=NODE=STATE) and the nodes it draws (q=NODE) from its address.
 std::string pageQuery(const samplenet::Network& network, const samplenet::Evidence& evidence,
-                      const std::vector<std::string>& queries) {
+                      const samplenet::Interventions& interventions, const std::vector<std::string>& queries) {
     std::vector<std::string> parameters;
-    for (const auto& [v, state] : evidence.hard)
-        parameters.push_back("e=" + percentEncoded(network.variables[v].name + "=" + network.variables[v].states[state]));
-    for (const auto& [v, likelihood] : evidence.likelihood)
-        parameters.push_back("e=" + percentEncoded(fmt::format("{}=[{}]", network.variables[v].name, fmt::join(likelihood, ","))));
+    for (int v : samplenet::observedInGivenOrder(evidence))
+        parameters.push_back("e=" + percentEncoded(evidenceAssignment(network, evidence, v)));
+    for (const auto& [v, state] : interventions)
+        parameters.push_back("do=" + percentEncoded(network.variables[v].name + "=" + network.variables[v].states[state]));
     for (const std::string& query : queries) parameters.push_back("q=" + percentEncoded(query));
     return parameters.empty() ? "" : fmt::format("?{}", fmt::join(parameters, "&"));
 }
@@ -53,10 +56,14 @@ CLI::App* addExploreCommand(CLI::App& app, ExploreArguments& arguments) {
 }
 
 void runExplore(ExploreArguments arguments) {
+    // The page sets and unsets nodes on the network as read: --do goes into
+    // its address, not into the network it serves.
+    const std::vector<std::string> settings = std::exchange(arguments.inference.interventions, {});
     InferenceRun run = prepareInference(arguments.inference);
+    const samplenet::Interventions interventions = readInterventions(run.network, run.evidence, settings);
     queriedVariables(run.network, arguments.inference.queries);  // refuses unknown names now
     run.options.progress = nullptr;                              // the page shows progress instead
-    const std::string query = pageQuery(run.network, run.evidence, arguments.inference.queries);
+    const std::string query = pageQuery(run.network, run.evidence, interventions, arguments.inference.queries);
     samplenet::ExploreService service(std::filesystem::path(run.source).filename().string(), std::move(run.network),
                                       run.options);
     samplenet::ExploreServer server(service, arguments.port);

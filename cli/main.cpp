@@ -9,6 +9,7 @@
 #include "cli/dsep_command.h"
 #include "cli/explore_command.h"
 #include "cli/generate_command.h"
+#include "cli/help_formatter.h"
 #include "cli/impact_command.h"
 #include "cli/info_command.h"
 #include "cli/infer_command.h"
@@ -38,6 +39,7 @@ int fail(std::string message, int code) {
 // Runs the command the arguments name; its exit code.
 int runCommand(int argc, char** argv) {
     CLI::App app("Approximate inference in discrete Bayesian networks.", "samplenet");
+    app.formatter(std::make_shared<samplenet_cli::HelpFormatter>());
     app.set_version_flag("--version", "samplenet " SAMPLENET_VERSION);
     app.require_subcommand(1);
     samplenet_cli::InferArguments inferArguments;

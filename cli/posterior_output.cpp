@@ -74,13 +74,15 @@ std::string errorDescription(const samplenet::InferenceResult& result) {
 
 std::string evidenceDescription(const samplenet::Network& network, const samplenet::Evidence& evidence) {
     std::vector<std::string> items;
-    for (const auto& [v, state] : evidence.hard) {
-        const auto& variable = network.variables[v];
-        items.push_back(variable.name + "=" + variable.states[state]);
-    }
-    for (const auto& [v, likelihood] : evidence.likelihood)
-        items.push_back(network.variables[v].name + "=" + likelihoodText(likelihood));
+    for (int v : samplenet::observedInGivenOrder(evidence)) items.push_back(evidenceAssignment(network, evidence, v));
     return items.empty() ? "none" : fmt::format("{}", fmt::join(items, ", "));
+}
+
+std::string evidenceAssignment(const samplenet::Network& network, const samplenet::Evidence& evidence, int v) {
+    const auto& variable = network.variables[v];
+    if (const auto hard = evidence.hard.find(v); hard != evidence.hard.end())
+        return variable.name + "=" + variable.states[hard->second];
+    return variable.name + "=" + likelihoodText(evidence.likelihood.at(v));
 }
 
 namespace {
@@ -135,15 +137,24 @@ std::string jsonReport(const PosteriorReport& report) {
     return json.dump(2) + "\n";
 }
 
+// A plain table that pandas and spreadsheets read as is: P(evidence), where
+// the run gives it, is a column repeated on every row rather than a comment
+// line that readers would have to be told to skip.
 std::string csvReport(const PosteriorReport& report) {
     const bool withErrors = !report.result.standardErrors.empty();
-    std::string text = withErrors ? "node,state,probability,standard_error\n" : "node,state,probability\n";
+    const std::optional<double> logP = report.result.logProbabilityOfEvidence;
+    std::string text = "node,state,probability";
+    if (withErrors) text += ",standard_error";
+    if (logP) text += ",ln_probability_of_evidence";
+    text += "\n";
     for (int v : report.variables) {
         const auto& variable = report.network.variables[v];
         for (int s = 0; s < variable.stateCount(); ++s) {
             text += fmt::format("{},{},{}", csvField(variable.name), csvField(variable.states[s]),
                                 report.result.posteriors[v][s]);
-            text += withErrors ? fmt::format(",{}\n", report.result.standardErrors[v][s]) : "\n";
+            if (withErrors) text += fmt::format(",{}", report.result.standardErrors[v][s]);
+            if (logP) text += fmt::format(",{}", *logP);
+            text += "\n";
         }
     }
     return text;
@@ -153,8 +164,13 @@ std::string csvReport(const PosteriorReport& report) {
 
 nlohmann::ordered_json evidenceJson(const samplenet::Network& network, const samplenet::Evidence& evidence) {
     auto json = nlohmann::ordered_json::object();
-    for (const auto& [v, state] : evidence.hard) json[network.variables[v].name] = network.variables[v].states[state];
-    for (const auto& [v, likelihood] : evidence.likelihood) json[network.variables[v].name] = likelihood;
+    for (int v : samplenet::observedInGivenOrder(evidence)) {
+        const auto& variable = network.variables[v];
+        if (const auto hard = evidence.hard.find(v); hard != evidence.hard.end())
+            json[variable.name] = variable.states[hard->second];
+        else
+            json[variable.name] = evidence.likelihood.at(v);
+    }
     return json;
 }
 

@@ -35,9 +35,12 @@ std::string runDescription(const samplenet::InferenceOptions& options, const sam
 // effective sample size and P(evidence) with its relative error; empty for
 // the other algorithms.
 std::string errorDescription(const samplenet::InferenceResult& result);
-// "A=yes, B=[0.9,0.2]", or "none".
+// The observation of observed variable v as -e takes it: "A=yes" or "B=[0.9,0.2]".
+std::string evidenceAssignment(const samplenet::Network& network, const samplenet::Evidence& evidence, int v);
+// "A=yes, B=[0.9,0.2]", or "none", in the order the evidence was given.
 std::string evidenceDescription(const samplenet::Network& network, const samplenet::Evidence& evidence);
-// {"A": "yes", "B": [0.9, 0.2]}: the evidence as JSON reports give it.
+// {"A": "yes", "B": [0.9, 0.2]}: the evidence as JSON reports give it, in
+// the order it was given.
 nlohmann::ordered_json evidenceJson(const samplenet::Network& network, const samplenet::Evidence& evidence);
 using samplenet::csvField;
 

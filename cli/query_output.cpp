@@ -109,13 +109,17 @@ std::string explanationJson(const QueryReportContext& context, const samplenet::
     return json.dump(2) + "\n";
 }
 
+// The explanation's probabilities are columns repeated on every row, as
+// P(evidence) is in the posteriors' CSV, so that the file stays one table.
 std::string explanationCsv(const QueryReportContext& context, const Explanation& explanation) {
-    std::string text = "node,state,observed\n";
+    std::string text = "node,state,observed,ln_joint_probability,ln_posterior_probability\n";
     for (int v = 0; v < context.network.size(); ++v) {
         if (!explains(explanation, v)) continue;
         const auto& variable = context.network.variables[v];
-        text += fmt::format("{},{},{}\n", csvField(variable.name), csvField(variable.states[explanation.states[v]]),
-                            context.evidence.hard.count(v) ? "true" : "false");
+        text += fmt::format("{},{},{},{},{}\n", csvField(variable.name),
+                            csvField(variable.states[explanation.states[v]]),
+                            context.evidence.hard.count(v) ? "true" : "false", explanation.logJoint,
+                            explanation.logPosterior);
     }
     return text;
 }

@@ -83,7 +83,14 @@ void run(Target target, std::string_view bytes) {
             if (bytes.empty()) return;
             const bool nodes = bytes.front() & 1;
             bytes.remove_prefix(1);
-            if (!nodes) return checkEvidence(parseEvidenceRequest(evidenceNetwork(), bytes));
+            if (!nodes) {
+                const PosteriorsRequest request = parsePosteriorsRequest(evidenceNetwork(), bytes);
+                for (const auto& [v, state] : request.interventions)
+                    require(v >= 0 && v < evidenceNetwork().size() && state >= 0 &&
+                                state < evidenceNetwork().variables[v].stateCount(),
+                            "intervention out of bounds");
+                return checkEvidence(request.evidence);
+            }
             for (int v : parseNodesRequest(evidenceNetwork(), bytes))
                 require(v >= 0 && v < evidenceNetwork().size(), "node index out of bounds");
             return;

@@ -79,4 +79,29 @@ std::vector<double> caseSummary(const InferenceResult& result, Algorithm algorit
     return values;
 }
 
+std::string whyNoCaseStandardErrors(Algorithm algorithm) {
+    if (algorithm != Algorithm::Exact && algorithm != Algorithm::Lbp) return "";
+    return std::string(algorithmName(algorithm)) +
+           " gives no standard errors: they come from the samplers (epis, ais, wmb, bpis, or auto where it samples)";
+}
+
+std::vector<std::string> caseStandardErrorColumns(const Network& network, const std::vector<int>& queried) {
+    std::vector<std::string> columns;
+    for (int v : queried)
+        for (const std::string& state : network.variables[v].states)
+            columns.push_back("standard_error:" + network.variables[v].name + "=" + state);
+    return columns;
+}
+
+std::vector<double> caseStandardErrors(const InferenceResult& result, const std::vector<int>& queried) {
+    std::vector<double> values;
+    for (int v : queried) {
+        if (result.standardErrors.empty())
+            values.insert(values.end(), result.posteriors[v].size(), std::nan(""));
+        else
+            values.insert(values.end(), result.standardErrors[v].begin(), result.standardErrors[v].end());
+    }
+    return values;
+}
+
 }  // namespace samplenet

@@ -38,6 +38,17 @@ std::vector<std::string> caseSummaryColumns(Algorithm algorithm);
 // Their values for one result, NaN where the run gave none.
 std::vector<double> caseSummary(const InferenceResult& result, Algorithm algorithm);
 
+// Why a batch run with `algorithm` cannot give per-case standard errors
+// (exact and LBP compute none), or "" when it can.
+std::string whyNoCaseStandardErrors(Algorithm algorithm);
+// The columns of the standard errors a batch may write after a case's
+// posteriors: "standard_error:NODE=STATE" for each of the queried
+// variables' states, in the posteriors' order.
+std::vector<std::string> caseStandardErrorColumns(const Network& network, const std::vector<int>& queried);
+// Their values for one result, NaN where the run gave none (an answer that
+// auto computed exactly).
+std::vector<double> caseStandardErrors(const InferenceResult& result, const std::vector<int>& queried);
+
 // What one case gave: the posteriors, or why there are none.
 struct CaseOutcome {
     std::optional<InferenceResult> result;

@@ -9,36 +9,49 @@ namespace samplenet {
 
 namespace {
 
-// The list of strings under `key` of a JSON object; nothing else is accepted.
-std::vector<std::string> stringList(std::string_view body, const char* key) {
+// A JSON object whose keys are `required`, and `optional` if present, each
+// holding a list of strings: those lists, an empty one for an absent
+// optional key. Anything else is refused with `shape`.
+std::vector<std::vector<std::string>> stringLists(std::string_view body, const char* required, const char* optional,
+                                                  const std::string& shape) {
     if (body.size() > kMaxExploreRequestBytes)
         throw RequestError("the request body holds " + std::to_string(body.size()) + " bytes, more than the " +
                            std::to_string(kMaxExploreRequestBytes) + " allowed");
     const nlohmann::json json = nlohmann::json::parse(body, nullptr, false);
     if (json.is_discarded()) throw RequestError("the request body is not JSON");
-    const std::string shape = std::string("the request body should be {\"") + key + "\": [\"...\", ...]}";
-    if (!json.is_object() || json.size() != 1 || !json.contains(key) || !json[key].is_array())
+    const bool withOptional = optional && json.is_object() && json.contains(optional);
+    if (!json.is_object() || !json.contains(required) || json.size() != (withOptional ? 2u : 1u))
         throw RequestError(shape);
-    std::vector<std::string> items;
-    for (const nlohmann::json& item : json[key]) {
-        if (!item.is_string()) throw RequestError(shape);
-        items.push_back(item.get<std::string>());
+    std::vector<std::vector<std::string>> lists;
+    for (const char* key : {required, optional}) {
+        std::vector<std::string>& items = lists.emplace_back();
+        if (key != required && !withOptional) continue;
+        if (!json.at(key).is_array()) throw RequestError(shape);
+        for (const nlohmann::json& item : json.at(key)) {
+            if (!item.is_string()) throw RequestError(shape);
+            items.push_back(item.get<std::string>());
+        }
     }
-    return items;
+    return lists;
 }
 
 }  // namespace
 
-Evidence parseEvidenceRequest(const Network& network, std::string_view body) {
-    Evidence evidence;
-    for (const std::string& assignment : stringList(body, "evidence"))
-        addEvidenceAssignment(network, assignment, evidence);
-    return evidence;
+PosteriorsRequest parsePosteriorsRequest(const Network& network, std::string_view body) {
+    const auto lists = stringLists(body, "evidence", "do",
+                                   "the request body should be {\"evidence\": [\"...\", ...]}, with \"do\": "
+                                   "[\"...\", ...] for nodes set");
+    PosteriorsRequest request;
+    for (const std::string& assignment : lists[0]) addEvidenceAssignment(network, assignment, request.evidence);
+    for (const std::string& assignment : lists[1]) addIntervention(network, assignment, request.interventions);
+    checkInterventions(network, request.evidence, request.interventions);
+    return request;
 }
 
 std::vector<int> parseNodesRequest(const Network& network, std::string_view body) {
     std::vector<int> nodes;
-    for (const std::string& name : stringList(body, "nodes")) {
+    const auto lists = stringLists(body, "nodes", nullptr, "the request body should be {\"nodes\": [\"...\", ...]}");
+    for (const std::string& name : lists[0]) {
         const auto v = network.indexOf(name);
         if (!v) throw RequestError("unknown node \"" + name + "\"");
         nodes.push_back(*v);

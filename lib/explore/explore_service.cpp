@@ -124,20 +124,20 @@ ExploreService::~ExploreService() {
 }
 
 Reply ExploreService::posteriorsReply(std::string_view body) {
-    const Evidence evidence = parseEvidenceRequest(network, body);
+    const PosteriorsRequest request = parsePosteriorsRequest(network, body);
     {
         // The run in progress could only answer a request that this one
         // replaces: it stops within milliseconds.
         std::lock_guard lock(mutex);
         if (stopRunning) stopRunning->requestStop();
     }
-    std::optional<Reply> reply = worker.run([&] { return infer(evidence); });
+    std::optional<Reply> reply = worker.run([&] { return infer(request); });
     if (!reply) return errorReply(409, "a newer request took this one's place");
     return *reply;
 }
 
 // On the worker's thread.
-Reply ExploreService::infer(const Evidence& evidence) {
+Reply ExploreService::infer(const PosteriorsRequest& request) {
     InferenceOptions run = options;
     const auto stop = std::make_shared<StopToken>();
     run.cancellation.token = stop;
@@ -158,7 +158,8 @@ Reply ExploreService::infer(const Evidence& evidence) {
         }
     } finished{*this};
     try {
-        return resultReply(samplenet::infer(network, evidence, run));
+        if (request.interventions.empty()) return resultReply(samplenet::infer(network, request.evidence, run));
+        return resultReply(samplenet::infer(intervene(network, request.interventions), request.evidence, run));
     } catch (const InferenceError& error) {
         return errorReply(422, error.what());
     }

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "lib/explore/explore_request.h"
 #include "lib/explore/latest_wins_worker.h"
 #include "lib/explore/reply.h"
 #include "lib/inference/cancellation.h"
@@ -20,7 +21,8 @@ namespace samplenet {
 //   GET  /api/network      nodes, states, parents, the picture limit
 //   POST /api/picture      {"nodes": [...]}: SVG of those nodes and their
 //                          neighbours (all nodes when empty), cells linked
-//   POST /api/posteriors   {"evidence": [...]}: posteriors as JSON
+//   POST /api/posteriors   {"evidence": [...], "do": [...]}: posteriors as
+//                          JSON, given the evidence with the nodes set
 //   GET  /api/progress     the running inference's progress
 // Errors are JSON {"error": message}: 400 for requests the command line
 // would refuse (with its message), 404, 405, 409 for a request overtaken
@@ -47,7 +49,7 @@ private:
     Reply pictureReply(std::string_view body);
     Reply posteriorsReply(std::string_view body);
     Reply progressReply() const;
-    Reply infer(const Evidence& evidence);
+    Reply infer(const PosteriorsRequest& request);
 
     const std::string title;
     const Network network;

@@ -68,6 +68,7 @@ void addHardEvidence(const Network& network, std::string_view name, std::string_
         throw EvidenceError("unknown state " + quoted(state) + " of " + quoted(name) +
                             "; valid states: " + listOfStates(variable));
     evidence.hard.emplace(v, *index);
+    evidence.givenOrder.push_back(v);
 }
 
 void addLikelihoodEvidence(const Network& network, std::string_view name, std::vector<double> likelihood,
@@ -75,6 +76,7 @@ void addLikelihoodEvidence(const Network& network, std::string_view name, std::v
     const int v = variableForEvidence(network, name, evidence);
     checkLikelihood(network.variables[v], likelihood);
     evidence.likelihood.emplace(v, std::move(likelihood));
+    evidence.givenOrder.push_back(v);
 }
 
 void addEvidenceAssignment(const Network& network, std::string_view text, Evidence& evidence) {

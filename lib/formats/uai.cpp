@@ -130,6 +130,7 @@ Evidence readUaiEvidence(const Network& network, std::string_view text, const st
                                   std::to_string(network.variables[v].stateCount()), stateAt.describe()));
         if (!evidence.hard.emplace(v, state).second)
             throw EvidenceError(errors.message(variableAt.line, "each variable once", "variable " + std::to_string(v) + " again"));
+        evidence.givenOrder.push_back(v);
     }
     if (lexer.peek().kind != Token::Kind::End)
         lexer.fail("end of file after " + std::to_string(count) + " variable/state pairs");

@@ -26,7 +26,8 @@ def batch(arguments) -> int:
     options = {keyword: getattr(arguments, keyword) for keyword in OPTIONS if keyword not in ("jobs", "seed")}
     table = network.infer_many(
         read_cases(arguments.cases), algorithm=arguments.algorithm, seed=arguments.seed, query=arguments.query,
-        jobs=arguments.jobs, on_error="raise" if arguments.on_error == "fail" else "skip", **options)
+        jobs=arguments.jobs, on_error="raise" if arguments.on_error == "fail" else "skip",
+        standard_errors=arguments.standard_errors, **options)
     table.index = table.index + 1
     table.index.name = "row"
     if not arguments.output:
@@ -65,6 +66,8 @@ def parser() -> argparse.ArgumentParser:
     command.add_argument("-q", "--query", action="append")
     command.add_argument("-j", "--jobs", type=int, help="processes to run cases on (default: one per core)")
     command.add_argument("--on-error", choices=["skip", "fail"], default="skip")
+    command.add_argument("--standard-errors", action="store_true",
+                         help="after the posteriors, a standard_error:NODE=STATE column for each (samplers only)")
     command.add_argument("--format", choices=["csv", "parquet"], default="csv")
     command.add_argument("-o", "--output")
     return top

@@ -48,21 +48,30 @@ def case_rows(cases: pd.DataFrame, network) -> list[list[str]]:
     return [[cell_text(v, s) for v, s in zip(row, states)] for row in cases.itertuples(index=False, name=None)]
 
 
-def output_columns(network, query) -> tuple[list[int], list[str]]:
+def output_columns(network, query, standard_errors=False) -> tuple[list[int], list[str]]:
     """Indices of the queried nodes (all by default) and the NODE=STATE names
-    of their columns."""
+    of their columns, followed with standard_errors by a
+    standard_error:NODE=STATE name for each."""
     nodes = ([query] if isinstance(query, str) else list(query)) if query is not None else network.nodes
     unknown = [n for n in nodes if n not in network]
     if unknown:
         raise OptionError("query", f"unknown node {unknown[0]!r} in query")
     indices = [network.index(n) for n in nodes]
-    return indices, [f"{n}={s}" for n in nodes for s in network.states(n)]
+    names = [f"{n}={s}" for n in nodes for s in network.states(n)]
+    return indices, names + ([f"standard_error:{name}" for name in names] if standard_errors else [])
 
 
-def run_chunk(core, columns, rows, queried, option_values, run_seed, first):
+def check_standard_errors(option_values, standard_errors):
+    """Refuses standard_errors=True for an algorithm that computes none."""
+    if standard_errors and (why := _core.why_no_case_standard_errors(make_options(**option_values))):
+        raise OptionError("standard_errors", f"standard_errors: {why}")
+
+
+def run_chunk(core, columns, rows, queried, option_values, run_seed, first, standard_errors=False):
     """Cases first, first+1, ...: a row of values per case ([] when it failed)
     and its error. option_values: make_options' arguments, which pickle."""
-    return _core.run_cases(core, columns, rows, queried, make_options(**option_values), run_seed, first)
+    return _core.run_cases(core, columns, rows, queried, make_options(**option_values), run_seed, first,
+                           bool(standard_errors))
 
 
 _worker_network = None
@@ -120,7 +129,7 @@ def check_on_error(on_error):
 
 
 def infer_many(network, cases: pd.DataFrame, algorithm="epis", seed=None, query=None, jobs=None,
-               on_error="skip", do=None, **options) -> pd.DataFrame:
+               on_error="skip", do=None, standard_errors=False, **options) -> pd.DataFrame:
     """Runs every row of `cases` as one evidence case and returns a DataFrame
     with one row per case (the input's index) and one column per NODE=STATE
     of the queried nodes (all by default); exact inference adds the natural
@@ -137,6 +146,9 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", seed=None, query=
     columns.
     do: interventions for every case, as for Network.infer; a column may not
     name a node they set (EvidenceError).
+    standard_errors: True adds, after the posteriors, a column
+    standard_error:NODE=STATE with each one's standard error (NaN where auto
+    answered exactly); OptionError for exact and lbp, which compute none.
 
     A case that fails is skipped with a warning naming its row (from 1), or
     raises CaseError with on_error="raise". Raises OptionError naming a bad
@@ -148,17 +160,19 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", seed=None, query=
     check_on_error(on_error)
     option_values = dict(algorithm=algorithm, **options)
     make_options(warn=True, **option_values)  # refuses bad options here
+    check_standard_errors(option_values, standard_errors)
     run_seed = secrets.randbelow(1 << 31) if seed is None else seed_value(seed)
     columns = [str(c) for c in cases.columns]
     network = intervened(network, do, {}, {})
     check_columns_not_set(columns, do)
     rows = case_rows(cases, network)
-    queried, names = output_columns(network, query)
+    queried, names = output_columns(network, query, standard_errors)
     jobs = (os.cpu_count() or 1) if jobs is None else whole_number("jobs", jobs, 1)
     run_chunk(network._core, columns, [], queried, option_values, run_seed, 0)  # refuses a bad header here
     values, errors = [], []
     if jobs == 1 or len(rows) <= 1:
-        values, errors = run_chunk(network._core, columns, rows, queried, option_values, run_seed, 0)
+        values, errors = run_chunk(network._core, columns, rows, queried, option_values, run_seed, 0,
+                                   standard_errors)
     else:
         # Processes, not threads: the samplers' random state is process-wide.
         # forkserver, not fork: forking a process that runs threads (a
@@ -167,8 +181,8 @@ def infer_many(network, cases: pd.DataFrame, algorithm="epis", seed=None, query=
         context = multiprocessing.get_context("forkserver")
         context.set_forkserver_preload(["samplenet"])
         with ProcessPoolExecutor(jobs, mp_context=context, initializer=_init_worker, initargs=(network,)) as pool:
-            futures = [pool.submit(_run_in_worker, columns, rows[a:b], queried, option_values, run_seed, a)
-                       for a, b in chunks(len(rows), jobs)]
+            futures = [pool.submit(_run_in_worker, columns, rows[a:b], queried, option_values, run_seed, a,
+                                   standard_errors) for a, b in chunks(len(rows), jobs)]
             for future in futures:
                 chunk_values, chunk_errors = future.result()
                 values += chunk_values

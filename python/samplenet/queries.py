@@ -59,11 +59,17 @@ class JointPosterior:
     table: np.ndarray
     standard_errors: np.ndarray | None = None
 
-    def to_pandas(self) -> pd.Series:
-        """The table as a Series named "probability", indexed by every
-        combination of the nodes' states."""
-        index = pd.MultiIndex.from_product([self.states[node] for node in self.nodes], names=self.nodes)
-        return pd.Series(self.table.reshape(-1), index=index, name="probability")
+    def to_pandas(self) -> pd.DataFrame:
+        """One row per combination of the nodes' states, the last node's
+        varying fastest: a column per node (its state), probability, and when
+        sampled standard_error, as the command line's joint CSV. Index it by
+        the nodes with .set_index(joint.nodes)."""
+        combinations = pd.MultiIndex.from_product([self.states[node] for node in self.nodes], names=self.nodes)
+        frame = combinations.to_frame(index=False)
+        frame["probability"] = self.table.reshape(-1)
+        if self.standard_errors is not None:
+            frame["standard_error"] = self.standard_errors.reshape(-1)
+        return frame
 
 
 def explain(network, evidence, likelihood, algorithm, samples, seed, memory_limit_gib, jobs, local_search,

@@ -115,8 +115,10 @@ class Result(Mapping):
         return len(self._posteriors)
 
     def to_pandas(self) -> pd.DataFrame:
-        """One row per (node, state): columns node, state, probability, and
-        from the samplers standard_error, as the command line's CSV."""
+        """One row per (node, state): columns node, state, probability, from
+        the samplers standard_error, and where the algorithm gives it (all
+        but lbp) ln_probability_of_evidence, the same on every row; as the
+        command line's CSV."""
         errors = self.standard_errors
         rows = [
             (node, state, float(p)) + (() if errors is None else (float(errors[node][s]),))
@@ -124,7 +126,10 @@ class Result(Mapping):
             for s, (state, p) in enumerate(zip(self._states[node], values))
         ]
         columns = ["node", "state", "probability"] + ([] if errors is None else ["standard_error"])
-        return pd.DataFrame(rows, columns=columns)
+        frame = pd.DataFrame(rows, columns=columns)
+        if self.ln_probability_of_evidence is not None:
+            frame["ln_probability_of_evidence"] = float(self.ln_probability_of_evidence)
+        return frame
 
     def picture(self, nodes=None) -> str:
         """SVG of the network with these posteriors, observed nodes marked:

@@ -84,13 +84,14 @@ void bindResult(nb::module_& module) {
 }
 
 // Cases first, first + 1, ...: for each, the posteriors of the queried
-// variables one after the other and the algorithm's summary columns (NaN
-// where the run gave none), or the reason the case failed.
+// variables one after the other, their standard errors when asked for, and
+// the algorithm's summary columns (NaN where the run gave none), or the
+// reason the case failed.
 using CaseRows = std::tuple<std::vector<std::vector<double>>, std::vector<std::string>>;
 
 CaseRows runCases(const samplenet::Network& network, const std::vector<std::string>& columnNames,
                   const std::vector<std::vector<std::string>>& rows, const std::vector<int>& queried,
-                  InferenceOptions options, long runSeed, std::size_t first) {
+                  InferenceOptions options, long runSeed, std::size_t first, bool standardErrors) {
     const std::vector<int> columns = samplenet::caseColumns(network, columnNames);
     // Only the queried nodes' posteriors are computed (as in the command
     // line's batches).
@@ -105,6 +106,10 @@ CaseRows runCases(const samplenet::Network& network, const std::vector<std::stri
             for (int v : queried) {
                 const std::vector<double>& posterior = outcome.result->posteriors[v];
                 row.insert(row.end(), posterior.begin(), posterior.end());
+            }
+            if (standardErrors) {
+                const std::vector<double> errors = samplenet::caseStandardErrors(*outcome.result, queried);
+                row.insert(row.end(), errors.begin(), errors.end());
             }
             const std::vector<double> summary = samplenet::caseSummary(*outcome.result, options.algorithm);
             row.insert(row.end(), summary.begin(), summary.end());
@@ -186,7 +191,11 @@ void bindInference(nb::module_& module) {
     });
     module.def("infer", &inferOne, nb::arg("network"), nb::arg("hard"), nb::arg("likelihood"), nb::arg("options"));
     module.def("run_cases", &runCases, nb::arg("network"), nb::arg("columns"), nb::arg("rows"), nb::arg("queried"),
-               nb::arg("options"), nb::arg("run_seed"), nb::arg("first_case"));
+               nb::arg("options"), nb::arg("run_seed"), nb::arg("first_case"), nb::arg("standard_errors"));
+    module.def(
+        "why_no_case_standard_errors",
+        [](const InferenceOptions& options) { return samplenet::whyNoCaseStandardErrors(options.algorithm); },
+        nb::arg("options"));
     module.def("case_seed", &samplenet::caseSeed, nb::arg("run_seed"), nb::arg("case_index"));
     module.def(
         "case_summary_columns",

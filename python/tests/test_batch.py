@@ -121,3 +121,33 @@ def test_infer_many_equals_the_command_line_batch_bit_for_bit(alarm, cli, tmp_pa
     if importlib.util.find_spec("pyarrow"):
         subprocess.run(module + ["--format", "parquet", "-o", str(tmp_path / "out.parquet")], check=True)
         assert pd.read_parquet(tmp_path / "out.parquet").equals(theirs)
+
+    # With the standard errors of chosen nodes, on all three surfaces.
+    chosen = ["-q", "HYPOVOLEMIA", "-q", "CO", "--standard-errors"]
+    printed = subprocess.run([cli, "batch", str(NETWORKS / "alarm.bif.gz"), str(cases_path), "-n", "2000",
+                              "--seed", "31", *chosen], check=True, capture_output=True, text=True).stdout
+    theirs = read_exactly(printed)
+    ours = alarm.infer_many(cases, samples=2000, seed=31, jobs=2, query=["HYPOVOLEMIA", "CO"], standard_errors=True)
+    assert list(theirs.columns) == list(ours.columns)
+    assert list(ours.columns[5:10]) == ["standard_error:HYPOVOLEMIA=TRUE", "standard_error:HYPOVOLEMIA=FALSE",
+                                        "standard_error:CO=LOW", "standard_error:CO=NORMAL", "standard_error:CO=HIGH"]
+    assert np.array_equal(theirs.to_numpy(), ours.to_numpy())
+    as_csv = subprocess.run(module + chosen, check=True, capture_output=True, text=True).stdout
+    assert read_exactly(as_csv).equals(theirs)
+
+
+def test_standard_errors_are_each_cases_own_and_need_a_sampler(asia):
+    cases = pd.DataFrame({"dysp": ["yes", None], "xray": [None, "yes"]})
+    table = asia.infer_many(cases, algorithm="ais", samples=3000, seed=5, query="lung", standard_errors=True, jobs=1)
+    for i, evidence in enumerate([{"dysp": "yes"}, {"xray": "yes"}]):
+        single = asia.infer(evidence=evidence, algorithm="ais", samples=3000, seed=samplenet._core.case_seed(5, i),
+                            query="lung")
+        assert list(table.iloc[i][["standard_error:lung=yes", "standard_error:lung=no"]]) == list(
+            single.standard_errors["lung"])
+    assert table.filter(like="standard_error:").notna().all().all()
+    # auto answers asia exactly: no standard error to give.
+    automatic = asia.infer_many(cases, algorithm="auto", query="lung", standard_errors=True, jobs=1)
+    assert automatic.filter(like="standard_error:").isna().all().all()
+    for algorithm in ("exact", "lbp"):
+        with pytest.raises(samplenet.OptionError, match=f"standard_errors: {algorithm} gives no standard errors"):
+            asia.infer_many(cases, algorithm=algorithm, standard_errors=True)

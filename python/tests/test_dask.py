@@ -35,6 +35,14 @@ def test_cluster_results_equal_the_single_process_ones_row_for_row(client, alarm
     # Both worker processes took part.
     assert len(client.scheduler_info()["workers"]) == 2
 
+    options = dict(samples=2000, seed=8, query=["HYPOVOLEMIA"], standard_errors=True)
+    with pytest.warns(UserWarning, match="row 7 skipped"):
+        expected = alarm.infer_many(CASES, jobs=1, **options)
+    table = samplenet.dask.infer_many(path, dd.from_pandas(CASES, npartitions=3), **options).compute()
+    assert list(table.columns[2:4]) == ["standard_error:HYPOVOLEMIA=TRUE", "standard_error:HYPOVOLEMIA=FALSE"]
+    assert list(table.columns) == list(expected.columns)
+    assert np.array_equal(table.to_numpy(), expected.to_numpy())
+
 
 def test_a_bad_case_fails_the_run_with_its_row_over_the_whole_table(client):
     lazy = samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", dd.from_pandas(CASES, npartitions=3),

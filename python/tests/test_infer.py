@@ -1,9 +1,11 @@
+import io
 import json
 import math
 import re
 import subprocess
 
 import numpy as np
+import pandas as pd
 import pytest
 
 import samplenet
@@ -55,7 +57,8 @@ def test_a_fixed_seed_repeats_a_run_and_another_seed_does_not(alarm):
 
 def test_to_pandas_is_one_row_per_node_and_state(asia):
     table = asia.infer(algorithm="exact").to_pandas()
-    assert list(table.columns) == ["node", "state", "probability"]
+    assert list(table.columns) == ["node", "state", "probability", "ln_probability_of_evidence"]
+    np.testing.assert_allclose(table["ln_probability_of_evidence"], 0.0, atol=1e-12)  # no evidence
     assert len(table) == sum(len(asia.states(n)) for n in asia.nodes)
     np.testing.assert_allclose(table.groupby("node")["probability"].sum(), 1.0)
     assert table.query("node == 'asia' and state == 'yes'")["probability"].item() == pytest.approx(0.01)
@@ -93,6 +96,12 @@ def test_results_equal_the_command_line_bit_for_bit(alarm, cli, algorithm):
     if algorithm == "exact":
         assert printed["ln_probability_of_evidence"] == result.log_probability_of_evidence
         assert math.isfinite(result.log_probability_of_evidence)
+    # The command line's CSV is to_pandas() as pandas reads it, P(evidence) included.
+    as_csv = subprocess.run([word if word != "json" else "csv" for word in command], check=True,
+                            capture_output=True, text=True).stdout
+    table = pd.read_csv(io.StringIO(as_csv), dtype={"node": str, "state": str}, float_precision="round_trip")
+    pd.testing.assert_frame_equal(table, result.to_pandas(), check_exact=True)
+    assert ("ln_probability_of_evidence" in table) == (algorithm != "lbp")
 
 
 def test_jobs_split_one_run_and_report_distinct_draws(asia):

@@ -44,8 +44,9 @@ def test_joint_posterior_agrees_with_the_marginals_and_pickles(asia):
     np.testing.assert_allclose(joint.table.sum(axis=(1, 2)), result["lung"], atol=1e-12)
     np.testing.assert_allclose(joint.table.sum(axis=(0, 2)), result["bronc"], atol=1e-12)
     assert joint.table[:, :, 1].sum() == 0.0  # dysp is observed "yes"
-    series = joint.to_pandas()
-    assert series.loc[("yes", "no", "yes")] == joint.table[0, 1, 0]
+    frame = joint.to_pandas()
+    assert list(frame.columns) == ["lung", "bronc", "dysp", "probability"]
+    assert frame.set_index(joint.nodes).loc[("yes", "no", "yes"), "probability"] == joint.table[0, 1, 0]
     assert pickle.loads(pickle.dumps(result)).joint.table.tolist() == joint.table.tolist()
 
 
@@ -60,6 +61,8 @@ def test_sampled_joint_comes_from_the_same_samples_with_standard_errors(asia):
     assert np.all(np.abs(joint.table - exact.table) <= 5 * joint.standard_errors + 0.005)
     np.testing.assert_allclose(joint.table.sum(axis=(1, 2)), result["lung"], atol=1e-12)
     np.testing.assert_allclose(joint.table.sum(axis=(0, 2)), result["bronc"], atol=1e-12)
+    frame = joint.to_pandas().set_index(nodes)
+    assert frame.loc[("no", "yes", "yes"), "standard_error"] == joint.standard_errors[1, 0, 0]
     # A target error covers the joint's entries too.
     assert asia.infer(evidence=evidence, algorithm="epis", samples=10**6, seed=4, target_error=0.01,
                       joint=nodes).sampling.target_met

@@ -109,6 +109,47 @@ TEST(BatchCommand, BadRowsAreReportedByNumberAndSkippedOrFailTheRun) {
     EXPECT_NE(inferenceFailed.err.find("impossible.csv: row 1: "), std::string::npos) << inferenceFailed.err;
 }
 
+// --standard-errors adds a column per posterior between the posteriors and
+// the summary, each the one infer gives with the case's seed; auto leaves
+// them empty for a case it answers exactly.
+TEST(BatchCommand, StandardErrorsOnRequestAreInfersForEachCase) {
+    const std::string cases = writeCases("error_cases.csv", "Cough,Lungs\nyes,\n,healthy\n");
+    const auto run = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-n", "2000", "--seed", "4", "-q",
+                                   "Smoker", "--standard-errors"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto rows = lines(run.out);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0], "row,Smoker=yes,Smoker=no,standard_error:Smoker=yes,standard_error:Smoker=no,"
+                       "ln_probability_of_evidence,probability_of_evidence_relative_error,effective_sample_size,"
+                       "error_bound,reliable");
+    const auto single = runSamplenet({"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Lungs=healthy", "-n",
+                                      "2000", "--seed", std::to_string(samplenet::caseSeed(4, 1)), "-q", "Smoker",
+                                      "--format", "csv"});
+    ASSERT_EQ(single.exitCode, 0) << single.err;
+    // node,state,probability,standard_error,ln_probability_of_evidence
+    std::string posteriors = "2", errors;
+    for (const std::string& line : lines(single.out)) {
+        if (line.rfind("node,", 0) == 0) continue;
+        const auto third = line.find(',', line.find(',') + 1) + 1;
+        const auto fourth = line.find(',', third) + 1;
+        posteriors += "," + line.substr(third, fourth - 1 - third);
+        errors += "," + line.substr(fourth, line.find(',', fourth) - fourth);
+    }
+    EXPECT_EQ(rows[2].substr(0, posteriors.size() + errors.size() + 1), posteriors + errors + ",");
+
+    const auto automatic = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "auto", "-q", "Smoker",
+                                         "--standard-errors"});
+    ASSERT_EQ(automatic.exitCode, 0) << automatic.err;
+    const auto answered = lines(automatic.out);
+    ASSERT_EQ(answered.size(), 3u);
+    std::vector<std::string> cells;
+    std::istringstream fields(answered[1]);
+    for (std::string cell; std::getline(fields, cell, ',');) cells.push_back(cell);
+    ASSERT_GE(cells.size(), 6u) << answered[1];
+    EXPECT_NEAR(std::stod(cells[1]), 24.0 / 31.0, 1e-12) << "answered exactly";
+    EXPECT_EQ(cells[3] + cells[4], "") << answered[1];
+}
+
 TEST(BatchCommand, BadCaseFilesAndOptionsSayWhatWasExpected) {
     const struct {
         std::string text;
@@ -122,6 +163,8 @@ TEST(BatchCommand, BadCaseFilesAndOptionsSayWhatWasExpected) {
         {"Smoker\nyes\n", {"--on-error", "ignore"}, "use skip or fail"},
         {"Smoker\nyes\n", {"-j", "0"}, "--jobs"},
         {"Smoker\nyes\n", {"-q", "Nose"}, "unknown node \"Nose\" in --query"},
+        {"Smoker\nyes\n", {"--standard-errors", "-a", "exact"}, "--standard-errors: exact gives no standard errors"},
+        {"Smoker\nyes\n", {"--standard-errors", "-a", "lbp"}, "--standard-errors: lbp gives no standard errors"},
     };
     for (const auto& bad : cases) {
         std::vector<std::string> arguments{"batch", dataFile("smoker.bif"), writeCases("bad_file.csv", bad.text)};

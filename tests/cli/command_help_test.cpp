@@ -54,7 +54,8 @@ std::set<std::string> optionsInHelp(const std::vector<std::string>& command) {
     static const std::regex name(R"(-{1,2}[A-Za-z0-9][A-Za-z0-9-]*)");
     for (const std::string& line : helpSection(run.out, "Options:")) {
         if (line.rfind("  -", 0) != 0) continue;  // a description wrapped onto its own line
-        const std::string first = line.substr(2, line.find(' ', 2) - 2);
+        // "-a, --algorithm TEXT", up to the gap before the description.
+        const std::string first = line.substr(2, line.find("  ", 2) - 2);
         for (auto it = std::sregex_iterator(first.begin(), first.end(), name); it != std::sregex_iterator(); ++it)
             names.insert(it->str());
     }
@@ -164,9 +165,14 @@ TEST(ManPages, EveryCommandHasAPageWithItsOptions) {
             EXPECT_TRUE(std::regex_search(page, std::regex("(^|[ ,\n])" + option + "([^A-Za-z0-9-]|$)")))
                 << command << " " << option;
     }
-    const std::string infer = manPageText(cli_testing::fileContents(directory / "samplenet-infer.1"));
+    const std::string source = cli_testing::fileContents(directory / "samplenet-infer.1");
+    const std::string infer = manPageText(source);
     for (const char* option : {"--evidence", "--algorithm", "--samples", "--query", "--format", "--output"})
         EXPECT_NE(infer.find(option), std::string::npos) << option;
+    // Each option's names in bold, its value and default kept apart from them.
+    EXPECT_NE(source.find("\\fB\\-a\\fR, \\fB\\-\\-algorithm\\fR"), std::string::npos) << source;
+    EXPECT_NE(source.find("\n\\fB\\-\\-max\\-states\\fR UINT\n"), std::string::npos) << source;
+    EXPECT_EQ(infer.find(":>="), std::string::npos) << "validator notation after a type";
 }
 
 }  // namespace

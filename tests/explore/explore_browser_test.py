@@ -83,6 +83,25 @@ class ExplorePageTest(unittest.TestCase):
         finally:
             server.close()
 
+    def test_interventions_from_the_command_line_and_the_node_menu(self):
+        path = f"{DATA}/networks/asia.bif.gz"
+        server = ExploreServer(SAMPLENET, path, "-a", "exact", "-e", "xray=yes", "--do", "smoke=yes")
+        try:
+            self.page.open(server.url)
+            self.assertShows(exact_posteriors(SAMPLENET, path, ["xray=yes"], ["smoke=yes"]))
+            self.assertIn("do=smoke%3Dyes", self.page.driver.current_url)
+            self.assertIn("do(smoke=yes)", self.page.driver.find_element("id", "status").text)
+            # Setting an observed node replaces its observation.
+            self.page.set_from_outside("xray", "no")
+            self.assertShows(exact_posteriors(SAMPLENET, path, [], ["smoke=yes", "xray=no"]))
+            self.assertEqual([f.text.split("\n")[0] for f in self.page.driver.find_elements(
+                "css selector", "#evidence .finding.do")], ["do(smoke = yes)", "do(xray = no)"])
+            self.page.remove_finding("smoke")
+            self.assertShows(exact_posteriors(SAMPLENET, path, [], ["xray=no"]))
+            self.assertNotIn("smoke", self.page.driver.current_url)
+        finally:
+            server.close()
+
     def test_alarm(self):
         self.explore("alarm", "HYPOVOLEMIA", 0, "TRUE")
 

@@ -38,6 +38,8 @@ TEST(ExploreService, RefusesBadRequestsWithTheirStatusAndMessage) {
         int status;
         std::string message;
     };
+    const std::string kPosteriorsShape =
+        "the request body should be {\"evidence\": [\"...\", ...]}, with \"do\": [\"...\", ...] for nodes set";
     std::string tooManyNodes = R"({"nodes": ["asia")";
     for (int i = 0; i < 60; ++i) tooManyNodes += R"(, "asia")";
     tooManyNodes += "]}";
@@ -52,12 +54,15 @@ TEST(ExploreService, RefusesBadRequestsWithTheirStatusAndMessage) {
         {"POST", "/api/posteriors", R"({"evidence": ["asia=[0,0]"]})", 400,
          "likelihood of \"asia\" is zero for every state"},
         {"POST", "/api/posteriors", "asia=yes", 400, "the request body is not JSON"},
-        {"POST", "/api/posteriors", R"({"evidence": "asia=yes"})", 400,
-         "the request body should be {\"evidence\": [\"...\", ...]}"},
-        {"POST", "/api/posteriors", R"({"evidence": [1]})", 400,
-         "the request body should be {\"evidence\": [\"...\", ...]}"},
-        {"POST", "/api/posteriors", R"({"evidence": [], "path": "/etc/passwd"})", 400,
-         "the request body should be {\"evidence\": [\"...\", ...]}"},
+        {"POST", "/api/posteriors", R"({"evidence": "asia=yes"})", 400, kPosteriorsShape},
+        {"POST", "/api/posteriors", R"({"evidence": [1]})", 400, kPosteriorsShape},
+        {"POST", "/api/posteriors", R"({"evidence": [], "path": "/etc/passwd"})", 400, kPosteriorsShape},
+        {"POST", "/api/posteriors", R"({"do": ["smoke=yes"]})", 400, kPosteriorsShape},
+        {"POST", "/api/posteriors", R"({"evidence": [], "do": "smoke=yes"})", 400, kPosteriorsShape},
+        {"POST", "/api/posteriors", R"({"evidence": [], "do": ["smoke=[0.5,1]"]})", 400,
+         "unknown state \"[0.5,1]\" of \"smoke\" in an intervention; valid states: yes, no"},
+        {"POST", "/api/posteriors", R"({"evidence": ["smoke=no"], "do": ["smoke=yes"]})", 400,
+         "\"smoke\" is both observed and set by an intervention; give it one or the other"},
         {"POST", "/api/picture", R"({"nodes": ["nowhere"]})", 400, "unknown node \"nowhere\""},
         {"POST", "/api/picture", tooManyNodes, 400, "at most 60 nodes are drawn at once"},
         {"POST", "/api/posteriors", R"({"evidence": ["either=no", "tub=yes"]})", 422, ""},
@@ -103,6 +108,31 @@ TEST(ExploreService, PosteriorsAreTheLibrarysForTheSameEvidence) {
     EXPECT_EQ(json.at("algorithm"), "exact");
     EXPECT_EQ(json.at("posteriors").get<std::vector<std::vector<double>>>(), expected.posteriors);
     EXPECT_DOUBLE_EQ(json.at("ln_probability_of_evidence").get<double>(), *expected.logProbabilityOfEvidence);
+}
+
+// Nodes set from the page: the library's posteriors on the network cut for
+// them, while the service's network stays as read for the next request.
+TEST(ExploreService, InterventionsAreTheLibrarysOnTheCutNetwork) {
+    const Network network = asia();
+    ExploreService service("asia", network, exact());
+    const Reply reply =
+        service.handle("POST", "/api/posteriors", R"({"evidence": ["xray=yes"], "do": ["either=no"]})");
+    ASSERT_EQ(reply.status, 200) << reply.body;
+    Evidence evidence;
+    addEvidenceAssignment(network, "xray=yes", evidence);
+    Interventions interventions;
+    addIntervention(network, "either=no", interventions);
+    const InferenceResult expected = infer(intervene(network, interventions), evidence, exact());
+    const auto posteriors = nlohmann::json::parse(reply.body).at("posteriors").get<std::vector<std::vector<double>>>();
+    EXPECT_EQ(posteriors, expected.posteriors);
+    // Unlike observing it, setting "either" says nothing of its causes.
+    const int lung = *network.indexOf("lung");
+    const std::vector<double> prior = infer(network, {}, exact()).posteriors[lung];
+    for (std::size_t s = 0; s < prior.size(); ++s) EXPECT_NEAR(posteriors[lung][s], prior[s], 1e-12);
+
+    const Reply after = service.handle("POST", "/api/posteriors", R"({"evidence": ["xray=yes"]})");
+    EXPECT_EQ(nlohmann::json::parse(after.body).at("posteriors").get<std::vector<std::vector<double>>>(),
+              infer(network, evidence, exact()).posteriors);
 }
 
 TEST(ExploreService, SamplersReportTheirErrorsAndTheAutomaticChoiceSaysWhy) {

@@ -95,6 +95,13 @@ class Page:
             field.send_keys(str(value))
         self.act(lambda: self.driver.find_element(By.ID, "set-likelihood").click())
 
+    def set_from_outside(self, node, state):
+        """do(node = state), through the node's menu."""
+        v = self.node_index(node)
+        self.driver.find_element(By.CSS_SELECTOR, f"#a_h{v} a").click()
+        button = next(b for b in self.driver.find_elements(By.CSS_SELECTOR, "#set-state button") if b.text == state)
+        self.act(button.click)
+
     def remove_finding(self, node):
         for finding in self.driver.find_elements(By.CSS_SELECTOR, "#evidence li.finding"):
             if finding.find_element(By.CLASS_NAME, "name").text == node:
@@ -114,10 +121,12 @@ class Page:
         return self.driver.execute_script("return window.exploreTimings")
 
 
-def exact_posteriors(samplenet, network, evidence=()):
+def exact_posteriors(samplenet, network, evidence=(), do=()):
     """{node: [probabilities]} from `samplenet infer -a exact`."""
     command = [samplenet, "infer", network, "-a", "exact", "--format", "json"]
     for assignment in evidence:
         command += ["-e", assignment]
+    for setting in do:
+        command += ["--do", setting]
     report = json.loads(subprocess.run(command, check=True, capture_output=True, text=True).stdout)
     return {entry["node"]: entry["probabilities"] for entry in report["posteriors"]}

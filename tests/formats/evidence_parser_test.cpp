@@ -76,4 +76,24 @@ TEST(EvidenceParser, ReadsFilesWithCommentsAndReportsLines) {
     EXPECT_EQ(samplenet::readEvidenceText(smokerNetwork(), "1 1 2", "e.evid").hard, (std::map<int, int>{{1, 2}}));
 }
 
+// Reports echo evidence in the order it was given, whatever its kind; what
+// code added to the maps directly follows by index, and what it removed is
+// left out.
+TEST(EvidenceParser, KeepsTheOrderGiven) {
+    const samplenet::Network network = smokerNetwork();
+    Evidence evidence;
+    samplenet::addEvidenceAssignment(network, "Cough=[0.2,1,1]", evidence);
+    samplenet::addEvidenceAssignment(network, "Smoker=no", evidence);
+    EXPECT_EQ(samplenet::observedInGivenOrder(evidence), (std::vector<int>{1, 0}));
+    EXPECT_EQ(samplenet::observedInGivenOrder(samplenet::readEvidenceText(network, "2 1 2 0 0", "e.evid")),
+              (std::vector<int>{1, 0}));
+
+    Evidence added;
+    added.hard[1] = 0;
+    added.likelihood[0] = {1.0, 0.5};
+    EXPECT_EQ(samplenet::observedInGivenOrder(added), (std::vector<int>{0, 1}));
+    evidence.hard.erase(0);
+    EXPECT_EQ(samplenet::observedInGivenOrder(evidence), (std::vector<int>{1}));
+}
+
 }  // namespace
