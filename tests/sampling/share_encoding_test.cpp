@@ -30,54 +30,20 @@ struct SmallPlan {
     }
 };
 
-void expectSamePlan(const SamplingPlan& a, const SamplingPlan& b) {
-    ASSERT_EQ(a.nodes.size(), b.nodes.size());
-    for (std::size_t i = 0; i < a.nodes.size(); ++i) {
-        EXPECT_EQ(a.nodes[i].evidence, b.nodes[i].evidence);
-        EXPECT_EQ(a.nodes[i].stateCount, b.nodes[i].stateCount);
-        EXPECT_EQ(a.nodes[i].firstParent, b.nodes[i].firstParent);
-        EXPECT_EQ(a.nodes[i].parentCount, b.nodes[i].parentCount);
-        EXPECT_EQ(a.nodes[i].tableOffset, b.nodes[i].tableOffset);
-        EXPECT_EQ(a.nodes[i].columnOffset, b.nodes[i].columnOffset);
-        EXPECT_EQ(a.nodes[i].firstSum, b.nodes[i].firstSum);
-        EXPECT_EQ(a.nodes[i].tallied, b.nodes[i].tallied);
-    }
-    EXPECT_EQ(a.parents, b.parents);
-    EXPECT_EQ(a.columnStrides, b.columnStrides);
-    ASSERT_EQ(a.entries.size(), b.entries.size());
-    for (std::size_t k = 0; k < a.entries.size(); ++k) {
-        EXPECT_EQ(a.entries[k].cumulative, b.entries[k].cumulative);
-        EXPECT_EQ(a.entries[k].ratio, b.entries[k].ratio);
-    }
-    EXPECT_EQ(a.fallbacks, b.fallbacks);
-    EXPECT_EQ(a.likelihoods, b.likelihoods);
-    EXPECT_EQ(a.sumCount, b.sumCount);
-    EXPECT_EQ(a.jointNodes, b.jointNodes);
-    EXPECT_EQ(a.jointStrides, b.jointStrides);
-    EXPECT_EQ(a.firstJointSum, b.firstJointSum);
-    EXPECT_EQ(a.jointEntries, b.jointEntries);
-    EXPECT_EQ(a.drawnNodes, b.drawnNodes);
-    EXPECT_EQ(a.widestNode, b.widestNode);
-}
-
+// Every field survives: the bytes of what comes back are the bytes sent.
 TEST(ShareEncoding, PlansAndSharesComeBackAsTheyWere) {
     const SmallPlan small;
-    const auto decoded = samplenet::decodePlan(samplenet::encodePlan(small.plan, samplenet::Generator::Wide));
+    const std::string plan = samplenet::encodePlan(small.plan, samplenet::Generator::Wide);
+    const auto decoded = samplenet::decodePlan(plan);
     EXPECT_EQ(decoded.generator, samplenet::Generator::Wide);
-    expectSamePlan(small.plan, decoded.plan);
+    EXPECT_EQ(samplenet::encodePlan(decoded.plan, decoded.generator), plan);
 
     samplenet::JobShare share{samplenet::WeightSums(small.plan.sumCount), 12345};
-    samplenet::drawShare(small.plan, samplenet::Generator::Standard, share, 500);
+    samplenet::drawShare(decoded.plan, decoded.generator, share, 500);
     ASSERT_EQ(share.sums.drawn, 500);
-    const samplenet::JobShare back = samplenet::decodeShare(samplenet::encodeShare(share), small.plan.sumCount);
-    EXPECT_EQ(back.state, share.state);
-    EXPECT_EQ(back.sums.perState, share.sums.perState);
-    EXPECT_EQ(back.sums.perStateSquares, share.sums.perStateSquares);
-    EXPECT_EQ(back.sums.total, share.sums.total);
-    EXPECT_EQ(back.sums.totalSquares, share.sums.totalSquares);
-    EXPECT_EQ(back.sums.largestExponent, share.sums.largestExponent);
-    EXPECT_EQ(back.sums.positive, share.sums.positive);
-    EXPECT_EQ(back.sums.impossible, share.sums.impossible);
+    ASSERT_GT(share.sums.impossible, 0);
+    const std::string bytes = samplenet::encodeShare(share);
+    EXPECT_EQ(samplenet::encodeShare(samplenet::decodeShare(bytes, small.plan.sumCount)), bytes);
 }
 
 // Bytes cut short, lengthened or from another kind are refused at any point.
