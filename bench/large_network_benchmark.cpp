@@ -73,16 +73,6 @@ struct Stages {
     std::size_t engineHeap = 0, tablesHeap = 0, planHeap = 0, samplingHeap = 0;
 };
 
-// Quota of a fixed number of samples, for one job.
-class Count : public SampleQuota {
-public:
-    explicit Count(long samples) : left(samples) {}
-    bool grant() override { return left-- > 0; }
-
-private:
-    long left;
-};
-
 Stages measureStages(const Network& network, const std::map<int, int>& observed, int samples, int jobs) {
     Stages stages;
     RunClock clock(7, samples, nullptr);
@@ -110,7 +100,7 @@ Stages measureStages(const Network& network, const std::map<int, int>& observed,
         if (jobs == 1) {
             BlockSampler sampler(plan);
             WeightSums sums(plan.sumCount);
-            Count quota(samples);
+            CountedQuota quota(samples);
             sampler.draw(seed, quota, sums);
             stages.samplingHeap = heapBytes();
         } else {

@@ -64,7 +64,8 @@ std::string noWeightMessage(const std::string& variable, const InferenceOptions&
 
 }  // namespace
 
-InferenceResult engineRun(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
+InferenceResult engineRun(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+                          ShareDrawer* elsewhere) {
     const Network* model = &network;
     Network withLikelihoods;
     std::map<int, int> observed = evidence.hard;
@@ -87,7 +88,8 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
                                   .targetError = options.targetError,
                                   .keepGoing = [&clock](long drawn) { return clock.poll(drawn); },
                                   .keepBestSamples = options.keepBestSamples,
-                                  .tallies = {}};
+                                  .tallies = {},
+                                  .elsewhere = elsewhere};
         const ImportanceSampler sampler =
             options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
         // The engine orders the nodes as it starts: tallies use its order.

@@ -57,11 +57,12 @@ InferenceResult exactRun(const Network& network, const Evidence& evidence, const
     return result;
 }
 
-InferenceResult dispatch(const Network& network, const Evidence& evidence, const InferenceOptions& options) {
+InferenceResult dispatch(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+                         ShareDrawer* elsewhere) {
     switch (options.algorithm) {
         case Algorithm::Epis:
         case Algorithm::Ais:
-        case Algorithm::Lbp: return engineRun(network, evidence, options);
+        case Algorithm::Lbp: return engineRun(network, evidence, options, elsewhere);
         case Algorithm::Exact: return exactRun(network, evidence, options);
         case Algorithm::MiniBucket: return inferByMiniBuckets(network, evidence, options);
         case Algorithm::Propagated: return inferByPropagatedImportance(network, evidence, options);
@@ -72,7 +73,8 @@ InferenceResult dispatch(const Network& network, const Evidence& evidence, const
 
 }  // namespace
 
-InferenceResult runNamedAlgorithm(const Network& given, const Evidence& evidence, const InferenceOptions& options) {
+InferenceResult runNamedAlgorithm(const Network& given, const Evidence& evidence, const InferenceOptions& options,
+                                  ShareDrawer* elsewhere) {
     checkTableCopies(given, options);
     // The engine trusts what it is given, so a network built in code is
     // checked here like one read from a file; it is copied only when the
@@ -92,7 +94,7 @@ InferenceResult runNamedAlgorithm(const Network& given, const Evidence& evidence
         throw InferenceError("the evidence is impossible under the model: no state of " + quotedName(network, *v) +
                                  " is compatible with it",
                              InferenceResult{});
-    InferenceResult result = dispatch(network, evidence, options);
+    InferenceResult result = dispatch(network, evidence, options, elsewhere);
     result.settings = options;
     return result;
 }

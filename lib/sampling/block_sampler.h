@@ -21,6 +21,16 @@ public:
     virtual bool stopping() const { return false; }
 };
 
+// A fixed number of samples.
+class CountedQuota : public SampleQuota {
+public:
+    explicit CountedQuota(long samples) : left(samples) {}
+    bool grant() override { return left-- > 0; }
+
+private:
+    long left;
+};
+
 // Looks at every block of samples once it is drawn.
 class BlockObserver {
 public:

@@ -38,6 +38,8 @@ private:
 int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const SamplingSettings& settings,
                          SamplingReport& report) {
     if (settings.jobs < 1) throw std::invalid_argument("the number of jobs must be at least 1");
+    if (settings.elsewhere && settings.keepBestSamples > 0)
+        throw std::invalid_argument("shares drawn elsewhere keep no best samples");
     if (sampler == ImportanceSampler::Epis) {
         sampler_steps::PrepareEpis(net);
     } else {
@@ -56,7 +58,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     std::vector<BestSamples> best;
     if (settings.keepBestSamples > 0)
         for (int k = 0; k < settings.jobs; ++k) best.emplace_back(net, plan, settings.keepBestSamples);
-    if (settings.jobs == 1 && !settings.targetError) {
+    if (settings.jobs == 1 && !settings.targetError && !settings.elsewhere) {
         AdapterQuota quota(*net.adapter);
         BlockSampler blocks(plan, settings.generator);
         const std::uint64_t end = blocks.draw(start, quota, sums, best.empty() ? nullptr : &best.front());
@@ -66,7 +68,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
                                                             generator_stream::periodOf(settings.generator));
     } else {
         const long cap = net.adapter->GetNumberOfSamples();
-        ParallelDraws draws(plan, start, settings.generator, settings.jobs);
+        ParallelDraws draws(plan, start, settings.generator, settings.jobs, settings.elsewhere);
         if (!best.empty()) {
             std::vector<BlockObserver*> observers;
             for (BestSamples& job : best) observers.push_back(&job);

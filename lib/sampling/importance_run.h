@@ -7,6 +7,7 @@
 #include "lib/sampling/best_sample.h"
 #include "lib/sampling/error_estimates.h"
 #include "lib/sampling/generator_stream.h"
+#include "lib/sampling/job_share.h"
 
 class SampleNet;
 
@@ -34,6 +35,10 @@ struct SamplingSettings {
     // The nodes whose posteriors the run adds up (all by default), and a
     // joint posterior to add up from the same samples.
     SamplingPlan::Tallies tallies;
+    // Draws the jobs' shares of the final samples instead of this process's
+    // threads, with the same results as `jobs` threads (keepGoing is then
+    // asked between rounds only). It cannot keep best samples.
+    ShareDrawer* elsewhere = nullptr;
 };
 
 // What the final sampling stage did, for the user to judge its answer.

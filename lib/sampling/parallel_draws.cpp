@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <exception>
+#include <stdexcept>
 #include <thread>
 
 namespace samplenet {
@@ -49,7 +50,7 @@ bool shareAmongJobs(int count, long samples, long before, const std::function<vo
     std::atomic<int> running{count};
     std::vector<std::thread> threads;
     for (int k = 0; k < count; ++k) {
-        const long jobSamples = samples / count + (k < samples % count ? 1 : 0);
+        const long jobSamples = jobQuota(samples, count, k);
         threads.emplace_back([&, k, jobSamples] {
             try {
                 JobQuota quota(jobSamples, stop, drawn);
@@ -92,12 +93,20 @@ bool drawToTarget(double target, long cap, const std::function<bool(long)>& draw
     }
 }
 
-ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobCount)
-    : plan(plan), share(generator_stream::periodOf(generator) / static_cast<std::uint64_t>(jobCount)) {
+ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobCount,
+                             ShareDrawer* elsewhere)
+    : plan(plan), share(generator_stream::periodOf(generator) / static_cast<std::uint64_t>(jobCount)),
+      elsewhere(elsewhere) {
     jobs.reserve(jobCount);
     for (int k = 0; k < jobCount; ++k)
-        jobs.push_back(Job{BlockSampler(plan, generator), WeightSums(plan.sumCount),
-                           generator_stream::advance(start, share * static_cast<std::uint64_t>(k), generator)});
+        jobs.push_back(Job{JobShare{WeightSums(plan.sumCount),
+                                    generator_stream::advance(start, share * static_cast<std::uint64_t>(k), generator)}});
+    if (elsewhere) {
+        elsewhere->start(plan, generator);
+    } else {
+        samplers.reserve(jobCount);
+        for (int k = 0; k < jobCount; ++k) samplers.emplace_back(plan, generator);
+    }
 }
 
 void ParallelDraws::watch(const std::vector<BlockObserver*>& observers) {
@@ -105,23 +114,46 @@ void ParallelDraws::watch(const std::vector<BlockObserver*>& observers) {
 }
 
 bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& keepGoing) {
+    if (elsewhere) return drawRoundElsewhere(samples, keepGoing);
     long before = 0;
-    for (const Job& job : jobs) before += job.sums.drawn;
+    for (const Job& job : jobs) before += job.share.sums.drawn;
     const auto draw = [this](int k, SampleQuota& quota) {
-        jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums, jobs[k].observer);
+        JobShare& share = jobs[k].share;
+        share.state = samplers[k].draw(share.state, quota, share.sums, jobs[k].observer);
     };
     return shareAmongJobs(static_cast<int>(jobs.size()), samples, before, draw, keepGoing, kPollInterval);
 }
 
+bool ParallelDraws::drawRoundElsewhere(long samples, const std::function<bool(long)>& keepGoing) {
+    const int count = static_cast<int>(jobs.size());
+    std::vector<JobShare> shares;
+    std::vector<long> quotas;
+    for (int k = 0; k < count; ++k) {
+        shares.push_back(jobs[k].share);
+        quotas.push_back(jobQuota(samples, count, k));
+    }
+    shares = elsewhere->drawRound(shares, quotas);
+    if (shares.size() != jobs.size()) throw std::runtime_error("a round of shares came back with shares missing");
+    long drawn = 0;
+    for (int k = 0; k < count; ++k) {
+        if (shares[k].sums.perState.size() != plan.sumCount || shares[k].sums.perStateSquares.size() != plan.sumCount)
+            throw std::runtime_error("a share came back with sums of another plan");
+        jobs[k].share = std::move(shares[k]);
+        drawn += jobs[k].share.sums.drawn;
+    }
+    return !keepGoing || keepGoing(drawn);
+}
+
 WeightSums ParallelDraws::merged() const {
-    WeightSums sums = jobs.front().sums;
-    for (std::size_t k = 1; k < jobs.size(); ++k) sums.merge(jobs[k].sums);
+    WeightSums sums = jobs.front().share.sums;
+    for (std::size_t k = 1; k < jobs.size(); ++k) sums.merge(jobs[k].share.sums);
     return sums;
 }
 
 long ParallelDraws::distinctSamples() const {
     long distinct = 0;
-    for (const Job& job : jobs) distinct += generator_stream::distinctSamples(job.sums.drawn, plan.drawnNodes, share);
+    for (const Job& job : jobs)
+        distinct += generator_stream::distinctSamples(job.share.sums.drawn, plan.drawnNodes, share);
     return distinct;
 }
 

@@ -8,6 +8,7 @@
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/error_estimates.h"
 #include "lib/sampling/generator_stream.h"
+#include "lib/sampling/job_share.h"
 #include "lib/sampling/sampling_plan.h"
 #include "lib/sampling/weight_sums.h"
 
@@ -37,9 +38,13 @@ bool drawToTarget(double target, long cap, const std::function<bool(long)>& draw
 // to the next, so a run can draw in rounds and look at its error between
 // them; sums are merged in job order, so results depend on the start, the
 // job count and the rounds only.
+//
+// With a ShareDrawer the jobs' rounds are drawn by it instead, with the same
+// results; the run is then looked at between rounds only.
 class ParallelDraws {
 public:
-    ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobs);
+    ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobs,
+                  ShareDrawer* elsewhere = nullptr);
 
     // Job k's blocks go to observers[k] from the next round on.
     void watch(const std::vector<BlockObserver*>& observers);
@@ -57,15 +62,18 @@ public:
 
 private:
     struct Job {
-        BlockSampler sampler;
-        WeightSums sums;
-        std::uint64_t state;
+        JobShare share;
         BlockObserver* observer = nullptr;
     };
 
+    bool drawRoundElsewhere(long samples, const std::function<bool(long)>& keepGoing);
+
     const SamplingPlan& plan;
     std::uint64_t share;
+    ShareDrawer* elsewhere;
     std::vector<Job> jobs;
+    // One per job when the jobs draw on this process's threads.
+    std::vector<BlockSampler> samplers;
 };
 
 }  // namespace samplenet

@@ -51,6 +51,8 @@ struct SamplingPlan {
         std::vector<int> joint;
     };
 
+    // An empty plan, for a plan to be read into.
+    SamplingPlan() = default;
     explicit SamplingPlan(const SampleNet& net, const Tallies& tallies = {});
 
     // A node as a host lays it out: its tables hold a column of its states

@@ -1,11 +1,14 @@
 """python -m samplenet batch NET CASES.csv [--format csv|parquet] [-o OUT]
+python -m samplenet infer NET [-e NODE=STATE]... [--dask SCHEDULER_ADDRESS]
 
-The command line's batch, with Parquet output (through pandas and pyarrow)."""
+The command line's batch, with Parquet output (through pandas and pyarrow),
+and one query, whose samples a Dask cluster can draw; it prints JSON."""
 
 from __future__ import annotations
 
 import argparse
 import io
+import json
 import sys
 import warnings
 
@@ -41,19 +44,49 @@ def batch(arguments) -> int:
     return 0
 
 
-def parser() -> argparse.ArgumentParser:
-    top = argparse.ArgumentParser(prog="python -m samplenet")
-    commands = top.add_subparsers(dest="command", required=True)
-    command = commands.add_parser("batch", help="posteriors for every row of a CSV file of evidence cases")
-    command.add_argument("network")
-    command.add_argument("cases", help="CSV: a header of node names, one case per row, empty cells unobserved")
-    command.add_argument("-a", "--algorithm", default="epis", choices=ALGORITHMS,
-                         help="epis by default, so that every row comes from one algorithm with the same columns")
-    # The library's options, as the command line's batch takes them; the
-    # library checks their values.
+def infer(arguments) -> int:
+    network = samplenet.load(arguments.network)
+    evidence = dict(item.split("=", 1) if "=" in item else (item, "") for item in arguments.evidence)
+    options = {keyword: getattr(arguments, keyword) for keyword in OPTIONS}
+    client = None
+    if arguments.dask:
+        from distributed import Client
+        client = Client(arguments.dask)
+    try:
+        result = network.infer(evidence, algorithm=arguments.algorithm, query=arguments.query, client=client,
+                               **options)
+    finally:
+        if client is not None:
+            client.close()
+    print(json.dumps(result_json(result, network), indent=2))
+    return 0
+
+
+def result_json(result, network) -> dict:
+    """The command line's JSON fields that a Result holds."""
+    sampling = result.sampling
+    summary = {"algorithm": result.algorithm, "ln_probability_of_evidence": result.ln_probability_of_evidence}
+    if sampling is not None:
+        summary.update(samples_drawn=sampling.samples_drawn, distinct_samples=sampling.distinct_samples,
+                       effective_sample_size=sampling.effective_sample_size,
+                       probability_of_evidence_relative_error=sampling.probability_of_evidence_relative_error,
+                       error_bound=sampling.error_bound, reliable=sampling.reliable)
+        if sampling.target_met is not None:
+            summary["target_met"] = sampling.target_met
+    summary["seconds"] = result.seconds
+    summary["posteriors"] = [
+        {"node": node, "states": network.states(node), "probabilities": result[node].tolist()}
+        | ({} if sampling is None else {"standard_errors": sampling.standard_errors[node].tolist()})
+        for node in result]
+    return summary
+
+
+def add_library_options(command, skip=()):
+    """The library's options, as the command line takes them, under their
+    concerns' headings; the library checks their values."""
     groups = {}
     for keyword, option in OPTIONS.items():
-        if keyword == "jobs":
+        if keyword in skip:
             continue
         if option.concern not in groups:
             groups[option.concern] = command.add_argument_group(option.concern)
@@ -63,6 +96,17 @@ def parser() -> argparse.ArgumentParser:
         groups[option.concern].add_argument(*flags, dest=keyword, help=help_text,
                                             type={"whole": int, "number": float}.get(option.kind, str),
                                             choices=option.choices or None)
+
+
+def parser() -> argparse.ArgumentParser:
+    top = argparse.ArgumentParser(prog="python -m samplenet")
+    commands = top.add_subparsers(dest="command", required=True)
+    command = commands.add_parser("batch", help="posteriors for every row of a CSV file of evidence cases")
+    command.add_argument("network")
+    command.add_argument("cases", help="CSV: a header of node names, one case per row, empty cells unobserved")
+    command.add_argument("-a", "--algorithm", default="epis", choices=ALGORITHMS,
+                         help="epis by default, so that every row comes from one algorithm with the same columns")
+    add_library_options(command, skip=("jobs",))
     command.add_argument("-q", "--query", action="append")
     command.add_argument("-j", "--jobs", type=int, help="processes to run cases on (default: one per core)")
     command.add_argument("--on-error", choices=["skip", "fail"], default="skip")
@@ -70,16 +114,27 @@ def parser() -> argparse.ArgumentParser:
                          help="after the posteriors, a standard_error:NODE=STATE column for each (samplers only)")
     command.add_argument("--format", choices=["csv", "parquet"], default="csv")
     command.add_argument("-o", "--output")
+
+    command = commands.add_parser("infer", help="posteriors of one query, as JSON; --dask draws its samples on a cluster")
+    command.add_argument("network")
+    command.add_argument("-e", "--evidence", action="append", default=[], metavar="NODE=STATE")
+    command.add_argument("-a", "--algorithm", default="epis", choices=ALGORITHMS,
+                         help="epis by default; a cluster draws epis or ais samples")
+    add_library_options(command)
+    command.add_argument("-q", "--query", action="append")
+    command.add_argument("--dask", metavar="SCHEDULER_ADDRESS",
+                         help="draw the samples on this Dask scheduler's workers, in --jobs shares (default: one per "
+                              "worker), with the results of --jobs on one machine")
     return top
 
 
 def main(argv=None) -> int:
     arguments = parser().parse_args(argv)
-    if arguments.format == "parquet" and not arguments.output:
+    if arguments.command == "batch" and arguments.format == "parquet" and not arguments.output:
         parser().error("--format parquet needs -o FILE")
     warnings.formatwarning = lambda message, *_: f"samplenet: warning: {message}\n"
     try:
-        return batch(arguments)
+        return batch(arguments) if arguments.command == "batch" else infer(arguments)
     except samplenet.InferenceError as error:
         print(f"samplenet: error: {error}", file=sys.stderr)
         return 2

@@ -7,7 +7,7 @@ import warnings
 
 import numpy as np
 
-from samplenet import _core, interop
+from samplenet import _core, cluster, interop
 from samplenet.errors import EvidenceError, OptionError, ParseError
 from samplenet.explore import ExploreServer
 from samplenet.intervention import intervened, settings_of
@@ -171,7 +171,7 @@ class Network:
         self._core.save(os.fspath(path))
 
     def infer(self, evidence=None, likelihood=None, algorithm="auto", query=None, joint=None, do=None,
-              **options) -> Result:
+              client=None, **options) -> Result:
         """Posterior marginals given evidence, as a Result (a mapping from node
         name to a numpy array over the node's states).
 
@@ -196,6 +196,13 @@ class Network:
             per entry, and target_error covers it; otherwise it is computed
             exactly (NetworkTooLargeError where the tables exceed the memory
             limit).
+        client: a dask.distributed Client: epis or ais draw their final
+            samples on its cluster in `jobs` shares (default: one per worker
+            the scheduler knows of at the call), with the same results as
+            jobs=N on one machine, bit for bit. The importance tables are
+            computed here; a share whose worker is lost is drawn again
+            elsewhere with the same numbers. The time budget (max_seconds)
+            is looked at between rounds of shares only.
         options: the tuning options below, each checked as the command line
             checks its flags; one that the algorithm does not read gets a
             RuntimeWarning. seed=None (default) seeds from the clock.
@@ -209,6 +216,14 @@ class Network:
         InferenceError when no posterior could be computed (evidence of
         probability zero, or no compatible sample)."""
         memory_limit_gib = options.get("memory_limit_gib")
+        if client is not None:
+            if algorithm not in ("epis", "ais"):
+                raise OptionError("algorithm", f"a cluster draws epis or ais samples: give algorithm=\"epis\" or "
+                                               f"\"ais\", not {algorithm!r}")
+            if options.get("jobs") is None:
+                options["jobs"] = cluster.worker_count(client)
+                if options["jobs"] == 0:
+                    raise OptionError("client", "the cluster has no workers")
         options = make_options(algorithm, warn=True, **options)
         if joint is not None and algorithm in ("lbp", "wmb", "bpis"):
             raise OptionError("joint", f"{algorithm} gives no joint posterior: use exact, epis, ais or auto")
@@ -225,7 +240,10 @@ class Network:
             options.joint = [self.index(node) for node in joint]
         hard, soft = self._evidence_by_name(evidence, likelihood)
         network = intervened(self, do, hard, soft)
-        run = _core.infer(network._core, hard, soft, options)
+        if client is None:
+            run = _core.infer(network._core, hard, soft, options)
+        else:
+            run = _core.infer_on_shares(network._core, hard, soft, options, cluster.ClusterRounds(client))
         posteriors = run.posteriors
         sampling = None
         if run.samples_drawn is not None:

@@ -21,6 +21,7 @@ void bindExplore(nanobind::module_& module);
 void bindGraph(nanobind::module_& module);
 void bindData(nanobind::module_& module);
 void bindImpact(nanobind::module_& module);
+void bindShares(nanobind::module_& module);
 
 // Evidence from Python's dicts of state names and likelihood lists, checked
 // with the command line's messages.

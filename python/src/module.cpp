@@ -12,4 +12,5 @@ NB_MODULE(_core, module) {
     samplenet_python::bindGraph(module);
     samplenet_python::bindData(module);
     samplenet_python::bindImpact(module);
+    samplenet_python::bindShares(module);
 }

@@ -1,0 +1,22 @@
+#include "lib/inference/shared_inference.h"
+
+#include <stdexcept>
+#include <string>
+
+#include "lib/inference/named_run.h"
+#include "lib/inference/option_registry.h"
+
+namespace samplenet {
+
+InferenceResult inferOnShares(const Network& network, const Evidence& evidence, const InferenceOptions& options,
+                              ShareDrawer& drawer) {
+    checkOptions(options);
+    if (options.algorithm != Algorithm::Epis && options.algorithm != Algorithm::Ais)
+        throw std::invalid_argument("only epis and ais draw their samples in shares, not " +
+                                    std::string(algorithmName(options.algorithm)));
+    if (options.keepBestSamples > 0)
+        throw std::invalid_argument("samples drawn in shares are not kept: best samples need a local run");
+    return runNamedAlgorithm(network, evidence, options, &drawer);
+}
+
+}  // namespace samplenet
