@@ -92,11 +92,13 @@ bool drawToTarget(double target, long cap, const std::function<bool(long)>& draw
     }
 }
 
-ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobCount)
+ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobCount,
+                             const SamplerMaker& makeSampler)
     : plan(plan), share(generator_stream::periodOf(generator) / static_cast<std::uint64_t>(jobCount)) {
     jobs.reserve(jobCount);
     for (int k = 0; k < jobCount; ++k)
-        jobs.push_back(Job{BlockSampler(plan, generator), WeightSums(plan.sumCount),
+        jobs.push_back(Job{makeSampler ? makeSampler() : std::make_unique<BlockSampler>(plan, generator),
+                           WeightSums(plan.sumCount),
                            generator_stream::advance(start, share * static_cast<std::uint64_t>(k), generator)});
 }
 
@@ -108,7 +110,7 @@ bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& kee
     long before = 0;
     for (const Job& job : jobs) before += job.sums.drawn;
     const auto draw = [this](int k, SampleQuota& quota) {
-        jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums, jobs[k].observer);
+        jobs[k].state = jobs[k].sampler->draw(jobs[k].state, quota, jobs[k].sums, jobs[k].observer);
     };
     return shareAmongJobs(static_cast<int>(jobs.size()), samples, before, draw, keepGoing, kPollInterval);
 }
@@ -123,6 +125,12 @@ long ParallelDraws::distinctSamples() const {
     long distinct = 0;
     for (const Job& job : jobs) distinct += generator_stream::distinctSamples(job.sums.drawn, plan.drawnNodes, share);
     return distinct;
+}
+
+long ParallelDraws::backtracks() const {
+    long total = 0;
+    for (const Job& job : jobs) total += job.sampler->backtracks();
+    return total;
 }
 
 }  // namespace samplenet

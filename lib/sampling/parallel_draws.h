@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "lib/sampling/block_sampler.h"
@@ -39,7 +40,11 @@ bool drawToTarget(double target, long cap, const std::function<bool(long)>& draw
 // job count and the rounds only.
 class ParallelDraws {
 public:
-    ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobs);
+    // Makes a job's sampler of the plan; block samplers when not given.
+    using SamplerMaker = std::function<std::unique_ptr<PlanSampler>()>;
+
+    ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobs,
+                  const SamplerMaker& makeSampler = {});
 
     // Job k's blocks go to observers[k] from the next round on.
     void watch(const std::vector<BlockObserver*>& observers);
@@ -54,10 +59,11 @@ public:
     WeightSums merged() const;
     // Samples drawn before any job's share of the stream ran out.
     long distinctSamples() const;
+    long backtracks() const;
 
 private:
     struct Job {
-        BlockSampler sampler;
+        std::unique_ptr<PlanSampler> sampler;
         WeightSums sums;
         std::uint64_t state;
         BlockObserver* observer = nullptr;
