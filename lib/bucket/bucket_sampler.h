@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "lib/bucket/backtracking_draw.h"
 #include "lib/bucket/mini_bucket_schedule.h"
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/weight_sums.h"
@@ -43,25 +44,15 @@ struct SampleLayout {
 // forward variables. A sample weighs the product of the model's tables
 // over the product of the proposals it was drawn from.
 //
-// A variable whose every state has proposal 0 is a dead end: the draw backs
-// up, excludes the state the variable it backs up to took, renormalises
-// over the states left and draws again, as far back as needed (Gogate and
-// Dechter, "SampleSearch: Importance sampling in presence of determinism",
-// AIJ 2011). It backs up to the latest drawn of the variables that the
-// dead ends of the sample so far read (graph-based backjumping): a change
-// to a variable drawn later could not lift the dead end, and chronological
-// backing up through hundreds of such variables costs exponential time. The
-// blamed set only grows within a sample, a superset of what the dead ends
-// depend on, which keeps the search complete: every sample ends consistent
-// with the model's zeros, and a dead end that blames no drawn variable
-// proves the evidence impossible. A sample is weighed by the proposal as renormalised
-// over the states its own search had not excluded when each variable took
-// its final state: their per-sample approximation of the backtrack-free
-// proposal, which leaves out the dead ends no sample happened to meet.
+// Dead ends (a variable whose every state has proposal 0) are searched
+// around by BacktrackingDraw, blaming a dead end on the variables its
+// bucket's functions read; a sample is weighed by the proposals as its own
+// search left them, the per-sample approximation of the backtrack-free
+// proposal.
 //
 // Weights are carried as a double and a binary exponent. Nothing is
 // allocated per sample.
-class BucketSampler {
+class BucketSampler : private BacktrackingDraw::Proposer {
 public:
     BucketSampler(const MiniBucketSchedule& schedule, const SampleLayout& layout);
 
@@ -72,11 +63,11 @@ public:
     // search stopped by the quota drops its sample.
     std::uint64_t draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums);
 
-    long backtracks() const { return backtracks_; }
+    long backtracks() const { return search.backtracks(); }
 
 private:
     // Fills the proposal of the variable at `position`; returns its total.
-    double propose(std::size_t position);
+    double propose(std::uint32_t position, double* q, std::vector<std::uint32_t>& culprits) override;
     // Returns false when the quota stopped the search before it ended.
     bool drawModel(std::uint64_t& state, const SampleQuota& quota);
     void drawForward(std::uint64_t& state);
@@ -84,18 +75,13 @@ private:
 
     const MiniBucketSchedule& schedule;
     const SampleLayout& layout;
+    BacktrackingDraw search;       // over schedule positions, the last eliminated first
     std::vector<int> states;       // by network variable
-    std::vector<int> value;        // by schedule variable
-    std::vector<double> proposal;  // per state of every schedule variable, unnormalised
     std::vector<double> numerator; // per state: the product of the bucket's model tables
-    std::vector<double> total;     // per schedule variable: its proposal's total
-    std::vector<double> ratio;     // per schedule variable: table / proposal at its state
     std::vector<double> product;   // one mini-bucket's product, per state
     std::vector<double> mixed;     // its powered and normalised product, per state
-    std::vector<char> blamed;      // per schedule variable: read by a dead end of this sample
     double weight = 1.0;
     int exponent = 0;
-    long backtracks_ = 0;
 };
 
 }  // namespace samplenet

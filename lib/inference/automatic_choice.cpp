@@ -45,8 +45,9 @@ InferenceResult attempt(const Network& network, const Evidence& evidence, const 
 // The samplers auto tries, in order, until one gives a reliable answer:
 // sampling from converged propagation to a target error (mini-bucket
 // proposals collapse where unlikely evidence meets buckets that had to be
-// split, and then take the whole budget; this one gives up at once where
-// determinism leaves its samples no weight), then mini-bucket sampling,
+// split, and then take the whole budget; where determinism leaves its
+// samples no weight it backtracks, and its answer on such networks is
+// rarely reliable), then mini-bucket sampling,
 // then (where a sample count caps the runs) with ten times the samples,
 // then EPIS-BN, then EPIS-BN with a longer propagation. Joint posteriors
 // and best samples come from EPIS-BN alone, so it starts there.

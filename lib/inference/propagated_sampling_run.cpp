@@ -6,6 +6,7 @@
 #include <random>
 #include <stdexcept>
 
+#include "lib/bucket/backtracking_plan_sampler.h"
 #include "lib/exact/junction_tree.h"
 #include "lib/exact/saturating_arithmetic.h"
 #include "lib/inference/likelihood_evidence.h"
@@ -31,6 +32,9 @@ constexpr long kLeastRefinementSamples = 1000;
 constexpr long kMostRefinementSamples = 50000;
 constexpr double kRefinementRate = 0.7;
 constexpr double kSettledShare = 0.99;
+// A round with more than this share of its samples ended by a zero entry
+// switches the run to drawing with backtracking.
+constexpr double kLostShare = 0.5;
 
 // The network the samples are drawn from: the given one, with a child per
 // likelihood, and its observed states by variable (-1: drawn).
@@ -69,15 +73,19 @@ std::vector<char> evidenceAncestors(const Network& network, const std::vector<in
 // with likelihood children, the plan's two entries per table entry; for the
 // evidence's ancestors also the importance tables, the refinement's sums of
 // weights and of their squares, and propagation's messages (at most an
-// entry per table entry). Each job sums weights and squares per state.
+// entry per table entry). Each job sums weights and squares per state and,
+// when it backtracks, keeps a proposal and the model's entries per state and
+// a block of states per node (a few entries' worth).
 std::size_t bytesKept(const Network& network, const std::vector<char>& included, int jobs) {
+    constexpr std::size_t kBacktrackingPerNode = 24;
     std::size_t entries = 0;
     for (int v = 0; v < network.size(); ++v) {
         const Variable& variable = network.variables[v];
         const std::size_t copies = included[v] ? 8 : 4;
         entries = saturatingAdd(entries, saturatingMultiply(copies, variable.table.size()));
-        entries = saturatingAdd(entries, saturatingMultiply(2 * static_cast<std::size_t>(jobs),
+        entries = saturatingAdd(entries, saturatingMultiply(4 * static_cast<std::size_t>(jobs),
                                                             static_cast<std::size_t>(variable.stateCount())));
+        entries = saturatingAdd(entries, saturatingMultiply(kBacktrackingPerNode, static_cast<std::size_t>(jobs)));
     }
     return saturatingMultiply(entries, sizeof(double));
 }
@@ -136,10 +144,18 @@ std::uint64_t streamStart(const InferenceOptions& options) {
     return generator_stream::mix(seed);
 }
 
+// Block samplers draw fastest; where zeros end most of their samples,
+// samplers that back up over them take over.
+ParallelDraws::SamplerMaker samplersFor(const SamplingPlan& plan, const PlannedModel& planned, bool backtracking) {
+    if (!backtracking) return {};
+    return [&plan, &planned] { return std::make_unique<BacktrackingPlanSampler>(plan, planned.nodes); };
+}
+
 // Draws the samples (to the target error, if any) and reports them.
-SamplingReport drawSamples(const SamplingPlan& plan, const InferenceOptions& options, RunTimer& timer,
-                           WeightSums& sums) {
-    ParallelDraws draws(plan, streamStart(options), Generator::Wide, options.jobs);
+SamplingReport drawSamples(const SamplingPlan& plan, const PlannedModel& planned, bool backtracking,
+                           const InferenceOptions& options, RunTimer& timer, WeightSums& sums) {
+    ParallelDraws draws(plan, streamStart(options), Generator::Wide, options.jobs,
+                        samplersFor(plan, planned, backtracking));
     const std::function<bool(long)> keepGoing = [&timer](long drawn) { return timer.poll(drawn); };
     SamplingReport report;
     if (options.targetError) {
@@ -157,37 +173,37 @@ SamplingReport drawSamples(const SamplingPlan& plan, const InferenceOptions& opt
     report.lostToRange = sums.lostToRange;
     report.outsideDouble = sums.outsideDouble;
     report.errors = estimateErrors(plan, sums);
+    report.backtracks = draws.backtracks();
     return report;
 }
 
 // Rounds of samples from the current tables, each moving the tables of the
 // evidence's ancestors towards the posteriors given their parents that the
-// round's weights estimate, while `keepGoing` says so.
-void refineTables(const ObservedModel& model, std::vector<std::vector<double>>& importance, const InferenceOptions& options,
+// round's weights estimate, while `keepGoing` says so. Returns whether the
+// samples are to be drawn with backtracking: once a round lost most of its
+// samples to zero entries, the rounds after it and the final samples are.
+bool refineTables(const ObservedModel& model, std::vector<std::vector<double>>& importance, const InferenceOptions& options,
                   const std::function<bool(long)>& keepGoing) {
     const long samples = std::clamp(static_cast<long>(sampleLimit(options)) / kRefinementRounds, kLeastRefinementSamples,
                                     kMostRefinementSamples);
     const std::vector<char> untallied(model.network.size(), 0);
     const std::uint64_t start = streamStart(options);
+    bool backtracking = false;
     for (int round = 0; round < kRefinementRounds; ++round) {
         const PlannedModel planned = plannedModel(model, importance, untallied);
         const SamplingPlan plan(planned.nodes);
         ParallelDraws draws(plan, generator_stream::mix(start + static_cast<std::uint64_t>(round) + 1), Generator::Wide,
-                            options.jobs);
+                            options.jobs, samplersFor(plan, planned, backtracking));
         std::vector<FamilyTallies> tallies(options.jobs, FamilyTallies(plan));
         std::vector<BlockObserver*> observers;
         for (FamilyTallies& job : tallies) observers.push_back(&job);
         draws.watch(observers);
         const bool going = draws.drawRound(samples, keepGoing);
+        const WeightSums sums = draws.merged();
+        // Zeros the tables cannot see lose most samples: backtrack from now on.
+        if (static_cast<double>(sums.impossible) > kLostShare * static_cast<double>(sums.drawn)) backtracking = true;
         // Weights all but equal: the tables are the posterior's own, and
         // the round's estimates could only add noise to them.
-        const WeightSums sums = draws.merged();
-        // Tables that miss every zero-free assignment leave nothing to
-        // learn from: say so at once rather than after the whole budget.
-        if (sums.drawn > 0 && sums.positive == 0)
-            throw InferenceError("no sample was compatible with the evidence: every one of " +
-                                     std::to_string(sums.drawn) + " samples of a refinement round had weight 0",
-                                 InferenceResult{});
         if (estimateErrors(plan, sums).effectiveSampleSize >= kSettledShare * static_cast<double>(sums.drawn)) break;
         for (std::size_t k = 1; k < tallies.size(); ++k) tallies.front().merge(tallies[k]);
         for (int v = 0; v < model.network.size(); ++v) {
@@ -199,6 +215,7 @@ void refineTables(const ObservedModel& model, std::vector<std::vector<double>>& 
         }
         if (!going) break;
     }
+    return backtracking;
 }
 
 std::vector<char> talliedVariables(const ObservedModel& model, const InferenceOptions& options, int given) {
@@ -277,20 +294,27 @@ InferenceResult inferByPropagatedImportance(const Network& network, const Eviden
         const Variable& variable = model.network.variables[v];
         importance[v] = importanceTable(variable, messages.lambda[v], epsilonFor(options.epis, variable.stateCount()));
     }
-    refineTables(model, importance, options, [&](long) { return withinShare(kLearningShare); });
-    const PlannedModel planned = plannedModel(model, importance, talliedVariables(model, options, network.size()));
-    const SamplingPlan plan(planned.nodes);
-    WeightSums sums(plan.sumCount);
-    SamplingReport report = drawSamples(plan, options, timer, sums);
-    timer.finish();
+    try {
+        const bool backtracking =
+            refineTables(model, importance, options, [&](long) { return withinShare(kLearningShare); });
+        const PlannedModel planned = plannedModel(model, importance, talliedVariables(model, options, network.size()));
+        const SamplingPlan plan(planned.nodes);
+        WeightSums sums(plan.sumCount);
+        SamplingReport report = drawSamples(plan, planned, backtracking, options, timer, sums);
+        timer.finish();
 
-    InferenceResult result = answerFrom(network, evidence, options, plan, planned, sums, std::move(report));
-    result.seconds = timer.seconds();
-    if (!(sums.total > 0.0))
-        throw InferenceError("no sample was compatible with the evidence: every one of " +
-                                 std::to_string(sums.drawn) + " samples had weight 0",
-                             std::move(result));
-    return result;
+        InferenceResult result = answerFrom(network, evidence, options, plan, planned, sums, std::move(report));
+        result.seconds = timer.seconds();
+        if (!(sums.total > 0.0))
+            throw InferenceError("no sample was compatible with the evidence: every one of " +
+                                     std::to_string(sums.drawn) + " samples had weight 0",
+                                 std::move(result));
+        return result;
+    } catch (const EvidenceError& error) {
+        // Backtracking ran out of states: no assignment is consistent with
+        // the evidence.
+        throw InferenceError(error.what(), InferenceResult{});
+    }
 }
 
 }  // namespace samplenet

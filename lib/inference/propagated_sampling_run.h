@@ -15,11 +15,16 @@ namespace samplenet {
 // weights estimate, which mends what propagation got wrong (it is not exact
 // on loopy networks); the final samples, drawn from the refined tables,
 // alone give the answer. Propagation gets at most a fifth of the time
-// budget, propagation and refinement together half.
+// budget, propagation and refinement together half. Once a round loses most
+// of its samples to zero entries the tables cannot see (determinism), the
+// rounds after it and the final samples are drawn with backtracking over
+// the zeros (BacktrackingPlanSampler), whose weights leave out the dead ends
+// no sample met.
 //
 // Takes a network and evidence that infer() has checked. Throws
 // NetworkTooLargeError when its tables and messages exceed the memory limit,
-// InferenceError when no sample had weight, std::invalid_argument for a
+// InferenceError when no sample had weight or no assignment is consistent
+// with the evidence, std::invalid_argument for a
 // joint posterior or best samples (not supported), RunCancelled when stopped.
 InferenceResult inferByPropagatedImportance(const Network& network, const Evidence& evidence,
                                             const InferenceOptions& options);

@@ -43,6 +43,19 @@ public:
                          const int* exponents) = 0;
 };
 
+// Draws weighted samples of a plan.
+class PlanSampler {
+public:
+    virtual ~PlanSampler() = default;
+    // Draws from generator state `state` (the state before the next draw)
+    // while `quota` grants samples, adding them into `sums`. Returns the
+    // generator state after the last draw. An observer sees each block.
+    virtual std::uint64_t draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums,
+                               BlockObserver* observer = nullptr) = 0;
+    // Dead ends the sampler backed up from.
+    virtual long backtracks() const { return 0; }
+};
+
 // With the standard generator, draws weighted samples exactly as the
 // engine's sampling loop does, sample
 // after sample from one generator stream, with the same draws, weights and
@@ -59,14 +72,12 @@ public:
 // of thousands of likelihoods neither underflows nor overflows; where a
 // product stays within double's range the weight is bit for bit the
 // engine's.
-class BlockSampler {
+class BlockSampler : public PlanSampler {
 public:
     explicit BlockSampler(const SamplingPlan& plan, Generator stream = Generator::Standard);
 
-    // Draws from generator state `state` (the state before the next draw)
-    // while `quota` grants samples, adding them into `sums`. Returns the
-    // generator state after the last draw. An observer sees each block.
-    std::uint64_t draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums, BlockObserver* observer = nullptr);
+    std::uint64_t draw(std::uint64_t state, SampleQuota& quota, WeightSums& sums,
+                       BlockObserver* observer = nullptr) override;
 
 private:
     // Draws the first `count` pending samples; returns how many of them stand

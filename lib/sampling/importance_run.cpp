@@ -68,7 +68,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
                                                             generator_stream::periodOf(settings.generator));
     } else {
         const long cap = net.adapter->GetNumberOfSamples();
-        ParallelDraws draws(plan, start, settings.generator, settings.jobs, settings.elsewhere);
+        ParallelDraws draws(plan, start, settings.generator, settings.jobs, {}, settings.elsewhere);
         if (!best.empty()) {
             std::vector<BlockObserver*> observers;
             for (BestSamples& job : best) observers.push_back(&job);

@@ -94,7 +94,7 @@ bool drawToTarget(double target, long cap, const std::function<bool(long)>& draw
 }
 
 ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobCount,
-                             ShareDrawer* elsewhere)
+                             const SamplerMaker& makeSampler, ShareDrawer* elsewhere)
     : plan(plan), share(generator_stream::periodOf(generator) / static_cast<std::uint64_t>(jobCount)),
       elsewhere(elsewhere) {
     jobs.reserve(jobCount);
@@ -105,7 +105,8 @@ ParallelDraws::ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Gene
         elsewhere->start(plan, generator);
     } else {
         samplers.reserve(jobCount);
-        for (int k = 0; k < jobCount; ++k) samplers.emplace_back(plan, generator);
+        for (int k = 0; k < jobCount; ++k)
+            samplers.push_back(makeSampler ? makeSampler() : std::make_unique<BlockSampler>(plan, generator));
     }
 }
 
@@ -119,7 +120,7 @@ bool ParallelDraws::drawRound(long samples, const std::function<bool(long)>& kee
     for (const Job& job : jobs) before += job.share.sums.drawn;
     const auto draw = [this](int k, SampleQuota& quota) {
         JobShare& share = jobs[k].share;
-        share.state = samplers[k].draw(share.state, quota, share.sums, jobs[k].observer);
+        share.state = samplers[k]->draw(share.state, quota, share.sums, jobs[k].observer);
     };
     return shareAmongJobs(static_cast<int>(jobs.size()), samples, before, draw, keepGoing, kPollInterval);
 }
@@ -155,6 +156,12 @@ long ParallelDraws::distinctSamples() const {
     for (const Job& job : jobs)
         distinct += generator_stream::distinctSamples(job.share.sums.drawn, plan.drawnNodes, share);
     return distinct;
+}
+
+long ParallelDraws::backtracks() const {
+    long total = 0;
+    for (const auto& sampler : samplers) total += sampler->backtracks();
+    return total;
 }
 
 }  // namespace samplenet

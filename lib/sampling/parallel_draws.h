@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "lib/sampling/block_sampler.h"
@@ -43,8 +44,11 @@ bool drawToTarget(double target, long cap, const std::function<bool(long)>& draw
 // results; the run is then looked at between rounds only.
 class ParallelDraws {
 public:
+    // Makes a job's sampler of the plan; block samplers when not given.
+    using SamplerMaker = std::function<std::unique_ptr<PlanSampler>()>;
+
     ParallelDraws(const SamplingPlan& plan, std::uint64_t start, Generator generator, int jobs,
-                  ShareDrawer* elsewhere = nullptr);
+                  const SamplerMaker& makeSampler = {}, ShareDrawer* elsewhere = nullptr);
 
     // Job k's blocks go to observers[k] from the next round on.
     void watch(const std::vector<BlockObserver*>& observers);
@@ -59,6 +63,7 @@ public:
     WeightSums merged() const;
     // Samples drawn before any job's share of the stream ran out.
     long distinctSamples() const;
+    long backtracks() const;
 
 private:
     struct Job {
@@ -73,7 +78,7 @@ private:
     ShareDrawer* elsewhere;
     std::vector<Job> jobs;
     // One per job when the jobs draw on this process's threads.
-    std::vector<BlockSampler> samplers;
+    std::vector<std::unique_ptr<PlanSampler>> samplers;
 };
 
 }  // namespace samplenet

@@ -28,6 +28,20 @@ void WeightSums::admit(int exponent) {
     rescale(std::abs(largestExponent) <= kUnscaledRange ? 0 : largestExponent);
 }
 
+WeightSums::Counted WeightSums::count(double weight, int exponent) {
+    ++drawn;
+    ++positive;
+    const int magnitude = exponent + std::ilogb(weight);
+    if (magnitude < -1022 || magnitude > 1023) ++outsideDouble;
+    admit(magnitude);
+    const double scaled = std::ldexp(weight, exponent - scale);
+    const double relative = std::ldexp(weight, exponent - largestExponent);
+    const double squared = relative * relative;
+    total += scaled;
+    totalSquares += squared;
+    return {scaled, squared};
+}
+
 void WeightSums::merge(const WeightSums& other) {
     const int common = std::max(scale, other.scale);
     rescale(common);

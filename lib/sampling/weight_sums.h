@@ -27,6 +27,14 @@ struct WeightSums {
     // raises the largest exponent, and moves the scale to it once it lies
     // more than 1,000 binary places from 1 (back to 0 while it stays within).
     void admit(int exponent);
+    // Counts a sample of positive weight ldexp(weight, exponent) into the
+    // totals; returns its weight at the sums' scale and its square relative
+    // to the largest weight, for the caller to add to its states' sums.
+    struct Counted {
+        double scaled;
+        double squared;
+    };
+    Counted count(double weight, int exponent);
     // Adds another run's sums (of the same plan) at the larger of the two
     // scales.
     void merge(const WeightSums& other);
