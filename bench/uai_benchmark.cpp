@@ -6,9 +6,12 @@
 // samples drawn, their effective sample size, the reported 95% bound on the
 // largest error and whether it held; then a summary per algorithm.
 //
-//   uai_benchmark [FOLDER] [-a NAME]... [-n SAMPLES] [--memory-limit GIB]
-//                 [--max-seconds S] [--target-error E] [--seed S] [--jobs N]
-//                 [--only NAME]... [--within E] [--format table|markdown|json|csv]
+//   uai_benchmark [FOLDER] [-a NAME]... [--only NAME]... [--within E]
+//                 [--format table|markdown|json|csv] [OPTIONS]
+//
+// OPTIONS are the tuning options of `samplenet infer` (-n, --memory-limit,
+// --max-seconds, --target-error, --seed, --jobs, ...), given to every run;
+// the seed is 1 unless given.
 //
 // Runs go one at a time, so that the process's CPU time is the run's.
 #include <CLI/CLI.hpp>
@@ -34,10 +37,7 @@ struct Settings {
     std::vector<std::string> algorithms{"auto", "exact", "epis", "ais", "lbp"};
     std::vector<std::string> only;
     std::string format = "table";
-    double memoryLimitGiB = 4.0;
-    double maxSeconds = 0.0;
-    double targetError = 0.0;
-    long seed = 1;
+    samplenet_cli::GivenOptions given;
 };
 
 void printProgress(const UaiRun& run) {
@@ -58,26 +58,6 @@ int main(int argc, char** argv) {
     app.add_option("-a,--algorithm", settings.algorithms, "Algorithms to run; repeatable")
         ->check(samplenet_cli::checkAlgorithmName)
         ->capture_default_str();
-    app.add_option("-n,--samples", inference.samples, "Samples drawn by the samplers (the most, with a target)")
-        ->check(samplenet_cli::wholeNumberAtLeast(1))
-        ->capture_default_str();
-    samplenet_cli::addMemoryLimitOption(app, settings.memoryLimitGiB, "GiB of tables above which inference refuses");
-    app.add_option("--max-seconds", settings.maxSeconds, "Time budget of a sampling run")
-        ->check(samplenet_cli::numberAbove(0.0));
-    app.add_option("--target-error", settings.targetError, "Sample until every entry is within this (95%)")
-        ->check(samplenet_cli::numberAbove(0.0));
-    app.add_option("--seed", settings.seed, "Seed of every sampling run")
-        ->check(samplenet_cli::wholeNumberAtLeast(0))
-        ->capture_default_str();
-    app.add_option("--jobs", inference.jobs, "Threads of a sampling run")
-        ->check(samplenet_cli::wholeNumberAtLeast(1))
-        ->capture_default_str();
-    app.add_option("--iterations", inference.lbpIterations, "Rounds of message passing of lbp")
-        ->check(samplenet_cli::wholeNumberAtLeast(1))
-        ->capture_default_str();
-    app.add_option("--damping", inference.damping, "Damping of bpis's propagation, in [0, 1)")
-        ->check(CLI::Range(0.0, 0.999))
-        ->capture_default_str();
     app.add_option("--only", settings.only, "Run only this instance (NAME of NAME.uai); repeatable");
     app.add_option("--within", options.within, "Also count the runs within this largest error")
         ->check(samplenet_cli::numberAbove(0.0))
@@ -85,16 +65,16 @@ int main(int argc, char** argv) {
     app.add_option("--format", settings.format, "table, markdown, json or csv")
         ->check(CLI::IsMember({"table", "markdown", "json", "csv"}))
         ->capture_default_str();
+    samplenet_cli::addTuningOptions(app, settings.given);
     CLI11_PARSE(app, argc, argv);
 
     options.algorithms.clear();
     for (const std::string& name : settings.algorithms) options.algorithms.push_back(*algorithmNamed(name));
-    inference.memoryLimitBytes = samplenet::bytesOfGiB(settings.memoryLimitGiB);
-    inference.seed = settings.seed;
-    if (app.count("--max-seconds") > 0) inference.maxSeconds = settings.maxSeconds;
-    if (app.count("--target-error") > 0) inference.targetError = settings.targetError;
 
     try {
+        samplenet_cli::setGivenOptions(inference, settings.given, std::nullopt);
+        if (!inference.seed) inference.seed = 1;
+        checkOptions(inference);
         const std::vector<UaiInstance> instances = readUaiInstances(settings.folder, settings.only);
         const UaiBenchmarkReport report = runUaiBenchmark(instances, options, printProgress);
         if (settings.format == "markdown") {

@@ -19,12 +19,16 @@ void addRunOptions(CLI::App& command, RunOptions& run, const std::vector<std::st
     command.add_option("-a,--algorithm", run.algorithm, samplenet::algorithmHelp())
         ->check([](const std::string& name) { return samplenet::unknownAlgorithmMessage(name); })
         ->capture_default_str();
+    addTuningOptions(command, run.given, without);
+}
+
+void addTuningOptions(CLI::App& command, GivenOptions& given, const std::vector<std::string_view>& without) {
     for (const samplenet::OptionSpec& spec : samplenet::optionSpecs()) {
         if (std::find(without.begin(), without.end(), spec.name) != without.end()) continue;
         const std::string flags =
             (spec.shortFlag.empty() ? "" : std::string(spec.shortFlag) + ",") + "--" + std::string(spec.name);
         CLI::Option* option =
-            command.add_option(flags, run.given[std::string(spec.name)], std::string(spec.help))
+            command.add_option(flags, given[std::string(spec.name)], std::string(spec.help))
                 ->check(CLI::Validator(
                     [&spec](std::string& text) {
                         const auto parsed = samplenet::parseOptionText(spec, text);
@@ -40,16 +44,22 @@ void addRunOptions(CLI::App& command, RunOptions& run, const std::vector<std::st
     }
 }
 
-samplenet::InferenceOptions inferenceOptions(const RunOptions& run) {
-    samplenet::InferenceOptions options;
-    options.algorithm = *samplenet::algorithmNamed(run.algorithm);
-    for (const auto& [name, text] : run.given) {
+void setGivenOptions(samplenet::InferenceOptions& options, const GivenOptions& given,
+                     std::optional<samplenet::Algorithm> algorithm) {
+    for (const auto& [name, text] : given) {
         if (text.empty()) continue;  // not given (CLI11 leaves its target untouched)
         const samplenet::OptionSpec& spec = *samplenet::optionNamed(name);
         samplenet::setOption(options, spec, std::get<samplenet::OptionValue>(samplenet::parseOptionText(spec, text)));
-        if (const std::string why = samplenet::whyIgnored(options.algorithm, spec); !why.empty())
+        if (!algorithm) continue;
+        if (const std::string why = samplenet::whyIgnored(*algorithm, spec); !why.empty())
             std::cerr << "samplenet: note: --" << name << " is " << why << "\n";
     }
+}
+
+samplenet::InferenceOptions inferenceOptions(const RunOptions& run) {
+    samplenet::InferenceOptions options;
+    options.algorithm = *samplenet::algorithmNamed(run.algorithm);
+    setGivenOptions(options, run.given, options.algorithm);
     samplenet::checkOptions(options);
     return options;
 }

@@ -52,8 +52,11 @@ std::set<std::string> optionsInHelp(const std::vector<std::string>& command) {
     EXPECT_EQ(run.exitCode, 0) << run.err;
     std::set<std::string> names;
     static const std::regex name(R"(-{1,2}[A-Za-z0-9][A-Za-z0-9-]*)");
-    for (const std::string& line : helpSection(run.out, "Options:")) {
-        if (line.rfind("  -", 0) != 0) continue;  // a description wrapped onto its own line
+    // Every section that lists options: "Options:" and the headings that
+    // group the tuning options ("Sampling:", ...).
+    std::istringstream lines(run.out);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("  -", 0) != 0) continue;  // a heading, a command, or a wrapped description
         // "-a, --algorithm TEXT", up to the gap before the description.
         const std::string first = line.substr(2, line.find("  ", 2) - 2);
         for (auto it = std::sregex_iterator(first.begin(), first.end(), name); it != std::sregex_iterator(); ++it)
