@@ -13,8 +13,8 @@
 // With --stages it prints instead, per network, what each stage of an EPIS-BN
 // run costs on one thread and on --jobs threads (default 2): building the
 // engine's network, the evidence propagation, the importance tables, the
-// sampling plan, the final samples, and LBP's 10 iterations on the same
-// engine network; and the heap it holds after each stage, in bytes per entry
+// sampling plan, the final samples, and LBP's 10 iterations on an engine
+// network of its own; and the heap it holds after each stage, in bytes per entry
 // of the network's tables (the propagation's buffers freed before the plan,
 // the importance tables after it, as a run does).
 //
