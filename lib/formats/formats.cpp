@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <limits>
 
 #include "lib/formats/bif.h"
 #include "lib/formats/net.h"
@@ -52,8 +53,9 @@ std::optional<FileFormat> formatOfPath(const std::string& path) {
 Network readNetwork(const std::string& path, const ReadLimits& limits) {
     const FileFormat format = requireFormat(path);
     if (format == FileFormat::Uai) {
-        // The format of large generated networks, read without holding its text.
-        TextFileReader file(path, limits.maxTextBytes);
+        // The format of large generated networks, read without holding its
+        // text, so its length is not limited (its longest token is).
+        TextFileReader file(path, std::numeric_limits<std::size_t>::max());
         return readUai([&file](char* into, std::size_t room) { return file.read(into, room); }, path, limits);
     }
     const std::string text = readTextFile(path, limits.maxTextBytes);

@@ -15,9 +15,10 @@ std::string Token::describe() const {
     }
 }
 
-Lexer::Lexer(TextPull pull, const ParseErrors& errors, Syntax syntax)
+Lexer::Lexer(TextPull pull, const ParseErrors& errors, Syntax syntax, std::size_t maxToken)
     : Lexer(std::string_view(), errors, syntax) {
     pull_ = std::move(pull);
+    maxToken_ = maxToken;
     current_ = scan();
 }
 
@@ -34,6 +35,8 @@ Lexer::Lexer(std::string_view text, const ParseErrors& errors, Syntax syntax)
 bool Lexer::moreText(std::size_t keepFrom) {
     if (!pull_) return false;
     const std::size_t kept = text_.size() - keepFrom;
+    if (kept > maxToken_)
+        errors_.fail(line_, concat({"a token of at most ", std::to_string(maxToken_), " bytes"}), "a longer one");
     std::vector<char> next(kept + kWindow);
     std::copy(text_.begin() + static_cast<std::ptrdiff_t>(keepFrom), text_.end(), next.begin());
     const std::size_t count = pull_(next.data() + kept, kWindow);

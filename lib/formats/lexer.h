@@ -39,9 +39,9 @@ public:
     Lexer(std::string_view text, const ParseErrors& errors, Syntax syntax);
     // Reads the text from `pull` a window of kWindow bytes at a time instead
     // of holding it whole: a token's text stays valid until the lexer has
-    // read a window past it. For syntaxes without comments, and not for
-    // rawUntilSemicolon.
-    Lexer(TextPull pull, const ParseErrors& errors, Syntax syntax);
+    // read a window past it. A token longer than `maxToken` bytes fails. For
+    // syntaxes without comments, and not for rawUntilSemicolon.
+    Lexer(TextPull pull, const ParseErrors& errors, Syntax syntax, std::size_t maxToken);
     static constexpr std::size_t kWindow = std::size_t{1} << 20;
 
     const Token& peek() const { return current_; }
@@ -71,6 +71,7 @@ private:
     bool moreText(std::size_t keepFrom);
 
     TextPull pull_;
+    std::size_t maxToken_ = 0;
     // The window the text is in, and the one before it, which the tokens
     // scanned last may still point into.
     std::vector<char> window_;

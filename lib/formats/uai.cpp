@@ -101,7 +101,7 @@ Network readUai(std::string_view text, const std::string& path, const ReadLimits
 
 Network readUai(TextPull pull, const std::string& path, const ReadLimits& limits) {
     NetworkBuilder builder(path, limits);
-    Lexer lexer(withoutByteOrderMark(std::move(pull)), builder.errors(), kUaiSyntax);
+    Lexer lexer(withoutByteOrderMark(std::move(pull)), builder.errors(), kUaiSyntax, limits.maxTextBytes);
     if (lexer.peek().kind == Token::Kind::End) throw noNetwork(path);
     return parseUai(lexer, builder);
 }

@@ -17,7 +17,8 @@ namespace samplenet {
 // v0, v1, ... and states s0, s1, ... `path` only labels error messages.
 Network readUai(std::string_view text, const std::string& path, const ReadLimits& limits = {});
 // The same, reading the text a piece at a time from `pull`, so that a large
-// network's text is never held whole.
+// network's text is never held whole: the limit on text bounds its longest
+// token instead.
 Network readUai(TextPull pull, const std::string& path, const ReadLimits& limits = {});
 
 // Variables and parents keep their order, so tables are written unchanged.

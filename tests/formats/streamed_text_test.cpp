@@ -53,7 +53,7 @@ TEST(StreamedLexer, GivesTheWholeTextsTokensAcrossWindows) {
 
     const ParseErrors errors("t.uai");
     Lexer whole(text, errors, kWordsAndStrings);
-    Lexer streamed(pullOf(text), errors, kWordsAndStrings);
+    Lexer streamed(pullOf(text), errors, kWordsAndStrings, 2 * Lexer::kWindow);
     std::vector<std::string> wholeTexts, streamedTexts;
     const std::vector<Token> expected = tokensOf(whole, wholeTexts);
     const std::vector<Token> actual = tokensOf(streamed, streamedTexts);
@@ -95,7 +95,7 @@ TEST(StreamedUai, FilesReadAndWriteAsWholeTextsDo) {
     expectSameNetwork(expected, readNetwork(path));
 }
 
-TEST(StreamedUai, ErrorsAreTheWholeTextsAndTheLimitHolds) {
+TEST(StreamedUai, ErrorsAreTheWholeTextsAndTheLimitBoundsTokens) {
     std::string text = chainText(70000);
     text.replace(text.rfind("0.875"), 5, "oops!");
     const std::string path = temporaryPath("bad.uai");
@@ -107,12 +107,15 @@ TEST(StreamedUai, ErrorsAreTheWholeTextsAndTheLimitHolds) {
     writeFile(path, " \n\t ");
     EXPECT_EQ(errorOf([&] { readNetwork(path); }), path + ": no network in the file");
 
-    const std::string compressed = temporaryPath("long.uai.gz");
-    writeTextFile(compressed, chainText(70000), true);
+    // The text is never held whole, so only a token may not pass the limit.
     ReadLimits limits;
     limits.maxTextBytes = Lexer::kWindow;
+    const std::string compressed = temporaryPath("long.uai.gz");
+    writeTextFile(compressed, chainText(70000), true);
+    expectSameNetwork(readUai(chainText(70000), "chain.uai"), readNetwork(compressed, limits));
+    writeTextFile(compressed, "BAYES\n1\n" + std::string(2 * Lexer::kWindow, '2'), true);
     EXPECT_EQ(errorOf([&] { readNetwork(compressed, limits); }),
-              compressed + ": expected at most 1048576 bytes of text, found more");
+              compressed + ":3: expected a token of at most 1048576 bytes, found a longer one");
 }
 
 }  // namespace
