@@ -13,9 +13,10 @@
 // With --stages it prints instead, per network, what each stage of an EPIS-BN
 // run costs on one thread and on --jobs threads (default 2): building the
 // engine's network, the evidence propagation, the importance tables, the
-// sampling plan, the final samples, and LBP's 10 iterations on the same
-// engine network; and the heap it holds after each stage, in bytes per entry
-// of the network's tables.
+// sampling plan, the final samples, and LBP's 10 iterations on an engine
+// network of its own; and the heap it holds after each stage, in bytes per entry
+// of the network's tables (the propagation's buffers freed before the plan,
+// the importance tables after it, as a run does).
 //
 //   large_network_benchmark --stages [--jobs N] [--samples N] NODES...
 #include <malloc.h>
@@ -40,6 +41,7 @@
 #include "lib/inference/network_adapter.h"
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/parallel_draws.h"
+#include "lib/sampling/spent_engine_buffers.h"
 
 namespace {
 
@@ -70,7 +72,7 @@ std::size_t tableEntries(const Network& network) {
 // each stage.
 struct Stages {
     double engine = 0, propagation = 0, tables = 0, plan = 0, sampling = 0, lbp = 0;
-    std::size_t engineHeap = 0, tablesHeap = 0, planHeap = 0, samplingHeap = 0;
+    std::size_t engineHeap = 0, tablesHeap = 0, releasedHeap = 0, planHeap = 0, samplingHeap = 0;
 };
 
 Stages measureStages(const Network& network, const std::map<int, int>& observed, int samples, int jobs) {
@@ -79,22 +81,27 @@ Stages measureStages(const Network& network, const std::map<int, int>& observed,
     auto start = Clock::now();
     NetworkAdapter adapter(network, observed, EpisParams{4, 4, 8, 20, 0.006, 0.001, 0.0005, 0.0001}, samples, clock,
                            jobs);
-    SampleNet net(adapter);
-    net.SetParameterForImportanceSampling();
-    stages.engine = secondsSince(start);
-    stages.engineHeap = heapBytes();
-    start = Clock::now();
-    sampler_steps::PropagateEvidence(net);
-    stages.propagation = secondsSince(start);
-    start = Clock::now();
-    sampler_steps::BuildImportanceTables(net);
-    stages.tables = secondsSince(start);
-    stages.tablesHeap = heapBytes();
-    start = Clock::now();
     {
+        SampleNet net(adapter);
+        net.SetParameterForImportanceSampling();
+        stages.engine = secondsSince(start);
+        stages.engineHeap = heapBytes();
+        start = Clock::now();
+        sampler_steps::PropagateEvidence(net);
+        stages.propagation = secondsSince(start);
+        start = Clock::now();
+        sampler_steps::BuildImportanceTables(net);
+        stages.tables = secondsSince(start);
+        stages.tablesHeap = heapBytes();
+        // As a run does: the plan is built once the propagation's buffers
+        // are freed, and the importance tables go once it has copied them.
+        releasePropagationBuffers(net);
+        stages.releasedHeap = heapBytes();
+        start = Clock::now();
         const SamplingPlan plan(net);
         stages.plan = secondsSince(start);
         stages.planHeap = heapBytes();
+        net.ClearImportanceParameter();
         start = Clock::now();
         const auto seed = static_cast<std::uint64_t>(engine_random::Seed());
         if (jobs == 1) {
@@ -110,6 +117,9 @@ Stages measureStages(const Network& network, const std::map<int, int>& observed,
         }
         stages.sampling = secondsSince(start);
     }
+    // LBP needs the messages the sampling run freed: a network of its own.
+    SampleNet net(adapter);
+    net.SetParameterForImportanceSampling();
     start = Clock::now();
     propagation::Prepare(net);
     propagation::Run(net, 10, propagation::OnEmptyBelief::MakeUniform);
@@ -136,9 +146,10 @@ void reportStages(const Network& network, std::size_t loadHeap, int samples, int
                 cell(one.tables, shared.tables).c_str(), cell(one.plan, shared.plan).c_str(),
                 cell(one.sampling, shared.sampling).c_str(), cell(one.lbp, shared.lbp).c_str(), peakMiB());
     std::printf("\nheap per table entry (%.0f entries), cumulative: loaded network %.1f B, engine network %.1f B, "
-                "importance tables %.1f B, plan %.1f B, sampling %.1f B\n\n",
-                entries, loadHeap / entries, one.engineHeap / entries, one.tablesHeap / entries, one.planHeap / entries,
-                one.samplingHeap / entries);
+                "importance tables %.1f B, propagation buffers freed %.1f B, plan %.1f B, sampling (engine tables "
+                "freed) %.1f B\n\n",
+                entries, loadHeap / entries, one.engineHeap / entries, one.tablesHeap / entries,
+                one.releasedHeap / entries, one.planHeap / entries, one.samplingHeap / entries);
     std::fflush(stdout);
 }
 

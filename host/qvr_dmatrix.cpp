@@ -8,12 +8,7 @@ void QVR_Dmatrix::ResizeDimension(int dimension, int size) {
 }
 
 void QVR_Dmatrix::Reshape() {
-    const int d = dimensions.numElements;
-    strides.SetSize(d);
     int total = 1;
-    for (int i = d - 1; i >= 0; --i) {
-        strides[i] = total;
-        total *= dimensions[i];
-    }
+    for (int i = 0; i < dimensions.numElements; ++i) total *= dimensions[i];
     data.SetSize(total);
 }

@@ -4,8 +4,9 @@
 #include "qvr_int_array.h"
 
 // Dense table of doubles with any number of dimensions, last dimension
-// fastest. The second int array holds the stride of every dimension, kept in
-// step with the sizes so that coordinate lookups are a plain dot product.
+// fastest. Only the sizes are kept: an index is built from the coordinates
+// by multiplying and adding dimension after dimension, which gives what a
+// dot product with strides would, without a second array per table.
 class QVR_Dmatrix {
 public:
     QVR_Dmatrix() = default;
@@ -20,20 +21,21 @@ public:
     double& Subscript(int index) { return data[index]; }
     // Reads only the first NumDimensions() entries of the coordinate list.
     double& Subscript(QVR_intArray& coordinates) {
+        const int* size = dimensions.Entries();
         int index = 0;
-        for (int i = 0; i < dimensions.numElements; ++i) index += coordinates[i] * strides[i];
+        for (int i = 0; i < dimensions.numElements; ++i) index = index * size[i] + coordinates[i];
         return data[index];
     }
     // Each pointer addresses the coordinate of one dimension; this is the
     // per-sample lookup, so it stays inline and allocation-free.
     int CoordinatesToIndex(const int* const* coordinates) const {
+        const int* size = dimensions.Entries();
         int index = 0;
-        for (int i = 0; i < dimensions.numElements; ++i) index += *coordinates[i] * strides[i];
+        for (int i = 0; i < dimensions.numElements; ++i) index = index * size[i] + *coordinates[i];
         return index;
     }
 
     QVR_intArray dimensions;
-    QVR_intArray strides;
     QVR_doubleArray data;
 
 private:

@@ -2,31 +2,26 @@
 
 #include <algorithm>
 
-QVR_intArray::QVR_intArray(const QVR_intArray& other) : data(inlineRoom) {
-    *this = other;
-}
-
 QVR_intArray& QVR_intArray::operator=(const QVR_intArray& other) {
     if (this == &other) return *this;
-    SetSize(other.allocatedSize);
-    numElements = other.numElements;
-    std::copy(other.data, other.data + other.numElements, data);
+    SetSize(other.numElements);
+    std::copy(other.Entries(), other.Entries() + other.numElements, Entries());
     return *this;
 }
 
 void QVR_intArray::SetSize(int n) {
-    if (n > kInlineRoom && n > allocatedSize) {
+    if (n > capacity) {
         int* grown = new int[n];
         ReleaseHeap();
-        data = grown;
+        heap = grown;
+        capacity = n;
     } else if (n <= kInlineRoom) {
         ReleaseHeap();
     }
-    allocatedSize = n;
-    numElements = n;
+    numElements = n > 0 ? n : 0;
 }
 
 void QVR_intArray::ReleaseHeap() {
-    if (data != inlineRoom) delete[] data;
-    data = inlineRoom;
+    if (OnHeap()) delete[] heap;
+    capacity = kInlineRoom;
 }

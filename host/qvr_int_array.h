@@ -1,13 +1,16 @@
 #pragma once
 
-// Growable int array with room for eight ints inside the object, so that the
-// short coordinate and dimension lists the engine builds never touch the heap.
+// Growable int array with room for four ints inside the object, so that the
+// short coordinate, dimension and parent lists the engine builds never touch
+// the heap. The room and the heap pointer share their bytes: the engine keeps
+// several of these per node, and on networks of millions of nodes every byte
+// of the object counts.
 class QVR_intArray {
 public:
-    static constexpr int kInlineRoom = 8;
+    static constexpr int kInlineRoom = 4;
 
-    QVR_intArray() : data(inlineRoom) {}
-    QVR_intArray(const QVR_intArray& other);
+    QVR_intArray() = default;
+    QVR_intArray(const QVR_intArray& other) { *this = other; }
     QVR_intArray& operator=(const QVR_intArray& other);
     ~QVR_intArray() { ReleaseHeap(); }
 
@@ -15,14 +18,19 @@ public:
     // are not kept.
     void SetSize(int n);
 
-    int& Subscript(int i) const { return data[i]; }
-    int& operator[](int i) const { return data[i]; }
+    int* Entries() const { return OnHeap() ? heap : const_cast<int*>(room); }
+    int& Subscript(int i) const { return Entries()[i]; }
+    int& operator[](int i) const { return Entries()[i]; }
+    bool OnHeap() const { return capacity > kInlineRoom; }
 
-    int* data;
     int numElements = 0;
-    int allocatedSize = 0;
 
 private:
     void ReleaseHeap();
-    int inlineRoom[kInlineRoom] = {};
+
+    int capacity = kInlineRoom;
+    union {
+        int* heap;
+        int room[kInlineRoom] = {};
+    };
 };

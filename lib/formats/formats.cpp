@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <limits>
 
 #include "lib/formats/bif.h"
 #include "lib/formats/net.h"
@@ -51,6 +52,12 @@ std::optional<FileFormat> formatOfPath(const std::string& path) {
 
 Network readNetwork(const std::string& path, const ReadLimits& limits) {
     const FileFormat format = requireFormat(path);
+    if (format == FileFormat::Uai) {
+        // The format of large generated networks, read without holding its
+        // text, so its length is not limited (its longest token is).
+        TextFileReader file(path, std::numeric_limits<std::size_t>::max());
+        return readUai([&file](char* into, std::size_t room) { return file.read(into, room); }, path, limits);
+    }
     const std::string text = readTextFile(path, limits.maxTextBytes);
     switch (format) {
         case FileFormat::Bif: return readBif(text, path, limits);
@@ -64,16 +71,26 @@ Network readNetwork(const std::string& path, const ReadLimits& limits) {
 void writeNetwork(const Network& network, const std::string& path) {
     const FileFormat format = requireFormat(path);
     // Writers walk the tables by the declared shape; a malformed network
-    // must be refused here rather than read out of bounds.
-    Network checked = network;
-    checked.reindex();
-    validate(checked);
+    // must be refused here rather than read out of bounds. Only a network
+    // that validating would change or refuse is copied to check it.
+    if (!isValidAsIs(network)) {
+        Network checked = network;
+        checked.reindex();
+        validate(checked);
+    }
+    if (format == FileFormat::Uai) {
+        // The format large generated networks are written in: its text goes
+        // out a piece at a time instead of being held whole.
+        TextFileWriter file(path, isCompressed(path));
+        writeUaiPieces(network, [&file](std::string_view piece) { file.write(piece); });
+        return file.commit();
+    }
     std::string text;
     switch (format) {
         case FileFormat::Bif: text = writeBif(network); break;
         case FileFormat::XmlBif: text = writeXmlBif(network); break;
         case FileFormat::Net: text = writeNet(network); break;
-        case FileFormat::Uai: text = writeUai(network); break;
+        case FileFormat::Uai: break;
     }
     writeTextFile(path, text, isCompressed(path));
 }

@@ -1,5 +1,7 @@
 #include "lib/formats/lexer.h"
 
+#include <algorithm>
+
 #include "lib/formats/number_text.h"
 #include "lib/formats/text_util.h"
 
@@ -13,6 +15,13 @@ std::string Token::describe() const {
     }
 }
 
+Lexer::Lexer(TextPull pull, const ParseErrors& errors, Syntax syntax, std::size_t maxToken)
+    : Lexer(std::string_view(), errors, syntax) {
+    pull_ = std::move(pull);
+    maxToken_ = maxToken;
+    current_ = scan();
+}
+
 Lexer::Lexer(std::string_view text, const ParseErrors& errors, Syntax syntax)
     : text_(text), errors_(errors) {
     for (char c : std::string_view(" \t\r\n\f\v")) classes_[static_cast<unsigned char>(c)] = Blank;
@@ -21,6 +30,26 @@ Lexer::Lexer(std::string_view text, const ParseErrors& errors, Syntax syntax)
     if (syntax.slashComments) classes_['/'] = CommentLead;
     if (syntax.percentComments) classes_['%'] = CommentLead;
     current_ = scan();
+}
+
+bool Lexer::moreText(std::size_t keepFrom) {
+    if (!pull_) return false;
+    const std::size_t kept = text_.size() - keepFrom;
+    if (kept > maxToken_)
+        errors_.fail(line_, concat({"a token of at most ", std::to_string(maxToken_), " bytes"}), "a longer one");
+    std::vector<char> next(kept + kWindow);
+    std::copy(text_.begin() + static_cast<std::ptrdiff_t>(keepFrom), text_.end(), next.begin());
+    const std::size_t count = pull_(next.data() + kept, kWindow);
+    if (count == 0) {
+        pull_ = nullptr;
+        return false;
+    }
+    next.resize(kept + count);
+    previousWindow_ = std::move(window_);
+    window_ = std::move(next);
+    text_ = std::string_view(window_.data(), window_.size());
+    position_ -= keepFrom;
+    return true;
 }
 
 void Lexer::failAt(const Token& token, std::string_view expected) const {
@@ -61,7 +90,9 @@ bool Lexer::isWordChar(char c) const {
 }
 
 Token Lexer::scan() {
-    skipBlank();
+    do {
+        skipBlank();
+    } while (position_ == text_.size() && moreText(position_));
     currentStart_ = position_;
     currentStartLine_ = line_;
     Token token;
@@ -69,7 +100,8 @@ Token Lexer::scan() {
     if (position_ == text_.size()) return token;
     const char c = text_[position_];
     if (c == '"') {
-        const std::size_t end = text_.find('"', position_ + 1);
+        std::size_t end = text_.find('"', position_ + 1);
+        while (end == std::string_view::npos && moreText(position_)) end = text_.find('"', position_ + 1);
         if (end == std::string_view::npos) errors_.fail(line_, "closing '\"'", "end of file");
         token.kind = Token::Kind::String;
         token.text = text_.substr(position_ + 1, end - position_ - 1);
@@ -80,8 +112,12 @@ Token Lexer::scan() {
         token.text = text_.substr(position_++, 1);
     } else {
         token.kind = Token::Kind::Word;
-        const std::size_t start = position_;
-        while (position_ < text_.size() && isWordChar(text_[position_])) ++position_;
+        std::size_t start = position_;
+        for (;;) {
+            while (position_ < text_.size() && isWordChar(text_[position_])) ++position_;
+            if (position_ < text_.size() || !moreText(start)) break;
+            start = 0;  // the word's beginning now starts the text
+        }
         token.text = text_.substr(start, position_ - start);
     }
     return token;

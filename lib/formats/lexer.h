@@ -1,10 +1,13 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "lib/formats/parse_errors.h"
+#include "lib/formats/text_pull.h"
 
 namespace samplenet {
 
@@ -34,6 +37,12 @@ public:
     };
 
     Lexer(std::string_view text, const ParseErrors& errors, Syntax syntax);
+    // Reads the text from `pull` a window of kWindow bytes at a time instead
+    // of holding it whole: a token's text stays valid until the lexer has
+    // read a window past it. A token longer than `maxToken` bytes fails. For
+    // syntaxes without comments, and not for rawUntilSemicolon.
+    Lexer(TextPull pull, const ParseErrors& errors, Syntax syntax, std::size_t maxToken);
+    static constexpr std::size_t kWindow = std::size_t{1} << 20;
 
     const Token& peek() const { return current_; }
     Token next();
@@ -57,7 +66,16 @@ private:
     bool atComment() const;
     bool isWordChar(char c) const;
     Token scan();
+    // Streamed: the text from `keepFrom` on, then the next window, become the
+    // text; positions move with it. False at the end (or for a whole text).
+    bool moreText(std::size_t keepFrom);
 
+    TextPull pull_;
+    std::size_t maxToken_ = 0;
+    // The window the text is in, and the one before it, which the tokens
+    // scanned last may still point into.
+    std::vector<char> window_;
+    std::vector<char> previousWindow_;
     std::string_view text_;
     const ParseErrors& errors_;
     std::array<CharClass, 256> classes_{};

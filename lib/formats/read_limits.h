@@ -13,7 +13,8 @@ void noteOnStandardError(const std::string& message);
 // file ends in a clear error instead of an allocation failure. The defaults
 // hold every network of data/networks many times over.
 struct ReadLimits {
-    // Bytes of a file's text, after decompression.
+    // Bytes of a file's text, after decompression; of its longest token for
+    // a text read a window at a time (UAI files), which is never held whole.
     std::size_t maxTextBytes = std::size_t{1} << 30;
     // States of one variable.
     std::size_t maxStates = 1 << 16;

@@ -1,6 +1,7 @@
 #include "lib/formats/uai.h"
 
 #include <charconv>
+#include <cstring>
 #include <limits>
 
 #include "lib/formats/lexer.h"
@@ -28,11 +29,8 @@ int readIndex(Lexer& lexer, std::string_view what, long long limit) {
 
 constexpr long long kMaxCount = std::numeric_limits<int>::max();
 
-}  // namespace
-
-Network readUai(std::string_view text, const std::string& path, const ReadLimits& limits) {
-    NetworkBuilder builder(path, limits);
-    Lexer lexer(networkText(text, path), builder.errors(), kUaiSyntax);
+// The network the lexer's tokens describe.
+Network parseUai(Lexer& lexer, NetworkBuilder& builder) {
     if (!lexer.peek().isWord("BAYES")) lexer.fail("'BAYES'");
     lexer.next();
     const int count = readIndex(lexer, "variable count", kMaxCount);
@@ -80,16 +78,54 @@ Network readUai(std::string_view text, const std::string& path, const ReadLimits
     return builder.finish(lexer.peek().line);
 }
 
-std::string writeUai(const Network& network) {
+// `pull`'s text without the byte-order mark some editors put first.
+TextPull withoutByteOrderMark(TextPull pull) {
+    return [pull = std::move(pull), first = true](char* into, std::size_t room) mutable {
+        std::size_t count = pull(into, room);
+        if (!first) return count;
+        first = false;
+        if (!std::string_view(into, count).starts_with(kByteOrderMark)) return count;
+        count -= kByteOrderMark.size();
+        std::memmove(into, into + kByteOrderMark.size(), count);
+        return count;
+    };
+}
+
+}  // namespace
+
+Network readUai(std::string_view text, const std::string& path, const ReadLimits& limits) {
+    NetworkBuilder builder(path, limits);
+    Lexer lexer(networkText(text, path), builder.errors(), kUaiSyntax);
+    return parseUai(lexer, builder);
+}
+
+Network readUai(TextPull pull, const std::string& path, const ReadLimits& limits) {
+    NetworkBuilder builder(path, limits);
+    Lexer lexer(withoutByteOrderMark(std::move(pull)), builder.errors(), kUaiSyntax, limits.maxTextBytes);
+    if (lexer.peek().kind == Token::Kind::End) throw noNetwork(path);
+    return parseUai(lexer, builder);
+}
+
+void writeUaiPieces(const Network& network, const std::function<void(std::string_view)>& put) {
+    constexpr std::size_t kPiece = 1 << 20;
     const std::string count = std::to_string(network.size());
     std::string out = concat({"BAYES\n", count, "\n"});
-    for (int v = 0; v < network.size(); ++v) out += concat({v ? " " : "", std::to_string(network.variables[v].stateCount())});
+    const auto putIfFull = [&] {
+        if (out.size() < kPiece) return;
+        put(out);
+        out.clear();
+    };
+    for (int v = 0; v < network.size(); ++v) {
+        out += concat({v ? " " : "", std::to_string(network.variables[v].stateCount())});
+        putIfFull();
+    }
     out += concat({"\n", count, "\n"});
     for (int v = 0; v < network.size(); ++v) {
         const auto& parents = network.variables[v].parents;
         out += std::to_string(parents.size() + 1);
         for (int parent : parents) out += concat({" ", std::to_string(parent)});
         out += concat({" ", std::to_string(v), "\n"});
+        putIfFull();
     }
     for (const Variable& variable : network.variables) {
         out += concat({"\n", std::to_string(variable.table.size()), "\n"});
@@ -98,8 +134,15 @@ std::string writeUai(const Network& network) {
             appendNumber(out, variable.table[i]);
             if ((i + 1) % variable.states.size() == 0) out += '\n';
         }
+        putIfFull();
     }
-    return out;
+    put(out);
+}
+
+std::string writeUai(const Network& network) {
+    std::string text;
+    writeUaiPieces(network, [&text](std::string_view piece) { text += piece; });
+    return text;
 }
 
 Evidence readUaiEvidence(const Network& network, std::string_view text, const std::string& path) {

@@ -11,6 +11,7 @@
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/generator_stream.h"
 #include "lib/sampling/parallel_draws.h"
+#include "lib/sampling/spent_engine_buffers.h"
 
 namespace samplenet {
 
@@ -45,7 +46,11 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     } else {
         sampler_steps::PrepareAis(net);
     }
+    // Only the importance tables outlive the preparation, and only until the
+    // plan has copied them: what the samples read is then held once.
+    releasePropagationBuffers(net);
     const SamplingPlan plan(net, settings.tallies);
+    net.ClearImportanceParameter();
     if (plan.widestNode > kMostStates)
         throw std::length_error("the samplers take variables of at most 65536 states");
     const auto seed = static_cast<std::uint64_t>(engine_random::Seed());

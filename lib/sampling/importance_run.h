@@ -71,7 +71,9 @@ struct SamplingReport {
 // samples, the final samples drawn by the block sampler on `jobs` threads,
 // and the engine's write-back to the host. Returns the driver's result (0,
 // or -5 when some node got no weight). Nodes the settings do not tally get
-// placeholder beliefs, which the host must not use.
+// placeholder beliefs, which the host must not use. Once the plan is built
+// the engine's tables and messages are freed: afterwards the engine network
+// serves the write-back only.
 //
 // Job k starts k/jobs of the way round the generator's stream from the
 // run's seed, so that jobs draw different numbers until each has used its

@@ -22,22 +22,32 @@ TEST(IntArray, SetSizeSetsCountAndCopiesKeepEverything) {
     EXPECT_EQ(small.numElements, 0);
     small.SetSize(3);
     EXPECT_EQ(small.numElements, 3);
-    EXPECT_EQ(small.allocatedSize, 3);
+    EXPECT_FALSE(small.OnHeap());
+    for (int i = 0; i < 3; ++i) small[i] = 10 + i;
 
     QVR_intArray large;
     large.SetSize(100);  // beyond the inline room
+    EXPECT_TRUE(large.OnHeap());
     for (int i = 0; i < 100; ++i) large[i] = i * i;
     QVR_intArray copy(large);
     EXPECT_EQ(copy.numElements, 100);
-    EXPECT_NE(copy.data, large.data);
+    EXPECT_NE(copy.Entries(), large.Entries());
     for (int i = 0; i < 100; ++i) ASSERT_EQ(copy[i], i * i);
     large[5] = -1;
     EXPECT_EQ(copy[5], 25);
 
+    copy.SetSize(50);  // shorter, still on the heap it has
+    EXPECT_EQ(copy.numElements, 50);
+    EXPECT_TRUE(copy.OnHeap());
     copy.SetSize(2);  // back inside the object
     EXPECT_EQ(copy.numElements, 2);
+    EXPECT_FALSE(copy.OnHeap());
     copy = small;
     EXPECT_EQ(copy.numElements, 3);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(copy[i], 10 + i);
+    copy = large;  // a long list over a short one moves it to the heap
+    EXPECT_EQ(copy[5], -1);
+    EXPECT_EQ(copy[99], 99 * 99);
 }
 
 TEST(DoubleArray, SetSizeCopyAndCleanUp) {
@@ -108,7 +118,7 @@ TEST(Dmatrix, LastDimensionIsFastestInEveryAddressingMode) {
     EXPECT_EQ(oneDimension.CoordinatesToIndex(own), 4);
 }
 
-TEST(Dmatrix, CopyIsDeepAndResizeKeepsStridesInStep) {
+TEST(Dmatrix, CopyIsDeepAndResizeKeepsAddressingInStep) {
     QVR_Dmatrix table(dims({3, 2}));
     for (int k = 0; k < 6; ++k) table.data[k] = k;
     QVR_Dmatrix copy(table);

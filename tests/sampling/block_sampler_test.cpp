@@ -46,6 +46,19 @@ Outcome engineRun(const TinyNet& net, const std::vector<int>& evidence, Importan
     return collect(host, net.size(), code);
 }
 
+// What the samples read is held once: the plan's copies, not the engine's
+// tables and messages besides.
+void expectEngineBuffersFreed(const SampleNet& engine) {
+    for (int i = 0; i < engine.nodeCount; ++i) {
+        const SampleNode& node = *engine.nodes[i];
+        for (const QVR_Dmatrix* table : {node.importanceTable, node.totalTable, node.lambdaMsgs, node.lambdaMsgsNext,
+                                         node.piMsgs, node.piMsgsNext})
+            EXPECT_EQ(table, nullptr) << "node " << i;
+        for (const QVR_doubleArray* vector : {&node.lambda, &node.pi, &node.piProduct, &node.belief, &node.evidenceVector})
+            EXPECT_EQ(vector->data, nullptr) << "node " << i;
+    }
+}
+
 Outcome blockRun(const TinyNet& net, const std::vector<int>& evidence, ImportanceSampler sampler, int samples,
                  long seed, int jobs = 1, samplenet::Generator generator = samplenet::Generator::Standard) {
     TestHost host(net, evidence);
@@ -58,6 +71,7 @@ Outcome blockRun(const TinyNet& net, const std::vector<int>& evidence, Importanc
     settings.jobs = jobs;
     settings.generator = generator;
     const int code = samplenet::runImportanceSampler(engine, sampler, settings, report);
+    expectEngineBuffersFreed(engine);
     engine.ClearImportanceParameter();
     qvr_clock::UseRealClock();
     return collect(host, net.size(), code, report);
