@@ -109,6 +109,115 @@ std::uint64_t streamStart(const InferenceOptions& options) {
     return generator_stream::mix(seed);
 }
 
+// The mini-buckets: of the size asked for, or the largest whose messages
+// fit the memory the model's copied tables leave.
+MiniBucketPlan planWithinMemory(const OrderedModel& ordered, std::size_t memoryLimitBytes,
+                                std::optional<std::size_t> entriesPerMiniBucket, const std::function<void()>& checkpoint) {
+    const std::size_t bytesPerEntry = sizeof(double);
+    const std::size_t limitEntries = memoryLimitBytes / bytesPerEntry;
+    std::size_t tableEntries = 0;
+    for (const auto& scope : ordered.scopes.scopes)
+        tableEntries = saturatingAdd(tableEntries, entriesOver(scope, ordered.scopes.stateCounts));
+    if (tableEntries >= limitEntries)
+        throw NetworkTooLargeError("wmb needs about " + describeBytes(tableEntries * bytesPerEntry) +
+                                   " for its copies of the tables, above the memory limit of " +
+                                   describeBytes(memoryLimitBytes) + "; raise it with --memory-limit");
+    if (entriesPerMiniBucket) return planMiniBuckets(ordered.scopes, *entriesPerMiniBucket);
+    std::optional<MiniBucketPlan> plan =
+        planWithinBudget(ordered.scopes, std::min(kMostEntries, limitEntries - tableEntries), checkpoint);
+    if (!plan)
+        throw NetworkTooLargeError("wmb's smallest mini-buckets need more than the memory limit of " +
+                                   describeBytes(memoryLimitBytes) + "; raise it with --memory-limit");
+    return std::move(*plan);
+}
+
+// The log of the product of every likelihood's largest factor.
+double logLikelihoodScale(const Evidence& evidence) {
+    double scale = 0.0;
+    for (const auto& [v, factors] : evidence.likelihood) scale += std::log(*std::max_element(factors.begin(), factors.end()));
+    return scale;
+}
+
+// One job per thread, job k starting k / jobs of the way round the stream.
+std::vector<Job> jobsOf(const MiniBucketSchedule& schedule, const SampleLayout& layout, const InferenceOptions& options) {
+    const std::uint64_t start = streamStart(options);
+    const std::uint64_t share = generator_stream::periodOf(Generator::Wide) / static_cast<std::uint64_t>(options.jobs);
+    std::vector<Job> jobs;
+    jobs.reserve(options.jobs);
+    for (int k = 0; k < options.jobs; ++k)
+        jobs.push_back(Job{BucketSampler(schedule, layout), WeightSums(layout.sumCount),
+                           generator_stream::advance(start, share * static_cast<std::uint64_t>(k), Generator::Wide)});
+    return jobs;
+}
+
+WeightSums mergedSums(const std::vector<Job>& jobs) {
+    WeightSums sums = jobs.front().sums;
+    for (std::size_t k = 1; k < jobs.size(); ++k) sums.merge(jobs[k].sums);
+    return sums;
+}
+
+// Draws the samples on the jobs' threads, to the target error if one is
+// set; whether it was met.
+std::optional<bool> drawSamples(std::vector<Job>& jobs, const SumLayout& sumLayout, const InferenceOptions& options,
+                                RunTimer& timer) {
+    long drawnSoFar = 0;
+    const std::function<bool(long)> keepGoing = [&timer](long drawn) { return timer.poll(drawn); };
+    const auto drawRound = [&](long samples) {
+        const auto draw = [&jobs](int k, SampleQuota& quota) {
+            jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums);
+        };
+        const bool going = shareAmongJobs(options.jobs, samples, drawnSoFar, draw, keepGoing, kPollInterval);
+        drawnSoFar = 0;
+        for (const Job& job : jobs) drawnSoFar += job.sums.drawn;
+        return going;
+    };
+    if (!options.targetError) {
+        drawRound(sampleLimit(options));
+        return std::nullopt;
+    }
+    return drawToTarget(*options.targetError, sampleLimit(options), drawRound,
+                        [&] { return estimateErrors(sumLayout, mergedSums(jobs)); });
+}
+
+// Where each network variable's sums start, for the error estimates.
+SumLayout sumLayoutOf(const SampleLayout& layout, const std::vector<int>& stateCounts) {
+    const std::size_t n = stateCounts.size();
+    std::vector<std::size_t> firstSum(n, 0);
+    std::vector<char> tallied(n, 0);
+    for (const SampleLayout::Tally& tally : layout.tallies) {
+        firstSum[tally.variable] = tally.firstSum;
+        tallied[tally.variable] = 1;
+    }
+    SumLayout sumLayout;
+    for (std::size_t v = 0; v < n; ++v)
+        sumLayout.nodes.push_back({firstSum[v], static_cast<std::size_t>(stateCounts[v]), tallied[v] != 0});
+    return sumLayout;
+}
+
+// The queried variables' posteriors and standard errors from the merged
+// sums; an observed variable's posterior is its observed state.
+void fillPosteriors(InferenceResult& result, const WeightSums& sums, const SumLayout& sumLayout,
+                    const std::vector<int>& observed, const std::vector<int>& queried, const ErrorEstimates& errors) {
+    const std::size_t n = sumLayout.nodes.size();
+    result.posteriors.resize(n);
+    result.standardErrors.resize(n);
+    result.valid.assign(n, false);
+    for (std::size_t v = 0; v < n; ++v) {
+        const bool wanted = queried.empty() || std::find(queried.begin(), queried.end(), static_cast<int>(v)) != queried.end();
+        if (!wanted) continue;
+        const SumLayout::Node& node = sumLayout.nodes[v];
+        result.valid[v] = true;
+        result.posteriors[v].assign(node.stateCount, 0.0);
+        result.standardErrors[v] = errors.standardErrors[v];
+        if (observed[v] >= 0) {
+            result.posteriors[v][observed[v]] = 1.0;
+            continue;
+        }
+        const double* sum = sums.perState.data() + node.firstSum;
+        for (std::size_t s = 0; s < node.stateCount; ++s) result.posteriors[v][s] = sum[s] / sums.total;
+    }
+}
+
 }  // namespace
 
 InferenceResult inferByMiniBuckets(const Network& network, const Evidence& evidence, const InferenceOptions& options,
@@ -132,70 +241,17 @@ InferenceResult inferByMiniBuckets(const Network& network, const Evidence& evide
         // Only the evidence and its ancestors need the proposal.
         const RelevantFactors relevant(network, weights, seeds);
         const OrderedModel ordered = orderModel(relevant);
-        const std::size_t bytesPerEntry = sizeof(double);
-        const std::size_t limitEntries = options.memoryLimitBytes / bytesPerEntry;
-        std::size_t tableEntries = 0;
-        for (const auto& scope : ordered.scopes.scopes)
-            tableEntries = saturatingAdd(tableEntries, entriesOver(scope, ordered.scopes.stateCounts));
-        if (tableEntries >= limitEntries)
-            throw NetworkTooLargeError("wmb needs about " + describeBytes(tableEntries * bytesPerEntry) +
-                                       " for its copies of the tables, above the memory limit of " +
-                                       describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
-        std::optional<MiniBucketPlan> plan;
-        if (entriesPerMiniBucket) {
-            plan = planMiniBuckets(ordered.scopes, *entriesPerMiniBucket);
-        } else {
-            plan = planWithinBudget(ordered.scopes, std::min(kMostEntries, limitEntries - tableEntries), checkpoint);
-            if (!plan)
-                throw NetworkTooLargeError("wmb's smallest mini-buckets need more than the memory limit of " +
-                                           describeBytes(options.memoryLimitBytes) + "; raise it with --memory-limit");
-        }
-        const MiniBucketSchedule schedule(*plan, ordered.scopes.stateCounts, ordered.tables, checkpoint);
+        const MiniBucketPlan plan = planWithinMemory(ordered, options.memoryLimitBytes, entriesPerMiniBucket, checkpoint);
+        const MiniBucketSchedule schedule(plan, ordered.scopes.stateCounts, ordered.tables, checkpoint);
         const SampleLayout layout = layoutOf(network, relevant, ordered, options);
 
-        const std::uint64_t start = streamStart(options);
-        const std::uint64_t share = generator_stream::periodOf(Generator::Wide) / static_cast<std::uint64_t>(options.jobs);
-        std::vector<Job> jobs;
-        jobs.reserve(options.jobs);
-        for (int k = 0; k < options.jobs; ++k)
-            jobs.push_back(Job{BucketSampler(schedule, layout), WeightSums(layout.sumCount),
-                               generator_stream::advance(start, share * static_cast<std::uint64_t>(k), Generator::Wide)});
-        const auto merged = [&jobs] {
-            WeightSums sums = jobs.front().sums;
-            for (std::size_t k = 1; k < jobs.size(); ++k) sums.merge(jobs[k].sums);
-            return sums;
-        };
-        SumLayout sumLayout;
-        std::vector<std::size_t> firstSum(n, 0);
-        std::vector<char> tallied(n, 0);
-        for (const SampleLayout::Tally& tally : layout.tallies) {
-            firstSum[tally.variable] = tally.firstSum;
-            tallied[tally.variable] = 1;
-        }
-        for (int v = 0; v < n; ++v)
-            sumLayout.nodes.push_back({firstSum[v], static_cast<std::size_t>(stateCounts[v]), tallied[v] != 0});
-
-        long drawnSoFar = 0;
-        const std::function<bool(long)> keepGoing = [&timer](long drawn) { return timer.poll(drawn); };
-        const auto drawRound = [&](long samples) {
-            const auto draw = [&jobs](int k, SampleQuota& quota) {
-                jobs[k].state = jobs[k].sampler.draw(jobs[k].state, quota, jobs[k].sums);
-            };
-            const bool going = shareAmongJobs(options.jobs, samples, drawnSoFar, draw, keepGoing, kPollInterval);
-            drawnSoFar = 0;
-            for (const Job& job : jobs) drawnSoFar += job.sums.drawn;
-            return going;
-        };
+        std::vector<Job> jobs = jobsOf(schedule, layout, options);
+        const SumLayout sumLayout = sumLayoutOf(layout, stateCounts);
         SamplingReport report;
-        if (options.targetError) {
-            report.targetMet = drawToTarget(*options.targetError, sampleLimit(options), drawRound,
-                                            [&] { return estimateErrors(sumLayout, merged()); });
-        } else {
-            drawRound(sampleLimit(options));
-        }
+        report.targetMet = drawSamples(jobs, sumLayout, options, timer);
         timer.finish();
 
-        const WeightSums sums = merged();
+        const WeightSums sums = mergedSums(jobs);
         if (sums.drawn == 0)
             throw InferenceError("no sample was drawn within the time budget (the set-up took " +
                                      std::to_string(timer.seconds()) + " s); raise --max-seconds",
@@ -210,31 +266,13 @@ InferenceResult inferByMiniBuckets(const Network& network, const Evidence& evide
         InferenceResult result;
         result.seconds = timer.seconds();
         result.samplesDrawn = sums.drawn;
-        result.miniBuckets = MiniBucketReport{plan->entriesPerMiniBucket, plan->messageEntries,
-                                              static_cast<int>(plan->buckets.size()), plan->splitBuckets};
-        result.posteriors.resize(n);
-        result.standardErrors.resize(n);
-        result.valid.assign(n, false);
-        for (int v = 0; v < n; ++v) {
-            const bool wanted = options.queried.empty() ||
-                                std::find(options.queried.begin(), options.queried.end(), v) != options.queried.end();
-            if (!wanted) continue;
-            result.valid[v] = true;
-            result.posteriors[v].assign(stateCounts[v], 0.0);
-            result.standardErrors[v] = report.errors.standardErrors[v];
-            if (relevant.observed[v] >= 0) {
-                result.posteriors[v][relevant.observed[v]] = 1.0;
-                continue;
-            }
-            const double* sum = sums.perState.data() + firstSum[v];
-            for (int s = 0; s < stateCounts[v]; ++s) result.posteriors[v][s] = sum[s] / sums.total;
-        }
+        result.miniBuckets = MiniBucketReport{plan.entriesPerMiniBucket, plan.messageEntries,
+                                              static_cast<int>(plan.buckets.size()), plan.splitBuckets};
+        fillPosteriors(result, sums, sumLayout, relevant.observed, options.queried, report.errors);
         // The mean weight as the engine's samplers report it, with every
         // likelihood scaled to a largest factor of 1: above 0 only by
         // sampling error.
-        double likelihoodScale = 0.0;
-        for (const auto& [v, factors] : evidence.likelihood)
-            likelihoodScale += std::log(*std::max_element(factors.begin(), factors.end()));
+        const double likelihoodScale = logLikelihoodScale(evidence);
         report.errors.logMeanWeight += relevant.logScale + schedule.logScale - likelihoodScale;
         result.logProbabilityOfEvidence = report.errors.logMeanWeight + likelihoodScale;
         result.probabilityOfEvidenceRelativeError = report.errors.meanWeightRelativeError;

@@ -34,6 +34,17 @@ private:
     long granted = 0;
 };
 
+// The joint posterior the plan tallies (empty without one): its sums
+// normalised, all 0 where no sample had weight.
+std::vector<double> jointPosteriorOf(const SamplingPlan& plan, const WeightSums& sums) {
+    std::vector<double> joint(plan.jointEntries, 0.0);
+    const double* sum = sums.perState.data() + plan.firstJointSum;
+    const double total = std::accumulate(sum, sum + plan.jointEntries, 0.0);
+    if (total > 0.0)
+        for (std::size_t k = 0; k < plan.jointEntries; ++k) joint[k] = sum[k] / total;
+    return joint;
+}
+
 }  // namespace
 
 int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const SamplingSettings& settings,
@@ -99,13 +110,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     for (std::size_t k = 1; k < best.size(); ++k) best.front().merge(best[k]);
     if (!best.empty()) report.best = best.front().samples();
 
-    if (plan.jointEntries > 0) {
-        const double* sum = sums.perState.data() + plan.firstJointSum;
-        const double total = std::accumulate(sum, sum + plan.jointEntries, 0.0);
-        report.joint.assign(plan.jointEntries, 0.0);
-        if (total > 0.0)
-            for (std::size_t k = 0; k < plan.jointEntries; ++k) report.joint[k] = sum[k] / total;
-    }
+    report.joint = jointPosteriorOf(plan, sums);
 
     // An untallied node gets even weights where the run has weight at all,
     // so that the write-back still fails exactly when no sample counted.

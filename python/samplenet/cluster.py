@@ -14,6 +14,7 @@ from __future__ import annotations
 import uuid
 
 from samplenet import _core
+from samplenet.errors import OptionError
 
 
 def _plan(plan: bytes) -> bytes:
@@ -27,6 +28,18 @@ def _draw_share(plan: bytes, share: bytes, samples: int) -> bytes:
 def worker_count(client) -> int:
     """The workers the client's scheduler knows of now."""
     return len(client.scheduler_info()["workers"])
+
+
+def check_query(client, algorithm, options) -> None:
+    """Refuses what a cluster cannot draw (OptionError); sets the shares
+    (`jobs`) to one per worker where none are given."""
+    if algorithm not in ("epis", "ais"):
+        raise OptionError("algorithm", f"a cluster draws epis or ais samples: give algorithm=\"epis\" or "
+                                       f"\"ais\", not {algorithm!r}")
+    if options.get("jobs") is None:
+        options["jobs"] = worker_count(client)
+        if options["jobs"] == 0:
+            raise OptionError("client", "the cluster has no workers")
 
 
 class ClusterRounds:

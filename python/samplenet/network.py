@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import os
-import warnings
 
 import numpy as np
 
@@ -181,11 +180,9 @@ class Network:
             loses its parents and keeps that state, so that only what it
             causes moves (unlike evidence); result.interventions lists them.
             A node cannot be both observed and set (EvidenceError).
-        algorithm: "auto" (default: exact inference where the junction tree
-            is small, else epis to a target error of 0.01; result.choice says
-            which ran and why), "epis", "ais", "lbp", "exact", "wmb" or "bpis"
-            (importance sampling from a memory-bounded weighted mini-bucket
-            elimination, backtracking out of zeros).
+        algorithm: "auto" (default: exact where the query's junction tree
+            fits, else samplers to a target error of 0.01; result.choice says
+            which ran and why), "epis", "ais", "lbp", "exact", "wmb" or "bpis".
         query: node names; only these are computed and returned (default:
             all): exact inference builds its tables for them alone, the
             samplers add up their sums alone and judge target_error by them.
@@ -197,12 +194,9 @@ class Network:
             exactly (NetworkTooLargeError where the tables exceed the memory
             limit).
         client: a dask.distributed Client: epis or ais draw their final
-            samples on its cluster in `jobs` shares (default: one per worker
-            the scheduler knows of at the call), with the same results as
-            jobs=N on one machine, bit for bit. The importance tables are
-            computed here; a share whose worker is lost is drawn again
-            elsewhere with the same numbers. The time budget (max_seconds)
-            is looked at between rounds of shares only.
+            samples on its cluster in `jobs` shares (default: one per worker),
+            bit for bit as jobs=N on one machine; a lost worker's share is
+            drawn again elsewhere (see samplenet.cluster).
         options: the tuning options below, each checked as the command line
             checks its flags; one that the algorithm does not read gets a
             RuntimeWarning. seed=None (default) seeds from the clock.
@@ -217,13 +211,7 @@ class Network:
         probability zero, or no compatible sample)."""
         memory_limit_gib = options.get("memory_limit_gib")
         if client is not None:
-            if algorithm not in ("epis", "ais"):
-                raise OptionError("algorithm", f"a cluster draws epis or ais samples: give algorithm=\"epis\" or "
-                                               f"\"ais\", not {algorithm!r}")
-            if options.get("jobs") is None:
-                options["jobs"] = cluster.worker_count(client)
-                if options["jobs"] == 0:
-                    raise OptionError("client", "the cluster has no workers")
+            cluster.check_query(client, algorithm, options)
         options = make_options(algorithm, warn=True, **options)
         if joint is not None and algorithm in ("lbp", "wmb", "bpis"):
             raise OptionError("joint", f"{algorithm} gives no joint posterior: use exact, epis, ais or auto")
@@ -240,25 +228,9 @@ class Network:
             options.joint = [self.index(node) for node in joint]
         hard, soft = self._evidence_by_name(evidence, likelihood)
         network = intervened(self, do, hard, soft)
-        if client is None:
-            run = _core.infer(network._core, hard, soft, options)
-        else:
-            run = _core.infer_on_shares(network._core, hard, soft, options, cluster.ClusterRounds(client))
+        run = _core.infer(network._core, hard, soft, options) if client is None else \
+            _core.infer_on_shares(network._core, hard, soft, options, cluster.ClusterRounds(client))
         posteriors = run.posteriors
-        sampling = None
-        if run.samples_drawn is not None:
-            drawn, distinct = run.samples_drawn, run.distinct_samples
-            if distinct < drawn:
-                warnings.warn(f"only {distinct} of {drawn} samples are distinct draws: the generator's stream of "
-                              "2^31 numbers repeats after that, so more samples add no information", RuntimeWarning,
-                              stacklevel=2)
-            errors = run.standard_errors
-            sampling = SamplingSummary(drawn, distinct, run.effective_sample_size,
-                                       run.probability_of_evidence_relative_error,
-                                       {name: np.asarray(errors[v]) for name, v in zip(shown, positions)},
-                                       run.target_met, run.error_bound, run.warning or None)
-            if sampling.warning:
-                warnings.warn(sampling.warning, RuntimeWarning, stacklevel=2)
         sampled_joint = None if run.joint_probabilities is None else (run.joint_probabilities,
                                                                       run.joint_standard_errors)
         return Result(
@@ -266,7 +238,7 @@ class Network:
             {name: self._core.states(v) for name, v in zip(shown, positions)},
             run.ln_probability_of_evidence,
             run.seconds,
-            sampling=sampling,
+            sampling=SamplingSummary.of(run, shown, positions),
             converged=run.converged,
             choice=run.choice or None,
             algorithm=run.algorithm,

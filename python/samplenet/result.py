@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+import warnings
 from collections.abc import Mapping
 from dataclasses import dataclass
 
@@ -40,6 +41,27 @@ class SamplingSummary:
         """Whether the answer can be taken as printed: enough effective
         samples for its error estimates, and its target met if it had one."""
         return self.warning is None
+
+    @classmethod
+    def of(cls, run, shown, positions):
+        """The summary of a binding's run (None when nothing was sampled),
+        with the standard errors of the nodes `shown` at `positions`; warns
+        as the command line does where the answer is not to be taken as
+        printed or the generator's stream repeated."""
+        if run.samples_drawn is None:
+            return None
+        drawn, distinct = run.samples_drawn, run.distinct_samples
+        if distinct < drawn:
+            warnings.warn(f"only {distinct} of {drawn} samples are distinct draws: the generator's stream of "
+                          "2^31 numbers repeats after that, so more samples add no information", RuntimeWarning,
+                          stacklevel=3)
+        errors = run.standard_errors
+        summary = cls(drawn, distinct, run.effective_sample_size, run.probability_of_evidence_relative_error,
+                      {name: np.asarray(errors[v]) for name, v in zip(shown, positions)},
+                      run.target_met, run.error_bound, run.warning or None)
+        if summary.warning:
+            warnings.warn(summary.warning, RuntimeWarning, stacklevel=3)
+        return summary
 
 
 class Result(Mapping):
