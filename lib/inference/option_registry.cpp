@@ -79,6 +79,21 @@ const std::vector<OptionSpec> kOptions{
      .readBy = {A::Epis},
      .set = [](InferenceOptions& o, const OptionValue& v) { o.epis.propagationLength = static_cast<int>(wholeNumber(v)); },
      .get = [](const InferenceOptions& o) { return whole(o.epis.propagationLength); }},
+    // Only the floor of small variables: a floor of E over n states needs
+    // n * E below 1, so larger variables keep their own, smaller floors.
+    {.name = "epsilon",
+     .keyword = "epsilon",
+     .concern = "Propagation",
+     .help = "Least probability that epis's and bpis's importance tables give a possible state of a variable of up "
+             "to 4 states (larger variables keep 0.001, 0.0005 and 0.0001 by size); raise it when the evidence "
+             "makes states likely that the propagation underrates",
+     .kind = OptionKind::Number,
+     .least = 0,
+     .most = 0.2,
+     .defaultText = "0.006",
+     .readBy = {A::Epis, A::Propagated},
+     .set = [](InferenceOptions& o, const OptionValue& v) { o.epis.epsilon1 = number(v); },
+     .get = [](const InferenceOptions& o) { return real(o.epis.epsilon1); }},
     {.name = "iterations",
      .keyword = "iterations",
      .concern = "Propagation",
