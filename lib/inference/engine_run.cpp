@@ -89,12 +89,18 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
                                   .keepGoing = [&clock](long drawn) { return clock.poll(drawn); },
                                   .keepBestSamples = options.keepBestSamples,
                                   .tallies = {},
-                                  .elsewhere = elsewhere};
+                                  .elsewhere = elsewhere,
+                                  .watchers = {}};
         const ImportanceSampler sampler =
             options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
         // The engine orders the nodes as it starts: tallies use its order.
         driver = [&, settings, sampler](SampleNet& net) mutable {
             settings.tallies = talliesFor(options, adapter);
+            if (options.watch) {
+                std::vector<std::size_t> rowOf(network.size());
+                for (int v = 0; v < network.size(); ++v) rowOf[v] = static_cast<std::size_t>(adapter.nodeOf(v));
+                settings.watchers = options.watch->observers(rowOf, options.jobs);
+            }
             return runImportanceSampler(net, sampler, settings, sampling.emplace());
         };
     }

@@ -156,6 +156,11 @@ SamplingReport drawSamples(const SamplingPlan& plan, const PlannedModel& planned
                            const InferenceOptions& options, RunTimer& timer, WeightSums& sums) {
     ParallelDraws draws(plan, streamStart(options), Generator::Wide, options.jobs,
                         samplersFor(plan, planned, backtracking));
+    if (options.watch) {
+        std::vector<std::size_t> rowOf;
+        for (std::size_t v = 0; v < planned.position.size(); ++v) rowOf.push_back(planned.position[v]);
+        draws.watch(options.watch->observers(rowOf, options.jobs));
+    }
     const std::function<bool(long)> keepGoing = [&timer](long drawn) { return timer.poll(drawn); };
     SamplingReport report;
     if (options.targetError) {

@@ -52,6 +52,8 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     if (settings.jobs < 1) throw std::invalid_argument("the number of jobs must be at least 1");
     if (settings.elsewhere && settings.keepBestSamples > 0)
         throw std::invalid_argument("shares drawn elsewhere keep no best samples");
+    if (!settings.watchers.empty() && static_cast<int>(settings.watchers.size()) != settings.jobs)
+        throw std::invalid_argument("a sample watch needs one observer per job");
     if (sampler == ImportanceSampler::Epis) {
         sampler_steps::PrepareEpis(net);
     } else {
@@ -74,10 +76,14 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     std::vector<BestSamples> best;
     if (settings.keepBestSamples > 0)
         for (int k = 0; k < settings.jobs; ++k) best.emplace_back(net, plan, settings.keepBestSamples);
+    // What each job shows its blocks to: its best samples and its watcher.
+    std::vector<ObserverPair> shown;
+    for (int k = 0; k < settings.jobs; ++k)
+        shown.emplace_back(best.empty() ? nullptr : &best[k], settings.watchers.empty() ? nullptr : settings.watchers[k]);
     if (settings.jobs == 1 && !settings.targetError && !settings.elsewhere) {
         AdapterQuota quota(*net.adapter);
         BlockSampler blocks(plan, settings.generator);
-        const std::uint64_t end = blocks.draw(start, quota, sums, best.empty() ? nullptr : &best.front());
+        const std::uint64_t end = blocks.draw(start, quota, sums, shown.front().get());
         // The engine's generator ends where the engine would have left it.
         if (settings.generator == Generator::Standard) engine_random::SetSeed(static_cast<long long>(end));
         report.distinct = generator_stream::distinctSamples(sums.drawn, plan.drawnNodes,
@@ -85,9 +91,9 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     } else {
         const long cap = net.adapter->GetNumberOfSamples();
         ParallelDraws draws(plan, start, settings.generator, settings.jobs, {}, settings.elsewhere);
-        if (!best.empty()) {
+        if (shown.front().get()) {
             std::vector<BlockObserver*> observers;
-            for (BestSamples& job : best) observers.push_back(&job);
+            for (ObserverPair& job : shown) observers.push_back(job.get());
             draws.watch(observers);
         }
         if (settings.targetError) {

@@ -1,0 +1,230 @@
+#include "lib/queries/sampled_map.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <memory>
+#include <stdexcept>
+
+#include "lib/queries/configuration_weights.h"
+#include "lib/queries/joint_posterior.h"
+
+namespace samplenet {
+
+namespace {
+
+// Configurations of the chosen variables each job's table keeps.
+constexpr std::size_t kConfigurationsKept = 1 << 16;
+// The search starts from this many of the heaviest configurations.
+constexpr std::size_t kStarts = 4;
+// A move is taken when it raises ln P(x, e) by more than this many standard
+// errors of the difference of the two estimates.
+constexpr double kMoveConfidence = 2.0;
+// The search's time budget when the options set none.
+constexpr double kDefaultSearchSeconds = 60.0;
+
+// One table of configurations per job.
+class ConfigurationWatch : public SampleWatch {
+public:
+    explicit ConfigurationWatch(std::vector<int> free) : free(std::move(free)) {}
+
+    std::vector<BlockObserver*> observers(const std::vector<std::size_t>& rowOf, int jobs) override {
+        std::vector<std::size_t> rows;
+        for (int v : free) rows.push_back(rowOf[v]);
+        tables.clear();
+        std::vector<BlockObserver*> shown;
+        for (int k = 0; k < jobs; ++k) {
+            tables.push_back(std::make_unique<ConfigurationWeights>(rows, kConfigurationsKept));
+            shown.push_back(tables.back().get());
+        }
+        return shown;
+    }
+
+    // Every job's configurations in the first job's table.
+    const ConfigurationWeights* merged() {
+        if (tables.empty()) return nullptr;
+        for (std::size_t k = 1; k < tables.size(); ++k) tables.front()->merge(*tables[k]);
+        tables.resize(1);
+        return tables.front().get();
+    }
+
+private:
+    std::vector<int> free;
+    std::vector<std::unique_ptr<ConfigurationWeights>> tables;
+};
+
+// ln P(x, e) estimated by one sampling run, with its standard error.
+struct Score {
+    double logJoint = -std::numeric_limits<double>::infinity();
+    double error = 0.0;
+};
+
+// Whether `to` is more probable than `from` beyond their errors.
+bool clearlyBetter(const Score& to, const Score& from) {
+    if (std::isinf(from.logJoint) && from.logJoint < 0.0) return !std::isinf(to.logJoint);
+    return to.logJoint - from.logJoint > kMoveConfidence * std::hypot(to.error, from.error);
+}
+
+class MapSearch {
+public:
+    MapSearch(const Network& network, const Evidence& evidence, std::vector<int> free, const InferenceOptions& options)
+        : network(network), evidence(evidence), free(std::move(free)), options(options),
+          start(std::chrono::steady_clock::now()), budget(options.maxSeconds.value_or(kDefaultSearchSeconds)) {
+        this->options.watch = nullptr;
+        this->options.joint.clear();
+        this->options.keepBestSamples = 0;
+        this->options.queried = this->free;
+    }
+
+    // Climbs from `x` while a neighbour is clearly better; returns its end.
+    std::pair<std::vector<int>, Score> climb(std::vector<int> x, SampledMapReport& report) {
+        Score here = score(x);
+        for (;;) {
+            std::vector<int> best = x;
+            Score bestScore = here;
+            for (std::size_t i = 0; i < free.size() && withinBudget(report); ++i)
+                for (int s = 0; s < network.variables[free[i]].stateCount(); ++s) {
+                    if (s == x[i]) continue;
+                    std::vector<int> y = x;
+                    y[i] = s;
+                    if (const Score neighbour = score(y); neighbour.logJoint > bestScore.logJoint) {
+                        best = std::move(y);
+                        bestScore = neighbour;
+                    }
+                }
+            if (!clearlyBetter(bestScore, here)) return {x, here};
+            x = std::move(best);
+            here = bestScore;
+            ++report.moves;
+        }
+    }
+
+    int scored() const { return static_cast<int>(scores.size()); }
+
+private:
+    bool withinBudget(SampledMapReport& report) {
+        const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
+        if (spent.count() < budget) return true;
+        report.localOptimum = false;
+        return false;
+    }
+
+    // A run with x added to the evidence; one per configuration.
+    Score score(const std::vector<int>& x) {
+        if (const auto known = scores.find(x); known != scores.end()) return known->second;
+        Evidence given = evidence;
+        for (std::size_t i = 0; i < free.size(); ++i) given.hard[free[i]] = x[i];
+        Score result;
+        try {
+            const InferenceResult run = infer(network, given, options);
+            if (run.logProbabilityOfEvidence) {
+                result.logJoint = *run.logProbabilityOfEvidence;
+                result.error = run.probabilityOfEvidenceRelativeError.value_or(0.0);
+            }
+        } catch (const InferenceError&) {
+            // No sample had weight: as far as the sampler can tell, x is impossible.
+        }
+        return scores[x] = result;
+    }
+
+    const Network& network;
+    const Evidence& evidence;
+    std::vector<int> free;
+    InferenceOptions options;
+    std::chrono::steady_clock::time_point start;
+    double budget;
+    std::map<std::vector<int>, Score> scores;
+};
+
+bool showsSamples(Algorithm algorithm) {
+    return algorithm == Algorithm::Epis || algorithm == Algorithm::Ais || algorithm == Algorithm::Propagated;
+}
+
+// The heaviest configurations of the candidates run, then every variable in
+// its most probable state, without repeats.
+std::vector<std::vector<int>> candidatesOf(const InferenceResult& run, const ConfigurationWeights* weights,
+                                          const std::vector<int>& free) {
+    std::vector<std::vector<int>> candidates;
+    if (weights)
+        for (const ConfigurationWeights::Share& share : weights->heaviest(kStarts)) candidates.push_back(share.states);
+    std::vector<int> marginal;
+    for (int v : free) {
+        const std::vector<double>& posterior = run.posteriors[v];
+        marginal.push_back(static_cast<int>(std::max_element(posterior.begin(), posterior.end()) - posterior.begin()));
+    }
+    if (std::find(candidates.begin(), candidates.end(), marginal) == candidates.end()) candidates.push_back(marginal);
+    return candidates;
+}
+
+std::string methodOf(const InferenceOptions& options, const SampledMapReport& report) {
+    std::string how = "approximate: ";
+    how += showsSamples(options.algorithm) ? "the heaviest configurations of the chosen nodes in the samples"
+                                           : "the most probable state of each chosen node by its marginal";
+    how += ", improved by a local search that moves one node at a time where P(x, e), estimated by a sampling "
+           "run per configuration, rises beyond its error (" +
+           std::to_string(report.scored) + " configurations scored, " + std::to_string(report.moves) +
+           (report.moves == 1 ? " move" : " moves") +
+           (report.localOptimum ? ", ended at a local optimum)" : ", stopped by the time budget)");
+    return how;
+}
+
+}  // namespace
+
+SampledMap sampledMaximumAPosteriori(const Network& network, const Evidence& evidence,
+                                     const std::vector<int>& variables, const InferenceOptions& options) {
+    if (!showsSamples(options.algorithm) && options.algorithm != Algorithm::MiniBucket)
+        throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
+                                    " does not sample: sampled most probable states take epis, ais, bpis or wmb");
+    checkJointVariables(network, variables);
+    const std::vector<int> free = unobservedAmong(evidence, variables);
+    if (static_cast<int>(free.size()) > kMostSampledMapNodes)
+        throw std::invalid_argument("the approximate most probable states take at most " +
+                                    std::to_string(kMostSampledMapNodes) + " unobserved chosen nodes, not " +
+                                    std::to_string(free.size()) +
+                                    ": each move of its search estimates P(x, e) once per other state of each");
+
+    ConfigurationWatch watch(free);
+    InferenceOptions candidatesRun = options;
+    candidatesRun.queried = free;
+    if (showsSamples(options.algorithm)) candidatesRun.watch = &watch;
+    const InferenceResult run = infer(network, evidence, candidatesRun);
+    const ConfigurationWeights* weights = watch.merged();
+
+    SampledMap answer;
+    SampledMapReport& report = answer.report;
+    report.sampling = run.sampling;
+    report.missedShare = weights ? weights->missedShare() : 0.0;
+    MapSearch search(network, evidence, free, options);
+    std::vector<int> best;
+    Score bestScore;
+    for (const std::vector<int>& candidate : candidatesOf(run, weights, free)) {
+        ++report.candidates;
+        const auto [end, score] = search.climb(candidate, report);
+        if (best.empty() || score.logJoint > bestScore.logJoint) {
+            best = end;
+            bestScore = score;
+        }
+        if (!report.localOptimum) break;
+    }
+    report.scored = search.scored();
+    report.how = methodOf(options, report);
+
+    Explanation& explanation = answer.explanation;
+    explanation.states.assign(network.size(), -1);
+    for (int v : variables)
+        if (const auto observed = evidence.hard.find(v); observed != evidence.hard.end()) explanation.states[v] = observed->second;
+    for (std::size_t i = 0; i < free.size(); ++i) explanation.states[free[i]] = best[i];
+    explanation.exact = false;
+    explanation.estimated = true;
+    explanation.searchChanges = report.moves;
+    explanation.logJoint = bestScore.logJoint;
+    explanation.logJointError = bestScore.error;
+    const double logEvidence = run.logProbabilityOfEvidence.value_or(0.0);
+    explanation.logPosterior = bestScore.logJoint - logEvidence;
+    explanation.logPosteriorError = std::hypot(bestScore.error, run.probabilityOfEvidenceRelativeError.value_or(0.0));
+    return answer;
+}
+
+}  // namespace samplenet
