@@ -45,6 +45,20 @@ std::vector<double> jointPosteriorOf(const SamplingPlan& plan, const WeightSums&
     return joint;
 }
 
+// Hands the sums to the engine, which writes the beliefs back to the host.
+// An untallied node gets even weights where the run has weight at all, so
+// that the write-back still fails exactly when no sample counted.
+int writeBeliefs(SampleNet& net, const SamplingPlan& plan, const WeightSums& sums) {
+    const double untallied = sums.total > 0.0 ? 1.0 : 0.0;
+    for (int i = 0; i < net.nodeCount; ++i) {
+        SampleNode& node = *net.nodes[i];
+        if (node.evidence >= 0) continue;
+        const double* sum = sums.perState.data() + plan.nodes[i].firstSum;
+        for (int s = 0; s < node.numStates; ++s) node.weights[s] = plan.nodes[i].tallied ? sum[s] : untallied;
+    }
+    return sampler_steps::WriteBeliefs(net);
+}
+
 }  // namespace
 
 int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const SamplingSettings& settings,
@@ -117,17 +131,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     if (!best.empty()) report.best = best.front().samples();
 
     report.joint = jointPosteriorOf(plan, sums);
-
-    // An untallied node gets even weights where the run has weight at all,
-    // so that the write-back still fails exactly when no sample counted.
-    const double untallied = sums.total > 0.0 ? 1.0 : 0.0;
-    for (int i = 0; i < net.nodeCount; ++i) {
-        SampleNode& node = *net.nodes[i];
-        if (node.evidence >= 0) continue;
-        const double* sum = sums.perState.data() + plan.nodes[i].firstSum;
-        for (int s = 0; s < node.numStates; ++s) node.weights[s] = plan.nodes[i].tallied ? sum[s] : untallied;
-    }
-    return sampler_steps::WriteBeliefs(net);
+    return writeBeliefs(net, plan, sums);
 }
 
 }  // namespace samplenet
