@@ -10,7 +10,8 @@ node observed in a random state of positive probability: `samplenet infer
 Counts the sets where the sampled answer equals the exact one, and, among
 those where it does not, the ones where the exact joint posterior's best and
 second best entries lie within 1% of each other (near ties, where the
-sampler's error can decide). Prints a Markdown table. Not part of the build
+sampler's error can decide). Prints a Markdown table (with --verbose, each
+clear difference too). Not part of the build
 or the tests.
 """
 import argparse
@@ -57,6 +58,7 @@ def main():
     parser.add_argument("--samples", type=int, default=20000)
     parser.add_argument("--algorithm", default="epis")
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--verbose", action="store_true", help="print each clear difference as an HTML comment")
     options = parser.parse_args()
     rng = random.Random(options.seed)
     print(f"| network | sets | sampled = exact | differ, near tie (<1%) | differ, clear | mean seconds ({options.algorithm}) |")
@@ -79,6 +81,11 @@ def main():
                 ties += 1
             else:
                 clear += 1
+                if options.verbose:
+                    print(f"<!-- {path} {query} {evidence}: exact {exact['explanation']} "
+                          f"{exact['ln_joint_probability']:.4f}, sampled {sampled['explanation']} "
+                          f"{sampled['ln_joint_probability']:.4f} ± {sampled['ln_joint_probability_standard_error']:.3f}"
+                          f" ({sampled['chosen_because']}) -->", flush=True)
         name = path.split("/")[-1].split(".")[0]
         print(f"| {name} | {options.sets} | {agree} | {ties} | {clear} | {seconds / options.sets:.2f} |", flush=True)
 

@@ -43,12 +43,7 @@ void readSampling(const SamplingReport& sampling, int nodes, int variables, cons
             for (std::size_t k = 0; k < sampling.best.size(); ++k) result.bestSamples[k][v] = sampling.best[k].states[node];
         }
     if (sampling.errors.effectiveSampleSize > 0.0) {
-        // Likelihood children scale each likelihood to a largest factor
-        // of 1; the evidence's probability uses the factors as given.
-        double logP = sampling.errors.logMeanWeight;
-        for (const auto& [v, factors] : evidence.likelihood)
-            logP += std::log(*std::max_element(factors.begin(), factors.end()));
-        result.logProbabilityOfEvidence = logP;
+        result.logProbabilityOfEvidence = logProbabilityOfEvidence(sampling.errors.logMeanWeight, evidence);
         result.probabilityOfEvidenceRelativeError = sampling.errors.meanWeightRelativeError;
     }
 }

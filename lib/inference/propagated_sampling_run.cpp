@@ -256,10 +256,7 @@ InferenceResult answerFrom(const Network& network, const Evidence& evidence, con
         for (int s = 0; s < states; ++s) result.posteriors[v].push_back(sums.perState[node.firstSum + s] / sums.total);
     }
     if (report.errors.effectiveSampleSize > 0.0) {
-        double logP = report.errors.logMeanWeight;
-        for (const auto& [v, factors] : evidence.likelihood)
-            logP += std::log(*std::max_element(factors.begin(), factors.end()));
-        result.logProbabilityOfEvidence = logP;
+        result.logProbabilityOfEvidence = logProbabilityOfEvidence(report.errors.logMeanWeight, evidence);
         result.probabilityOfEvidenceRelativeError = report.errors.meanWeightRelativeError;
     }
     result.sampling = std::move(report);

@@ -22,6 +22,8 @@ constexpr std::size_t kStarts = 4;
 // A move is taken when it raises ln P(x, e) by more than this many standard
 // errors of the difference of the two estimates.
 constexpr double kMoveConfidence = 2.0;
+// The configurations of the highest estimates that are scored again.
+constexpr std::size_t kRescored = 3;
 // The search's time budget when the options set none.
 constexpr double kDefaultSearchSeconds = 60.0;
 
@@ -61,6 +63,16 @@ struct Score {
     double error = 0.0;
 };
 
+// Two estimates of the same ln P(x, e) as one, each weighed by the inverse
+// of its variance; an estimate without error (every weight equal) stands,
+// and so does the one run that found weight where the other found none.
+Score pool(const Score& a, const Score& b) {
+    if (std::isinf(a.logJoint) || std::isinf(b.logJoint)) return a.logJoint > b.logJoint ? a : b;
+    if (a.error == 0.0 || b.error == 0.0) return a.error <= b.error ? a : b;
+    const double wa = 1.0 / (a.error * a.error), wb = 1.0 / (b.error * b.error);
+    return {(wa * a.logJoint + wb * b.logJoint) / (wa + wb), 1.0 / std::sqrt(wa + wb)};
+}
+
 // Whether `to` is more probable than `from` beyond their errors.
 bool clearlyBetter(const Score& to, const Score& from) {
     if (std::isinf(from.logJoint) && from.logJoint < 0.0) return !std::isinf(to.logJoint);
@@ -78,8 +90,8 @@ public:
         this->options.queried = this->free;
     }
 
-    // Climbs from `x` while a neighbour is clearly better; returns its end.
-    std::pair<std::vector<int>, Score> climb(std::vector<int> x, SampledMapReport& report) {
+    // Climbs from `x` while a neighbour is clearly better.
+    void climb(std::vector<int> x, SampledMapReport& report) {
         Score here = score(x);
         for (;;) {
             std::vector<int> best = x;
@@ -94,7 +106,7 @@ public:
                         bestScore = neighbour;
                     }
                 }
-            if (!clearlyBetter(bestScore, here)) return {x, here};
+            if (!clearlyBetter(bestScore, here)) return;
             x = std::move(best);
             here = bestScore;
             ++report.moves;
@@ -102,6 +114,25 @@ public:
     }
 
     int scored() const { return static_cast<int>(scores.size()); }
+
+    // The configurations of the highest estimates, each scored again by a
+    // run of another seed and its two estimates pooled: the highest of the
+    // first estimates is high partly by luck, and the second run's is not.
+    // Returns the best by the pooled estimates.
+    std::pair<std::vector<int>, Score> best() {
+        std::vector<std::pair<std::vector<int>, Score>> ranked(scores.begin(), scores.end());
+        const std::size_t kept = std::min(kRescored, ranked.size());
+        std::partial_sort(ranked.begin(), ranked.begin() + static_cast<std::ptrdiff_t>(kept), ranked.end(),
+                          [](const auto& a, const auto& b) { return a.second.logJoint > b.second.logJoint; });
+        InferenceOptions again = options;
+        if (again.seed) again.seed = *again.seed + 1;
+        std::pair<std::vector<int>, Score> chosen = ranked.front();
+        for (std::size_t k = 0; k < kept; ++k) {
+            const Score pooled = pool(ranked[k].second, estimate(ranked[k].first, again));
+            if (k == 0 || pooled.logJoint > chosen.second.logJoint) chosen = {ranked[k].first, pooled};
+        }
+        return chosen;
+    }
 
 private:
     bool withinBudget(SampledMapReport& report) {
@@ -111,14 +142,19 @@ private:
         return false;
     }
 
-    // A run with x added to the evidence; one per configuration.
+    // Scores each configuration once.
     Score score(const std::vector<int>& x) {
         if (const auto known = scores.find(x); known != scores.end()) return known->second;
+        return scores[x] = estimate(x, options);
+    }
+
+    // A run with x added to the evidence.
+    Score estimate(const std::vector<int>& x, const InferenceOptions& settings) const {
         Evidence given = evidence;
         for (std::size_t i = 0; i < free.size(); ++i) given.hard[free[i]] = x[i];
         Score result;
         try {
-            const InferenceResult run = infer(network, given, options);
+            const InferenceResult run = infer(network, given, settings);
             if (run.logProbabilityOfEvidence) {
                 result.logJoint = *run.logProbabilityOfEvidence;
                 result.error = run.probabilityOfEvidenceRelativeError.value_or(0.0);
@@ -126,7 +162,7 @@ private:
         } catch (const InferenceError&) {
             // No sample had weight: as far as the sampler can tell, x is impossible.
         }
-        return scores[x] = result;
+        return result;
     }
 
     const Network& network;
@@ -166,7 +202,8 @@ std::string methodOf(const InferenceOptions& options, const SampledMapReport& re
            "run per configuration, rises beyond its error (" +
            std::to_string(report.scored) + " configurations scored, " + std::to_string(report.moves) +
            (report.moves == 1 ? " move" : " moves") +
-           (report.localOptimum ? ", ended at a local optimum)" : ", stopped by the time budget)");
+           (report.localOptimum ? ", ended at a local optimum)" : ", stopped by the time budget)") +
+           "; the best (up to 3) scored again with another seed, the answer the best by the two estimates pooled";
     return how;
 }
 
@@ -197,17 +234,12 @@ SampledMap sampledMaximumAPosteriori(const Network& network, const Evidence& evi
     report.sampling = run.sampling;
     report.missedShare = weights ? weights->missedShare() : 0.0;
     MapSearch search(network, evidence, free, options);
-    std::vector<int> best;
-    Score bestScore;
     for (const std::vector<int>& candidate : candidatesOf(run, weights, free)) {
         ++report.candidates;
-        const auto [end, score] = search.climb(candidate, report);
-        if (best.empty() || score.logJoint > bestScore.logJoint) {
-            best = end;
-            bestScore = score;
-        }
+        search.climb(candidate, report);
         if (!report.localOptimum) break;
     }
+    const auto [best, bestScore] = search.best();
     report.scored = search.scored();
     report.how = methodOf(options, report);
 

@@ -40,7 +40,10 @@ struct SampledMap {
 // local search moves one variable at a time to the configuration whose
 // P(x, e), estimated by a sampling run with x added to the evidence, is
 // higher beyond the two estimates' errors, and stops where none is or once
-// the time budget (maxSeconds, else a minute) is spent.
+// the time budget (maxSeconds, else a minute) is spent. The three
+// configurations of the highest estimates are then scored again with the
+// next seed, and the answer is the best by the two estimates pooled, so
+// that an estimate high by luck alone does not decide.
 //
 // logJoint is that estimate of ln P(x, e), logPosterior it less the
 // estimated ln P(e); their standard errors are logJointError and
