@@ -81,9 +81,10 @@ bool clearlyBetter(const Score& to, const Score& from) {
 
 class MapSearch {
 public:
-    MapSearch(const Network& network, const Evidence& evidence, std::vector<int> free, const InferenceOptions& options)
+    MapSearch(const Network& network, const Evidence& evidence, std::vector<int> free, const InferenceOptions& options,
+              double budget)
         : network(network), evidence(evidence), free(std::move(free)), options(options),
-          start(std::chrono::steady_clock::now()), budget(options.maxSeconds.value_or(kDefaultSearchSeconds)) {
+          start(std::chrono::steady_clock::now()), budget(budget) {
         this->options.watch = nullptr;
         this->options.joint.clear();
         this->options.keepBestSamples = 0;
@@ -210,7 +211,8 @@ std::string methodOf(const InferenceOptions& options, const SampledMapReport& re
 }  // namespace
 
 SampledMap sampledMaximumAPosteriori(const Network& network, const Evidence& evidence,
-                                     const std::vector<int>& variables, const InferenceOptions& options) {
+                                     const std::vector<int>& variables, const InferenceOptions& options,
+                                     std::optional<double> searchSeconds) {
     if (!showsSamples(options.algorithm) && options.algorithm != Algorithm::MiniBucket)
         throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
                                     " does not sample: sampled most probable states take epis, ais, bpis or wmb");
@@ -233,7 +235,8 @@ SampledMap sampledMaximumAPosteriori(const Network& network, const Evidence& evi
     SampledMapReport& report = answer.report;
     report.sampling = run.sampling;
     report.missedShare = weights ? weights->missedShare() : 0.0;
-    MapSearch search(network, evidence, free, options);
+    MapSearch search(network, evidence, free, options,
+                     searchSeconds.value_or(options.maxSeconds.value_or(kDefaultSearchSeconds)));
     for (const std::vector<int>& candidate : candidatesOf(run, weights, free)) {
         ++report.candidates;
         search.climb(candidate, report);

@@ -51,7 +51,10 @@ struct SampledMap {
 // does not sample or above kMostSampledMapNodes chosen unobserved variables,
 // EvidenceError for an unknown variable or one named twice, and what infer()
 // throws.
+// `searchSeconds`, when given, is the search's time budget in place of
+// maxSeconds (which then bounds each run alone).
 SampledMap sampledMaximumAPosteriori(const Network& network, const Evidence& evidence,
-                                     const std::vector<int>& variables, const InferenceOptions& options);
+                                     const std::vector<int>& variables, const InferenceOptions& options,
+                                     std::optional<double> searchSeconds = std::nullopt);
 
 }  // namespace samplenet

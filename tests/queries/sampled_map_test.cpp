@@ -150,6 +150,21 @@ TEST(SampledMaximumAPosteriori, IsWhatAutoFallsBackToWhereTheEliminationDoesNotF
     EXPECT_THROW(samplenet::mostProbableStates(andes, {}, variables, options), samplenet::ExactMemoryError);
 }
 
+// A search that runs out of time answers with what it scored, and says so.
+TEST(SampledMaximumAPosteriori, StopsAtItsTimeBudgetAndSaysSo) {
+    const Network alarm = bundled("alarm");
+    std::vector<int> variables(12);
+    std::iota(variables.begin(), variables.end(), 0);
+    const auto options = testing_support::samplingOptions(Algorithm::Epis, 2000, 5);
+    const auto run = samplenet::sampledMaximumAPosteriori(alarm, {}, variables, options, 0.0);
+    EXPECT_FALSE(run.report.localOptimum);
+    EXPECT_NE(run.report.how.find("stopped by the time budget"), std::string::npos) << run.report.how;
+    EXPECT_EQ(run.report.candidates, 1);
+    EXPECT_EQ(run.report.scored, 1);  // the start alone
+    for (int v : variables) EXPECT_GE(run.explanation.states[v], 0);
+    EXPECT_TRUE(std::isfinite(run.explanation.logJoint));
+}
+
 TEST(SampledMaximumAPosteriori, RefusesWhatItCannotDo) {
     const Network chain = testing_support::toNetwork(testing_support::chain(70));
     std::vector<int> all(70);
