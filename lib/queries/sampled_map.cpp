@@ -22,6 +22,9 @@ constexpr std::size_t kStarts = 4;
 // A move is taken when it raises ln P(x, e) by more than this many standard
 // errors of the difference of the two estimates.
 constexpr double kMoveConfidence = 2.0;
+// The heaviest configurations of the candidates run whose share of the
+// weight gives an estimate of P(x, e) to pool with the search's.
+constexpr std::size_t kSampledScores = 256;
 // The configurations of the highest estimates that are scored again.
 constexpr std::size_t kRescored = 3;
 // The search's time budget when the options set none.
@@ -117,10 +120,11 @@ public:
     int scored() const { return static_cast<int>(scores.size()); }
 
     // The configurations of the highest estimates, each scored again by a
-    // run of another seed and its two estimates pooled: the highest of the
-    // first estimates is high partly by luck, and the second run's is not.
-    // Returns the best by the pooled estimates.
-    std::pair<std::vector<int>, Score> best() {
+    // run of another seed and its two estimates pooled, and with the
+    // candidates run's estimate where it has one: the highest of the first
+    // estimates is high partly by luck, and the others are not. Returns the
+    // best by the pooled estimates.
+    std::pair<std::vector<int>, Score> best(const std::map<std::vector<int>, Score>& sampled) {
         std::vector<std::pair<std::vector<int>, Score>> ranked(scores.begin(), scores.end());
         const std::size_t kept = std::min(kRescored, ranked.size());
         std::partial_sort(ranked.begin(), ranked.begin() + static_cast<std::ptrdiff_t>(kept), ranked.end(),
@@ -129,7 +133,9 @@ public:
         if (again.seed) again.seed = *again.seed + 1;
         std::pair<std::vector<int>, Score> chosen = ranked.front();
         for (std::size_t k = 0; k < kept; ++k) {
-            const Score pooled = pool(ranked[k].second, estimate(ranked[k].first, again));
+            Score pooled = pool(ranked[k].second, estimate(ranked[k].first, again));
+            if (const auto found = sampled.find(ranked[k].first); found != sampled.end())
+                pooled = pool(pooled, found->second);
             if (k == 0 || pooled.logJoint > chosen.second.logJoint) chosen = {ranked[k].first, pooled};
         }
         return chosen;
@@ -195,6 +201,19 @@ std::vector<std::vector<int>> candidatesOf(const InferenceResult& run, const Con
     return candidates;
 }
 
+// ln P(x, e) of the heaviest configurations by the candidates run: its
+// estimate of ln P(e) and of the configuration's share of the weight.
+std::map<std::vector<int>, Score> sampledScores(const InferenceResult& run, const ConfigurationWeights* weights) {
+    std::map<std::vector<int>, Score> scores;
+    if (!weights || !run.logProbabilityOfEvidence) return scores;
+    const double evidenceError = run.probabilityOfEvidenceRelativeError.value_or(0.0);
+    for (const ConfigurationWeights::Share& share : weights->heaviest(kSampledScores))
+        if (share.probability > 0.0)
+            scores[share.states] = {*run.logProbabilityOfEvidence + std::log(share.probability),
+                                    std::hypot(evidenceError, share.standardError / share.probability)};
+    return scores;
+}
+
 std::string methodOf(const InferenceOptions& options, const SampledMapReport& report) {
     std::string how = "approximate: ";
     how += showsSamples(options.algorithm) ? "the heaviest configurations of the chosen nodes in the samples"
@@ -204,7 +223,7 @@ std::string methodOf(const InferenceOptions& options, const SampledMapReport& re
            std::to_string(report.scored) + " configurations scored, " + std::to_string(report.moves) +
            (report.moves == 1 ? " move" : " moves") +
            (report.localOptimum ? ", ended at a local optimum)" : ", stopped by the time budget)") +
-           "; the best (up to 3) scored again with another seed, the answer the best by the two estimates pooled";
+           "; the best (up to 3) scored again with another seed, the answer the best by their estimates pooled";
     return how;
 }
 
@@ -242,7 +261,7 @@ SampledMap sampledMaximumAPosteriori(const Network& network, const Evidence& evi
         search.climb(candidate, report);
         if (!report.localOptimum) break;
     }
-    const auto [best, bestScore] = search.best();
+    const auto [best, bestScore] = search.best(sampledScores(run, weights));
     report.scored = search.scored();
     report.how = methodOf(options, report);
 

@@ -281,7 +281,8 @@ class Network:
             "epis", "ais", "bpis" or "wmb" (approximate: the configurations
             the samples weigh most, improved by a local search that moves one
             node at a time where P(x, e), estimated by a sampling run, rises
-            beyond its error, for at most max_seconds, a minute by default;
+            beyond its error, for at most max_seconds (a minute by default;
+            it bounds each sampling run too);
             exact=False, estimated=True, and the probabilities carry standard
             errors; at most 64 unobserved nodes); "auto" (default: exact
             where the elimination fits the memory limit, else epis's
