@@ -42,8 +42,9 @@ struct SampledMap {
 // higher beyond the two estimates' errors, and stops where none is or once
 // the time budget (maxSeconds, else a minute) is spent. The three
 // configurations of the highest estimates are then scored again with the
-// next seed, and the answer is the best by the two estimates pooled, so
-// that an estimate high by luck alone does not decide.
+// next seed, and the answer is the best by their estimates pooled (with the
+// candidates run's too, where it saw them), so that an estimate high by
+// luck alone does not decide.
 //
 // logJoint is that estimate of ln P(x, e), logPosterior it less the
 // estimated ln P(e); their standard errors are logJointError and
