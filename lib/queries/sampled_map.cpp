@@ -224,6 +224,9 @@ std::string methodOf(const InferenceOptions& options, const SampledMapReport& re
            (report.moves == 1 ? " move" : " moves") +
            (report.localOptimum ? ", ended at a local optimum)" : ", stopped by the time budget)") +
            "; the best (up to 3) scored again with another seed, the answer the best by their estimates pooled";
+    if (report.missedShare > 0.0)
+        how += "; " + std::to_string(static_cast<int>(std::ceil(100.0 * report.missedShare))) +
+               "% of the weight fell on configurations first seen once the table was full";
     return how;
 }
 
