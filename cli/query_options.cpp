@@ -13,7 +13,9 @@ void addQueryOptions(CLI::App& command, QueryArguments& arguments) {
     command.add_flag("--mpe", arguments.mostProbableExplanation,
                      "Print the most probable explanation of the evidence instead of the posteriors: exact, or with "
                      "epis and ais their most probable sample improved by a local search; with -q, the jointly most "
-                     "probable states of those nodes, the others summed out (exact only)");
+                     "probable states of those nodes, the others summed out: exact, or approximate with a sampler (its "
+                     "heaviest sampled states improved by a local search on estimated P(x, e)), or with auto exact "
+                     "where the elimination fits the memory limit and approximate otherwise");
     command.add_flag("!--no-local-search", arguments.localSearch,
                      "With --mpe and a sampler: report the best sample as drawn");
     command.add_option("--joint", arguments.joint,

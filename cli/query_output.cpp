@@ -73,10 +73,18 @@ std::string explanationTable(const QueryReportContext& context, const samplenet:
         headingLines(context, run,
                      explainsEveryNode(explanation) ? "most probable explanation"
                                                     : "most probable states of the queried nodes (the others summed out)");
-    text += fmt::format("# P(x, e) = {}{}\n", probabilityText(explanation.logJoint),
-                        explanation.exact ? "" : ": the best found, a lower bound on the most probable");
-    text += fmt::format("# P(x | e) {} {}\n", explanation.exact ? "=" : "~", probabilityText(explanation.logPosterior));
-    if (!explanation.exact)
+    if (explanation.estimated) {
+        text += fmt::format("# P(x, e) ~ {}, estimated, standard error of ln {:.2g}\n",
+                            probabilityText(explanation.logJoint), explanation.logJointError);
+        text += fmt::format("# P(x | e) ~ {}, estimated, standard error of ln {:.2g}\n",
+                            probabilityText(explanation.logPosterior), explanation.logPosteriorError);
+    } else {
+        text += fmt::format("# P(x, e) = {}{}\n", probabilityText(explanation.logJoint),
+                            explanation.exact ? "" : ": the best found, a lower bound on the most probable");
+        text += fmt::format("# P(x | e) {} {}\n", explanation.exact ? "=" : "~",
+                            probabilityText(explanation.logPosterior));
+    }
+    if (!explanation.exact && !explanation.estimated)
         text += fmt::format("# the local search changed {} nodes of the best sample\n", explanation.searchChanges);
     std::size_t width = 4;
     for (int v = 0; v < context.network.size(); ++v)
@@ -99,7 +107,14 @@ std::string explanationJson(const QueryReportContext& context, const samplenet::
     json["exact"] = explanation.exact;
     json["ln_joint_probability"] = explanation.logJoint;
     json["ln_posterior_probability"] = explanation.logPosterior;
-    if (!explanation.exact) json["local_search_changes"] = explanation.searchChanges;
+    if (explanation.estimated) {
+        json["estimated"] = true;
+        json["ln_joint_probability_standard_error"] = explanation.logJointError;
+        json["ln_posterior_probability_standard_error"] = explanation.logPosteriorError;
+        json["local_search_moves"] = explanation.searchChanges;
+    } else if (!explanation.exact) {
+        json["local_search_changes"] = explanation.searchChanges;
+    }
     json["evidence"] = evidenceJson(context.network, context.evidence);
     addInterventionsJson(json, context.network, context.interventions);
     auto& states = json["explanation"] = nlohmann::ordered_json::object();
@@ -111,15 +126,20 @@ std::string explanationJson(const QueryReportContext& context, const samplenet::
 
 // The explanation's probabilities are columns repeated on every row, as
 // P(evidence) is in the posteriors' CSV, so that the file stays one table.
+// Estimated probabilities add their standard errors.
 std::string explanationCsv(const QueryReportContext& context, const Explanation& explanation) {
-    std::string text = "node,state,observed,ln_joint_probability,ln_posterior_probability\n";
+    std::string text = "node,state,observed,ln_joint_probability,ln_posterior_probability";
+    text += explanation.estimated ? ",ln_joint_probability_standard_error,ln_posterior_probability_standard_error\n"
+                                  : "\n";
     for (int v = 0; v < context.network.size(); ++v) {
         if (!explains(explanation, v)) continue;
         const auto& variable = context.network.variables[v];
-        text += fmt::format("{},{},{},{},{}\n", csvField(variable.name),
-                            csvField(variable.states[explanation.states[v]]),
+        text += fmt::format("{},{},{},{},{}", csvField(variable.name), csvField(variable.states[explanation.states[v]]),
                             context.evidence.hard.count(v) ? "true" : "false", explanation.logJoint,
                             explanation.logPosterior);
+        text += explanation.estimated
+                    ? fmt::format(",{},{}\n", explanation.logJointError, explanation.logPosteriorError)
+                    : "\n";
     }
     return text;
 }

@@ -29,6 +29,33 @@ EpisParams engineParams(const InferenceOptions& options) {
 
 using Driver = std::function<int(SampleNet&)>;
 
+// The sampling run's standard errors, best samples and P(evidence), by
+// variable: the engine's `nodes` are the network's `variables` and then any
+// likelihood children.
+void readSampling(const SamplingReport& sampling, int nodes, int variables, const NetworkAdapter& adapter,
+                  const Evidence& evidence, InferenceResult& result) {
+    result.samplesDrawn = sampling.drawn;
+    result.standardErrors.resize(variables);
+    result.bestSamples.assign(sampling.best.size(), std::vector<int>(variables));
+    for (int node = 0; node < nodes; ++node)
+        if (const int v = adapter.variableAt(node); v < variables) {
+            result.standardErrors[v] = sampling.errors.standardErrors[node];
+            for (std::size_t k = 0; k < sampling.best.size(); ++k) result.bestSamples[k][v] = sampling.best[k].states[node];
+        }
+    if (sampling.errors.effectiveSampleSize > 0.0) {
+        result.logProbabilityOfEvidence = logProbabilityOfEvidence(sampling.errors.logMeanWeight, evidence);
+        result.probabilityOfEvidenceRelativeError = sampling.errors.meanWeightRelativeError;
+    }
+}
+
+// One observer per job of the options' watch, given the engine's order.
+std::vector<BlockObserver*> watchersFor(const InferenceOptions& options, const NetworkAdapter& adapter, int variables) {
+    if (!options.watch) return {};
+    std::vector<std::size_t> rowOf(variables);
+    for (int v = 0; v < variables; ++v) rowOf[v] = static_cast<std::size_t>(adapter.nodeOf(v));
+    return options.watch->observers(rowOf, options.jobs);
+}
+
 // One engine run in the order the engine requires; the importance
 // parameters are cleared on every way out.
 int runDriver(NetworkAdapter& adapter, const Driver& driver) {
@@ -89,12 +116,14 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
                                   .keepGoing = [&clock](long drawn) { return clock.poll(drawn); },
                                   .keepBestSamples = options.keepBestSamples,
                                   .tallies = {},
-                                  .elsewhere = elsewhere};
+                                  .elsewhere = elsewhere,
+                                  .watchers = {}};
         const ImportanceSampler sampler =
             options.algorithm == Algorithm::Ais ? ImportanceSampler::Ais : ImportanceSampler::Epis;
         // The engine orders the nodes as it starts: tallies use its order.
         driver = [&, settings, sampler](SampleNet& net) mutable {
             settings.tallies = talliesFor(options, adapter);
+            settings.watchers = watchersFor(options, adapter, network.size());
             return runImportanceSampler(net, sampler, settings, sampling.emplace());
         };
     }
@@ -104,26 +133,7 @@ InferenceResult engineRun(const Network& network, const Evidence& evidence, cons
 
     InferenceResult result;
     result.seconds = clock.seconds();
-    if (sampling) {
-        result.samplesDrawn = sampling->drawn;
-        result.standardErrors.resize(network.size());
-        result.bestSamples.assign(sampling->best.size(), std::vector<int>(network.size()));
-        for (int node = 0; node < model->size(); ++node)
-            if (const int v = adapter.variableAt(node); v < network.size()) {
-                result.standardErrors[v] = sampling->errors.standardErrors[node];
-                for (std::size_t k = 0; k < sampling->best.size(); ++k)
-                    result.bestSamples[k][v] = sampling->best[k].states[node];
-            }
-        if (sampling->errors.effectiveSampleSize > 0.0) {
-            // Likelihood children scale each likelihood to a largest factor
-            // of 1; the evidence's probability uses the factors as given.
-            double logP = sampling->errors.logMeanWeight;
-            for (const auto& [v, factors] : evidence.likelihood)
-                logP += std::log(*std::max_element(factors.begin(), factors.end()));
-            result.logProbabilityOfEvidence = logP;
-            result.probabilityOfEvidenceRelativeError = sampling->errors.meanWeightRelativeError;
-        }
-    }
+    if (sampling) readSampling(*sampling, model->size(), network.size(), adapter, evidence, result);
     result.sampling = sampling;
     result.propagation = propagation;
     for (int v = 0; v < network.size(); ++v) {

@@ -11,6 +11,19 @@
 
 namespace samplenet {
 
+class BlockObserver;
+
+// Looks at the final samples of a sampling run (epis, ais, bpis): besides
+// the run's own sums, a caller adds up what it needs of every sample.
+class SampleWatch {
+public:
+    virtual ~SampleWatch() = default;
+    // Called once the run's plan is built, before its final samples:
+    // rowOf[v] is variable v's row in the blocks the observers see. Returns
+    // one observer per job; job k's blocks go to the k-th.
+    virtual std::vector<BlockObserver*> observers(const std::vector<std::size_t>& rowOf, int jobs) = 0;
+};
+
 struct EpisOptions {
     // Propagation rounds that shape the importance function; runs use at
     // most the network's depth (variables on its longest directed path).
@@ -122,6 +135,9 @@ struct RunControl {
     // Stops the run from another thread or from the caller's own check; see
     // Cancellation. A stopped run throws RunCancelled.
     Cancellation cancellation;
+    // EPIS, AIS, bpis: shown every final sample; the other algorithms refuse
+    // it with std::invalid_argument. It does not change the run's results.
+    SampleWatch* watch = nullptr;
 };
 
 struct InferenceOptions : SamplingOptions,

@@ -1,6 +1,7 @@
 #include "lib/inference/likelihood_evidence.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace samplenet {
 
@@ -22,6 +23,12 @@ std::map<int, int> addLikelihoodChildren(Network& network, const Evidence& evide
     }
     network.reindex();
     return observed;
+}
+
+double logProbabilityOfEvidence(double logMeanWeight, const Evidence& evidence) {
+    double logP = logMeanWeight;
+    for (const auto& [v, factors] : evidence.likelihood) logP += std::log(*std::max_element(factors.begin(), factors.end()));
+    return logP;
 }
 
 }  // namespace samplenet

@@ -15,4 +15,9 @@ namespace samplenet {
 // plus the new children). Evidence must have passed checkEvidenceShape.
 std::map<int, int> addLikelihoodChildren(Network& network, const Evidence& evidence);
 
+// Natural log of P(evidence) from the natural log of the mean weight of
+// samples drawn with likelihood children: those scale each likelihood to a
+// largest factor of 1, so each likelihood's largest factor is put back.
+double logProbabilityOfEvidence(double logMeanWeight, const Evidence& evidence);
+
 }  // namespace samplenet

@@ -156,6 +156,11 @@ SamplingReport drawSamples(const SamplingPlan& plan, const PlannedModel& planned
                            const InferenceOptions& options, RunTimer& timer, WeightSums& sums) {
     ParallelDraws draws(plan, streamStart(options), Generator::Wide, options.jobs,
                         samplersFor(plan, planned, backtracking));
+    if (options.watch) {
+        std::vector<std::size_t> rowOf;
+        for (std::size_t v = 0; v < planned.position.size(); ++v) rowOf.push_back(planned.position[v]);
+        draws.watch(options.watch->observers(rowOf, options.jobs));
+    }
     const std::function<bool(long)> keepGoing = [&timer](long drawn) { return timer.poll(drawn); };
     SamplingReport report;
     if (options.targetError) {
@@ -251,10 +256,7 @@ InferenceResult answerFrom(const Network& network, const Evidence& evidence, con
         for (int s = 0; s < states; ++s) result.posteriors[v].push_back(sums.perState[node.firstSum + s] / sums.total);
     }
     if (report.errors.effectiveSampleSize > 0.0) {
-        double logP = report.errors.logMeanWeight;
-        for (const auto& [v, factors] : evidence.likelihood)
-            logP += std::log(*std::max_element(factors.begin(), factors.end()));
-        result.logProbabilityOfEvidence = logP;
+        result.logProbabilityOfEvidence = logProbabilityOfEvidence(report.errors.logMeanWeight, evidence);
         result.probabilityOfEvidenceRelativeError = report.errors.meanWeightRelativeError;
     }
     result.sampling = std::move(report);

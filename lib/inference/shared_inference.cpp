@@ -16,6 +16,7 @@ InferenceResult inferOnShares(const Network& network, const Evidence& evidence, 
                                     std::string(algorithmName(options.algorithm)));
     if (options.keepBestSamples > 0)
         throw std::invalid_argument("samples drawn in shares are not kept: best samples need a local run");
+    if (options.watch) throw std::invalid_argument("samples drawn in shares cannot be watched: that needs a local run");
     return runNamedAlgorithm(network, evidence, options, &drawer);
 }
 

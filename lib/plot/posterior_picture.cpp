@@ -183,9 +183,14 @@ std::string posteriorDot(const PosteriorPicture& picture) {
     for (int v : picture.nodes.context) dot += contextNode(picture, v);
     std::set<int> drawn(picture.nodes.detailed.begin(), picture.nodes.detailed.end());
     drawn.insert(picture.nodes.context.begin(), picture.nodes.context.end());
+    // The page finds each edge by its ends (id e{parent}_{child}), to draw
+    // those into a node set from outside as cut.
     for (int child : drawn)
-        for (int parent : picture.network.variables[child].parents)
-            if (drawn.count(parent)) dot += fmt::format("  {} -> {};\n", nodeId(picture, parent), nodeId(picture, child));
+        for (int parent : picture.network.variables[child].parents) {
+            if (!drawn.count(parent)) continue;
+            dot += fmt::format("  {} -> {}", nodeId(picture, parent), nodeId(picture, child));
+            dot += picture.linked ? fmt::format(" [id=\"e{}_{}\"];\n", parent, child) : ";\n";
+        }
     return dot + "}\n";
 }
 

@@ -20,7 +20,8 @@ struct PosteriorPicture {
     // For a page that updates the picture in place: every state row's cells
     // (ids s{v}_{s}n, s{v}_{s}b, s{v}_{s}p) and every header (h{v}) become
     // links, the bar is one empty cell for the page to fill, and nothing in
-    // a label depends on the evidence, so that the layout never changes.
+    // a label depends on the evidence, so that the layout never changes;
+    // each edge has the id e{parent}_{child}.
     bool linked = false;
 };
 

@@ -20,6 +20,11 @@ struct Explanation {
     // lower bound on the most probable explanation's.
     bool exact = true;
     int searchChanges = 0;  // variables the local search changed
+    // Most probable states of chosen variables found by sampling: logJoint
+    // and logPosterior are estimates, with these standard errors.
+    bool estimated = false;
+    double logJointError = 0.0;
+    double logPosteriorError = 0.0;
 };
 
 // The most probable explanation of the evidence, exactly: max-product

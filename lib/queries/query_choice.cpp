@@ -6,6 +6,7 @@
 #include "lib/inference/automatic_choice.h"
 #include "lib/inference/cancellation.h"
 #include "lib/queries/approximate_explanation.h"
+#include "lib/queries/sampled_map.h"
 
 namespace samplenet {
 
@@ -62,16 +63,39 @@ QueryRun<Explanation> explainEvidenceUntimed(const Network& network, const Evide
                                 " gives no explanation: use exact, epis, ais or auto");
 }
 
+// The sampled answer, its method in the choice line (after `why`, for auto).
+QueryRun<Explanation> sampledStates(const Network& network, const Evidence& evidence, const std::vector<int>& variables,
+                                    const InferenceOptions& options, const std::string& why) {
+    SampledMap sampled = sampledMaximumAPosteriori(network, evidence, variables, options);
+    return {std::move(sampled.explanation), options.algorithm, why + sampled.report.how,
+            std::move(sampled.report.sampling)};
+}
+
 QueryRun<Explanation> mostProbableStatesUntimed(const Network& network, const Evidence& evidence,
                                          const std::vector<int>& variables, const InferenceOptions& options) {
-    if (options.algorithm != Algorithm::Exact && options.algorithm != Algorithm::Auto)
-        throw std::invalid_argument(
-            "the most probable states of chosen nodes (--mpe with -q) are computed exactly only: use -a exact or "
-            "auto, or --joint with a sampler and take its most probable entry");
-    return {maximumAPosteriori(network, evidence, variables, ExactSettings(options).get()), Algorithm::Exact,
-            options.algorithm == Algorithm::Auto ? "exact: the most probable states of chosen nodes are computed "
-                                                   "exactly only"
-                                                 : ""};
+    switch (options.algorithm) {
+        case Algorithm::Exact:
+            return {maximumAPosteriori(network, evidence, variables, ExactSettings(options).get()), Algorithm::Exact,
+                    ""};
+        case Algorithm::Epis:
+        case Algorithm::Ais:
+        case Algorithm::Propagated:
+        case Algorithm::MiniBucket: return sampledStates(network, evidence, variables, options, "");
+        case Algorithm::Auto: {
+            std::string why;
+            try {
+                return {maximumAPosteriori(network, evidence, variables, ExactSettings(options).get()),
+                        Algorithm::Exact, "exact: the elimination over the chosen nodes fits the memory limit"};
+            } catch (const ExactMemoryError& error) {
+                why = error.what();
+            }
+            InferenceOptions sampling = options;
+            sampling.algorithm = Algorithm::Epis;
+            return sampledStates(network, evidence, variables, sampling, "epis: exact elimination does not fit (" + why + "); ");
+        }
+        case Algorithm::Lbp: break;
+    }
+    throw std::invalid_argument("lbp gives no most probable states: use exact, epis, ais, bpis, wmb or auto");
 }
 
 QueryRun<JointPosterior> jointPosteriorUntimed(const Network& network, const Evidence& evidence,

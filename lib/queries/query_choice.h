@@ -35,8 +35,10 @@ QueryRun<Explanation> explainEvidence(const Network& network, const Evidence& ev
 
 // The jointly most probable states of a few variables given the evidence,
 // every other variable summed out (an Explanation whose other states are
-// -1). Computed exactly, for auto as well (its choice says so); the
-// samplers and LBP are refused with std::invalid_argument.
+// -1). Exact, or approximate with a sampler (sampledMaximumAPosteriori; the
+// choice says how it was found). Auto is exact where the elimination fits
+// the memory limit and EPIS-BN's approximation otherwise. LBP is refused
+// with std::invalid_argument.
 QueryRun<Explanation> mostProbableStates(const Network& network, const Evidence& evidence,
                                          const std::vector<int>& variables, const InferenceOptions& options);
 

@@ -43,6 +43,23 @@ public:
                          const int* exponents) = 0;
 };
 
+// Shows each block to two observers, either of which may be missing.
+class ObserverPair : public BlockObserver {
+public:
+    ObserverPair(BlockObserver* first, BlockObserver* second) : first(first), second(second) {}
+    void observe(const std::uint16_t* states, std::size_t rowLength, int standing, const double* weights,
+                 const int* exponents) override {
+        first->observe(states, rowLength, standing, weights, exponents);
+        second->observe(states, rowLength, standing, weights, exponents);
+    }
+    // What to show the blocks to: both, the one there is, or none (null).
+    BlockObserver* get() { return first && second ? this : first ? first : second; }
+
+private:
+    BlockObserver* first;
+    BlockObserver* second;
+};
+
 // Draws weighted samples of a plan.
 class PlanSampler {
 public:

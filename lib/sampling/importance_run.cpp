@@ -45,6 +45,20 @@ std::vector<double> jointPosteriorOf(const SamplingPlan& plan, const WeightSums&
     return joint;
 }
 
+// Hands the sums to the engine, which writes the beliefs back to the host.
+// An untallied node gets even weights where the run has weight at all, so
+// that the write-back still fails exactly when no sample counted.
+int writeBeliefs(SampleNet& net, const SamplingPlan& plan, const WeightSums& sums) {
+    const double untallied = sums.total > 0.0 ? 1.0 : 0.0;
+    for (int i = 0; i < net.nodeCount; ++i) {
+        SampleNode& node = *net.nodes[i];
+        if (node.evidence >= 0) continue;
+        const double* sum = sums.perState.data() + plan.nodes[i].firstSum;
+        for (int s = 0; s < node.numStates; ++s) node.weights[s] = plan.nodes[i].tallied ? sum[s] : untallied;
+    }
+    return sampler_steps::WriteBeliefs(net);
+}
+
 }  // namespace
 
 int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const SamplingSettings& settings,
@@ -52,6 +66,8 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     if (settings.jobs < 1) throw std::invalid_argument("the number of jobs must be at least 1");
     if (settings.elsewhere && settings.keepBestSamples > 0)
         throw std::invalid_argument("shares drawn elsewhere keep no best samples");
+    if (!settings.watchers.empty() && static_cast<int>(settings.watchers.size()) != settings.jobs)
+        throw std::invalid_argument("a sample watch needs one observer per job");
     if (sampler == ImportanceSampler::Epis) {
         sampler_steps::PrepareEpis(net);
     } else {
@@ -74,10 +90,14 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     std::vector<BestSamples> best;
     if (settings.keepBestSamples > 0)
         for (int k = 0; k < settings.jobs; ++k) best.emplace_back(net, plan, settings.keepBestSamples);
+    // What each job shows its blocks to: its best samples and its watcher.
+    std::vector<ObserverPair> shown;
+    for (int k = 0; k < settings.jobs; ++k)
+        shown.emplace_back(best.empty() ? nullptr : &best[k], settings.watchers.empty() ? nullptr : settings.watchers[k]);
     if (settings.jobs == 1 && !settings.targetError && !settings.elsewhere) {
         AdapterQuota quota(*net.adapter);
         BlockSampler blocks(plan, settings.generator);
-        const std::uint64_t end = blocks.draw(start, quota, sums, best.empty() ? nullptr : &best.front());
+        const std::uint64_t end = blocks.draw(start, quota, sums, shown.front().get());
         // The engine's generator ends where the engine would have left it.
         if (settings.generator == Generator::Standard) engine_random::SetSeed(static_cast<long long>(end));
         report.distinct = generator_stream::distinctSamples(sums.drawn, plan.drawnNodes,
@@ -85,9 +105,9 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     } else {
         const long cap = net.adapter->GetNumberOfSamples();
         ParallelDraws draws(plan, start, settings.generator, settings.jobs, {}, settings.elsewhere);
-        if (!best.empty()) {
+        if (shown.front().get()) {
             std::vector<BlockObserver*> observers;
-            for (BestSamples& job : best) observers.push_back(&job);
+            for (ObserverPair& job : shown) observers.push_back(job.get());
             draws.watch(observers);
         }
         if (settings.targetError) {
@@ -111,17 +131,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     if (!best.empty()) report.best = best.front().samples();
 
     report.joint = jointPosteriorOf(plan, sums);
-
-    // An untallied node gets even weights where the run has weight at all,
-    // so that the write-back still fails exactly when no sample counted.
-    const double untallied = sums.total > 0.0 ? 1.0 : 0.0;
-    for (int i = 0; i < net.nodeCount; ++i) {
-        SampleNode& node = *net.nodes[i];
-        if (node.evidence >= 0) continue;
-        const double* sum = sums.perState.data() + plan.nodes[i].firstSum;
-        for (int s = 0; s < node.numStates; ++s) node.weights[s] = plan.nodes[i].tallied ? sum[s] : untallied;
-    }
-    return sampler_steps::WriteBeliefs(net);
+    return writeBeliefs(net, plan, sums);
 }
 
 }  // namespace samplenet

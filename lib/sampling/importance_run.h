@@ -39,6 +39,8 @@ struct SamplingSettings {
     // threads, with the same results as `jobs` threads (keepGoing is then
     // asked between rounds only). It cannot keep best samples.
     ShareDrawer* elsewhere = nullptr;
+    // Also shown the final samples, one per job (none, or `jobs` of them).
+    std::vector<BlockObserver*> watchers;
 };
 
 // What the final sampling stage did, for the user to judge its answer.

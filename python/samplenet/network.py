@@ -269,18 +269,29 @@ class Network:
                                local_search, do)
 
     def map(self, nodes, evidence=None, likelihood=None, algorithm="auto", memory_limit_gib=4.0,
-            do=None) -> Explanation:
+            do=None, samples=None, seed=None, jobs=1, max_seconds=None) -> Explanation:
         """The jointly most probable states of `nodes` (a name or a list)
         given the evidence, every other node summed out, as an Explanation
         whose states hold those nodes alone: what `samplenet infer --mpe -q`
         prints. Not the whole-network explanation restricted to them, which
-        can differ. Computed exactly ("auto" and "exact"; other algorithms
-        raise OptionError): summing the others out first can need far larger
-        tables than infer, NetworkTooLargeError above memory_limit_gib. do:
-        interventions, as for infer.
+        can differ.
+
+        algorithm: "exact" (summing the others out first can need far larger
+            tables than infer: NetworkTooLargeError above memory_limit_gib);
+            "epis", "ais", "bpis" or "wmb" (approximate: the configurations
+            the samples weigh most, improved by a local search that moves one
+            node at a time where P(x, e), estimated by a sampling run, rises
+            beyond its error, for at most max_seconds (a minute by default;
+            it bounds each sampling run too);
+            exact=False, estimated=True, and the probabilities carry standard
+            errors; at most 64 unobserved nodes); "auto" (default: exact
+            where the elimination fits the memory limit, else epis's
+            approximation; `choice` says which and how). samples, seed, jobs,
+            do and memory_limit_gib as for infer.
         Raises EvidenceError for unknown nodes or states and impossible
-        evidence."""
-        return queries.most_probable_states(self, nodes, evidence, likelihood, algorithm, memory_limit_gib, do)
+        evidence, OptionError for lbp or a bad option."""
+        return queries.most_probable_states(self, nodes, evidence, likelihood, algorithm, memory_limit_gib, do,
+                                            samples, seed, jobs, max_seconds)
 
     def _joint(self, nodes, hard, soft, memory_limit_gib, sampled) -> JointPosterior:
         # What the samplers added up, or else the exact table.

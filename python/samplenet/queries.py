@@ -22,7 +22,10 @@ class Explanation:
     it is. With exact=False (found by epis or ais) it is the most probable
     assignment the samplers and the local search found: its probability is a
     lower bound on the most probable explanation's, and
-    log_posterior_probability uses the sampled estimate of P(evidence)."""
+    log_posterior_probability uses the sampled estimate of P(evidence).
+    Network.map's answer holds the chosen nodes alone; found by a sampler,
+    it is approximate and its probabilities are estimates (estimated=True,
+    with their standard errors)."""
 
     states: dict
     # Natural logs of P(states, evidence) and P(states | evidence).
@@ -33,8 +36,14 @@ class Explanation:
     algorithm: str
     # algorithm="auto": what ran and why; None otherwise.
     choice: str | None = None
-    # Nodes the local search changed from the best sample (0 when exact).
+    # Nodes the local search changed from the best sample (0 when exact);
+    # for sampled states of chosen nodes, the moves of their search.
     search_changes: int = 0
+    # Network.map with a sampler: the two logs are estimates (exact=False),
+    # with these standard errors; the choice says how they were found.
+    estimated: bool = False
+    log_joint_probability_standard_error: float = 0.0
+    log_posterior_probability_standard_error: float = 0.0
 
     @property
     def joint_probability(self) -> float:
@@ -79,21 +88,28 @@ def explain(network, evidence, likelihood, algorithm, samples, seed, memory_limi
         raise OptionError("algorithm", "lbp gives no explanation: use auto, exact, epis or ais")
     options = make_options(algorithm, samples=samples, seed=seed, memory_limit_gib=memory_limit_gib, jobs=jobs)
     hard, soft = network._evidence_by_name(evidence, likelihood)
-    states, log_joint, log_posterior, exact, changes, used, choice = _core.explain(
-        intervened(network, do, hard, soft)._core, hard, soft, options, bool(local_search))
-    return Explanation({node: network._core.states(v)[s] for v, (node, s) in enumerate(zip(network.nodes, states))},
-                       log_joint, log_posterior, exact, used, choice or None, changes)
+    record = _core.explain(intervened(network, do, hard, soft)._core, hard, soft, options, bool(local_search))
+    return _explanation(record, {node: network._core.states(v) for v, node in enumerate(network.nodes)})
 
 
-def most_probable_states(network, nodes, evidence, likelihood, algorithm, memory_limit_gib, do) -> Explanation:
+def most_probable_states(network, nodes, evidence, likelihood, algorithm, memory_limit_gib, do, samples, seed,
+                         jobs, max_seconds) -> Explanation:
     """Network.map."""
-    if algorithm not in ("auto", "exact"):
-        raise OptionError("algorithm", "the most probable states of chosen nodes are computed exactly only: use "
-                                       "auto or exact, or infer(joint=...) with a sampler")
+    if algorithm == "lbp":
+        raise OptionError("algorithm", "lbp gives no most probable states: use auto, exact, epis, ais, bpis or wmb")
     nodes = [network._queried(node, "nodes") for node in ([nodes] if isinstance(nodes, str) else nodes)]
-    options = make_options(algorithm, memory_limit_gib=memory_limit_gib)
+    options = make_options(algorithm, samples=samples, seed=seed, memory_limit_gib=memory_limit_gib, jobs=jobs,
+                           max_seconds=max_seconds)
     hard, soft = network._evidence_by_name(evidence, likelihood)
-    states, log_joint, log_posterior, exact, changes, used, choice = _core.most_probable_states(
-        intervened(network, do, hard, soft)._core, hard, soft, [network.index(node) for node in nodes], options)
-    return Explanation({node: network.states(node)[states[network.index(node)]] for node in nodes}, log_joint,
-                       log_posterior, exact, used, choice or None, changes)
+    record = _core.most_probable_states(intervened(network, do, hard, soft)._core, hard, soft,
+                                        [network.index(node) for node in nodes], options)
+    return _explanation(record, {node: network.states(node) for node in network.nodes}, nodes)
+
+
+def _explanation(record, states_of, nodes=None) -> Explanation:
+    """An Explanation of the nodes given (all by default) from the extension's record."""
+    states, log_joint, log_posterior, exact, changes, used, choice, estimated, joint_error, posterior_error = record
+    position = {node: v for v, node in enumerate(states_of)}
+    nodes = list(states_of) if nodes is None else nodes
+    return Explanation({node: states_of[node][states[position[node]]] for node in nodes}, log_joint,
+                       log_posterior, exact, used, choice or None, changes, estimated, joint_error, posterior_error)

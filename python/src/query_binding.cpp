@@ -19,14 +19,21 @@ namespace samplenet_python {
 namespace {
 
 // The explanation's state of every variable, natural logs of P(x, e) and
-// P(x | e), whether it is exact, the variables the local search changed,
-// the algorithm that found it and, for "auto", why.
-using ExplanationRecord = std::tuple<std::vector<int>, double, double, bool, int, std::string, std::string>;
+// P(x | e), whether it is exact, the variables the local search changed
+// (or, for sampled states of chosen variables, its moves), the algorithm
+// that found it and how or, for "auto", why; whether the logs are
+// estimates, and their standard errors.
+using ExplanationRecord =
+    std::tuple<std::vector<int>, double, double, bool, int, std::string, std::string, bool, double, double>;
 
 ExplanationRecord recordOf(const samplenet::QueryRun<samplenet::Explanation>& run) {
     const samplenet::Explanation& found = run.answer;
-    return {found.states, found.logJoint, found.logPosterior, found.exact, found.searchChanges,
-            std::string(samplenet::algorithmName(run.algorithm)), run.choice};
+    return {found.states,  found.logJoint,
+            found.logPosterior,
+            found.exact,   found.searchChanges,
+            std::string(samplenet::algorithmName(run.algorithm)),
+            run.choice,    found.estimated,
+            found.logJointError, found.logPosteriorError};
 }
 
 ExplanationRecord explain(const samplenet::Network& network, const std::map<std::string, std::string>& hard,

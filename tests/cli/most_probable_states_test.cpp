@@ -55,10 +55,42 @@ TEST(MostProbableStates, AreTheMostProbableEntryOfTheJointPosterior) {
         << table.out;
 }
 
-TEST(MostProbableStates, AreRefusedWithASampler) {
-    const auto run = runSamplenet({"infer", kAsia, "--mpe", "-q", "lung", "-a", "epis"});
+// A sampler answers too, and every output says the answer is approximate,
+// how it was found, and what the estimates' errors are.
+TEST(MostProbableStates, AreApproximatedByASamplerThatSaysSo) {
+    const std::vector<std::string> asked = {"infer", kAsia, "-e", "dysp=yes", "--mpe", "-q", "tub", "-q", "lung",
+                                            "-q", "smoke", "-a", "epis", "--seed", "5", "-n", "20000"};
+    const auto answer = jsonOf(asked);
+    const auto exact = jsonOf({"infer", kAsia, "-e", "dysp=yes", "--mpe", "-q", "tub", "-q", "lung", "-q", "smoke"});
+    EXPECT_EQ(answer.at("explanation"), exact.at("explanation"));
+    EXPECT_EQ(answer.at("algorithm"), "epis");
+    EXPECT_EQ(answer.at("exact"), false);
+    EXPECT_EQ(answer.at("estimated"), true);
+    EXPECT_EQ(answer.at("seed"), 5);
+    EXPECT_NE(answer.at("chosen_because").get<std::string>().find("approximate: "), std::string::npos);
+    const double error = answer.at("ln_posterior_probability_standard_error");
+    EXPECT_GT(error, 0.0);
+    EXPECT_NEAR(answer.at("ln_posterior_probability").get<double>(), exact.at("ln_posterior_probability").get<double>(),
+                4 * error);
+
+    const auto table = runSamplenet(asked);
+    EXPECT_EQ(table.exitCode, 0) << table.err;
+    EXPECT_NE(table.out.find("# chosen: approximate: the heaviest configurations of the chosen nodes in the samples"),
+              std::string::npos)
+        << table.out;
+    EXPECT_NE(table.out.find("# P(x | e) ~ "), std::string::npos) << table.out;
+    EXPECT_NE(table.out.find(", estimated, standard error of ln "), std::string::npos) << table.out;
+    auto csv = asked;
+    csv.insert(csv.end(), {"--format", "csv"});
+    EXPECT_EQ(runSamplenet(csv).out.substr(0, 142),
+              "node,state,observed,ln_joint_probability,ln_posterior_probability,ln_joint_probability_standard_error,"
+              "ln_posterior_probability_standard_error\n");
+}
+
+TEST(MostProbableStates, AreRefusedClearlyByLbp) {
+    auto run = runSamplenet({"infer", kAsia, "--mpe", "-q", "lung", "-a", "lbp"});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_NE(run.err.find("computed exactly only"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("lbp gives no most probable states"), std::string::npos) << run.err;
     EXPECT_EQ(run.out, "");
 }
 

@@ -91,16 +91,28 @@ class ExplorePageTest(unittest.TestCase):
             self.assertShows(exact_posteriors(SAMPLENET, path, ["xray=yes"], ["smoke=yes"]))
             self.assertIn("do=smoke%3Dyes", self.page.driver.current_url)
             self.assertIn("do(smoke=yes)", self.page.driver.find_element("id", "status").text)
+            # smoke has no parents: nothing is cut.
+            self.assertEqual(self.cut_edges(), [])
             # Setting an observed node replaces its observation.
             self.page.set_from_outside("xray", "no")
             self.assertShows(exact_posteriors(SAMPLENET, path, [], ["smoke=yes", "xray=no"]))
+            # The edge from xray's one parent is drawn cut, and only that one.
+            self.assertEqual(self.cut_edges(), [("either", "xray")])
             self.assertEqual([f.text.split("\n")[0] for f in self.page.driver.find_elements(
                 "css selector", "#evidence .finding.do")], ["do(smoke = yes)", "do(xray = no)"])
             self.page.remove_finding("smoke")
             self.assertShows(exact_posteriors(SAMPLENET, path, [], ["xray=no"]))
             self.assertNotIn("smoke", self.page.driver.current_url)
+            self.page.remove_finding("xray")
+            self.assertEqual(self.cut_edges(), [])
         finally:
             server.close()
+
+    def cut_edges(self):
+        """The (parent, child) names of the edges drawn cut."""
+        titles = self.page.driver.execute_script(
+            "return [...document.querySelectorAll('g.edge.cut title')].map((t) => t.textContent);")
+        return [tuple(title.split("->")) for title in titles]
 
     def test_alarm(self):
         self.explore("alarm", "HYPOVOLEMIA", 0, "TRUE")

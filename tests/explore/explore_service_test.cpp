@@ -180,8 +180,8 @@ TEST(ExploreService, ANewerRequestStopsTheRunInProgress) {
 }
 
 // The page finds every state row and header by id; a drawing without them
-// would leave it nothing to click.
-TEST(ExploreService, PictureLinksEveryStateRowOfTheChosenNodes) {
+// would leave it nothing to click. It finds the edges by id too.
+TEST(ExploreService, PictureLinksEveryStateRowOfTheChosenNodesAndNamesEveryEdge) {
     const Network network = asia();
     ExploreService service("asia", network, exact());
     const Reply whole = service.handle("POST", "/api/picture", R"({"nodes": []})");
@@ -195,6 +195,22 @@ TEST(ExploreService, PictureLinksEveryStateRowOfTheChosenNodes) {
                           std::string::npos)
                     << v << " " << s << cell;
     }
+    // Every edge by its ends, for the page to draw those into a node set
+    // from outside as cut; the drawing has no other edges.
+    std::size_t edges = 0;
+    for (int child = 0; child < network.size(); ++child)
+        for (int parent : network.variables[child].parents) {
+            ++edges;
+            EXPECT_NE(whole.body.find("<g id=\"e" + std::to_string(parent) + "_" + std::to_string(child) +
+                                      "\" class=\"edge\">"),
+                      std::string::npos)
+                << parent << " -> " << child;
+        }
+    std::size_t drawnEdges = 0;
+    for (std::size_t at = whole.body.find("class=\"edge\""); at != std::string::npos;
+         at = whole.body.find("class=\"edge\"", at + 1))
+        ++drawnEdges;
+    EXPECT_EQ(drawnEdges, edges);
     // A chosen node in full, its neighbours by name only.
     const Reply part = service.handle("POST", "/api/picture", R"({"nodes": ["lung"]})");
     ASSERT_EQ(part.status, 200);
