@@ -175,6 +175,18 @@ std::string checkAgainst(InferenceResult& final, const InferenceResult& other) {
                        difference, errors.errorBound);
 }
 
+// Samples that met dead ends carry weights that leave out the dead ends no
+// sample met: a bias that their spread cannot show (a largest error of
+// 0.05 under a bound of 0.012 on a pedigree whose samples backtracked 90
+// times each), so they give no bound. Returns what it found.
+std::string voidBoundOfBacktrackedSamples(InferenceResult& final) {
+    if (!final.sampling || final.sampling->backtracks == 0) return "";
+    final.sampling->errors.errorBound = 1.0;
+    if (final.sampling->targetMet) final.sampling->targetMet = false;
+    return fmt::format("; its samples backtracked {} times: their weights are approximate and give no bound",
+                       final.sampling->backtracks);
+}
+
 }  // namespace
 
 InferenceResult inferByPilotedProposal(const Network& network, const Evidence& evidence,
@@ -197,6 +209,7 @@ InferenceResult inferByPilotedProposal(const Network& network, const Evidence& e
                                      describePilot(pilots[1]));
     if (const Pilot& other = pilots[1 - winner]; other.outcome == Outcome::Answered)
         choice += checkAgainst(result, *other.result);
+    choice += voidBoundOfBacktrackedSamples(result);
     result.choice = std::move(choice);
     return result;
 }

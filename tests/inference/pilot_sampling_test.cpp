@@ -24,7 +24,8 @@ InferenceOptions piloted(int samples) {
 
 // A genetic pedigree: 0/1 inheritance tables, 37 typed persons. Converged
 // propagation cannot see the inheritance, and its samples carry a few
-// effective ones; mini-bucket elimination within 8 MiB is exact here.
+// effective ones; mini-bucket elimination within 8 MiB is exact here, and
+// its samples all weigh the same.
 TEST(PilotSampling, DrawsFromTheProposalThatSurvivesDeterminism) {
     const testing_support::UaiCase pedigree = testing_support::uaiCase("Pedigree_11");
     const Network& network = pedigree.network;
@@ -41,6 +42,19 @@ TEST(PilotSampling, DrawsFromTheProposalThatSurvivesDeterminism) {
         for (std::size_t s = 0; s < exact.posteriors[v].size(); ++s)
             EXPECT_NEAR(result.posteriors[v][s], exact.posteriors[v][s], 0.03) << "variable " << v << " state " << s;
     EXPECT_NEAR(*result.logProbabilityOfEvidence, exact.logProbabilityOfEvidence, 0.05);
+
+    // In 100 KiB converged propagation does not fit and the mini-buckets are
+    // split: samples back up out of dead ends, their weights leave out the
+    // dead ends no sample met, and the run claims no bound.
+    options.memoryLimitBytes = std::size_t{100} << 10;
+    options.targetError = 0.5;
+    const InferenceResult split = infer(network, evidence, options);
+    EXPECT_EQ(split.choice.rfind("wmb (pilots: bpis failed", 0), 0u) << split.choice;
+    EXPECT_GT(split.sampling->backtracks, 0);
+    EXPECT_NE(split.choice.find(" times: their weights are approximate and give no bound"), std::string::npos)
+        << split.choice;
+    EXPECT_EQ(split.sampling->errors.errorBound, 1.0);
+    EXPECT_EQ(split.sampling->targetMet, false);
 }
 
 TEST(PilotSampling, KeepsItsContract) {
