@@ -7,7 +7,7 @@ namespace samplenet {
 
 namespace {
 
-constexpr std::array<AlgorithmEntry, 7> kAlgorithms{{
+constexpr std::array<AlgorithmEntry, 8> kAlgorithms{{
     {Algorithm::Auto, "auto", "exact where it is quick, else samplers to a target error", true},
     {Algorithm::Epis, "epis", "importance sampling from loopy propagation", true},
     {Algorithm::Ais, "ais", "adaptive importance sampling", true},
@@ -15,6 +15,7 @@ constexpr std::array<AlgorithmEntry, 7> kAlgorithms{{
     {Algorithm::Exact, "exact", "junction tree", false},
     {Algorithm::MiniBucket, "wmb", "mini-bucket sampling", true},
     {Algorithm::Propagated, "bpis", "sampling from converged propagation", true},
+    {Algorithm::Pilot, "pilot", "bpis's or wmb's proposal, whichever does best on short pilot runs", true},
 }};
 
 }  // namespace

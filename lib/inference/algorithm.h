@@ -15,6 +15,7 @@ enum class Algorithm {
     Auto,  // exact where it is quick, else samplers to a precision target, with fallbacks
     MiniBucket,  // importance sampling from a memory-bounded weighted mini-bucket elimination, backtracking on zeros
     Propagated,  // importance sampling from tables of belief propagation run to convergence, sequentially
+    Pilot,       // the proposal of Propagated or MiniBucket that does best on short pilot runs
 };
 
 // One algorithm as every surface names and describes it.
@@ -31,7 +32,7 @@ const AlgorithmEntry& algorithmEntry(Algorithm algorithm);
 
 std::string_view algorithmName(Algorithm algorithm);
 std::optional<Algorithm> algorithmNamed(std::string_view name);
-// "auto, epis, ais, lbp, exact, wmb or bpis"
+// "auto, epis, ais, lbp, exact, wmb, bpis or pilot"
 std::string algorithmNameList();
 // "auto (exact where it is quick, ...), epis (...), ..."
 std::string algorithmHelp();

@@ -29,6 +29,7 @@ constexpr int kMoreSamples = 10;
 constexpr int kMostSamples = 1 << 30;
 constexpr double kDefaultTargetError = 0.01;
 constexpr int kLongPropagation = 16;
+constexpr double kPilotStepShare = 0.75;
 
 InferenceOptions withAlgorithm(InferenceOptions options, Algorithm algorithm) {
     options.algorithm = algorithm;
@@ -43,17 +44,15 @@ InferenceResult attempt(const Network& network, const Evidence& evidence, const 
 }
 
 // The samplers auto tries, in order, until one gives a reliable answer:
-// sampling from converged propagation to a target error (mini-bucket
-// proposals collapse where unlikely evidence meets buckets that had to be
-// split, and then take the whole budget; where determinism leaves its
-// samples no weight it backtracks, and its answer on such networks is
-// rarely reliable), then mini-bucket sampling,
-// then (where a sample count caps the runs) with ten times the samples,
-// then EPIS-BN, then EPIS-BN with a longer propagation. Joint posteriors
-// and best samples come from EPIS-BN alone, so it starts there.
+// the better of converged-propagation and mini-bucket sampling by their
+// pilot runs (the first survives unlikely findings, the second
+// determinism; each collapses where the other does not), then (where a
+// sample count caps the runs) the same with ten times the samples, then
+// EPIS-BN, then EPIS-BN with a longer propagation. Joint posteriors and
+// best samples come from EPIS-BN alone, so it starts there.
 std::vector<InferenceOptions> escalation(const InferenceOptions& options) {
     const bool episOnly = !options.joint.empty() || options.keepBestSamples > 0;
-    InferenceOptions first = withAlgorithm(options, episOnly ? Algorithm::Epis : Algorithm::MiniBucket);
+    InferenceOptions first = withAlgorithm(options, episOnly ? Algorithm::Epis : Algorithm::Pilot);
     if (!first.targetError) first.targetError = kDefaultTargetError;
     std::vector<InferenceOptions> steps{first};
     if (const auto samples = options.samples) {
@@ -64,15 +63,17 @@ std::vector<InferenceOptions> escalation(const InferenceOptions& options) {
     InferenceOptions propagated = withAlgorithm(first, Algorithm::Epis);
     InferenceOptions longPropagation = propagated;
     longPropagation.epis.propagationLength = std::max(kLongPropagation, 4 * options.epis.propagationLength);
-    if (episOnly) {
-        steps.push_back(longPropagation);
-        return steps;
-    }
-    // Converged propagation is tried first, with the larger sample count.
-    steps.insert(steps.begin(), withAlgorithm(steps.back(), Algorithm::Propagated));
-    steps.push_back(propagated);
+    if (!episOnly) steps.push_back(propagated);
     steps.push_back(longPropagation);
     return steps;
+}
+
+// The share of what is left of the budget that an uncapped step gets: the
+// piloted samplers, which already choose between two proposals, most of
+// it; the others half (the last one all of it).
+double shareOfWhatIsLeft(const InferenceOptions& step, bool last) {
+    if (last || !drawsToTargetUncapped(step)) return 1.0;
+    return step.algorithm == Algorithm::Pilot ? kPilotStepShare : 0.5;
 }
 
 // "at most 100000 samples, 16 propagation rounds"
@@ -138,19 +139,19 @@ InferenceResult sampleAutomatically(const Network& network, const Evidence& evid
         InferenceOptions step = steps[k];
         // A step that a sample count caps may spend what is left of the
         // budget, as it ends by its count; an uncapped one ends only with
-        // its time, so it gets half of what is left (the last one all of
-        // it): the steps come in the order most likely to succeed, and the
-        // later ones keep some time. Escalation stops when nothing is left.
+        // its time, so it gets a share of what is left: the steps come in
+        // the order most likely to succeed, and the later ones keep some
+        // time. Escalation stops when nothing is left.
         const double left = budget - std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         if (!tried.empty() && left <= kLeastSecondsForAStep) break;
-        const bool last = k + 1 == steps.size();
-        const double share = drawsToTargetUncapped(step) && !last ? left / 2 : left;
-        step.maxSeconds = std::max(share, kLeastSecondsForAStep);
+        step.maxSeconds = std::max(left * shareOfWhatIsLeft(step, k + 1 == steps.size()), kLeastSecondsForAStep);
         const std::string name(algorithmName(step.algorithm));
         try {
             InferenceResult run = runNamedAlgorithm(network, evidence, step);
             if (judgeReliability(run).reliable) {
-                run.choice = name + ": " + tooLarge + triedBefore(tried);
+                // The piloted samplers say which proposal drew.
+                const std::string drew = run.choice.empty() ? "" : "; drew from " + run.choice;
+                run.choice = name + ": " + tooLarge + drew + triedBefore(tried);
                 return run;
             }
             tried.push_back(describeAttempt(step, run));

@@ -9,6 +9,7 @@
 #include "lib/exact/saturating_arithmetic.h"
 #include "lib/inference/engine_run.h"
 #include "lib/inference/mini_bucket_run.h"
+#include "lib/inference/pilot_run.h"
 #include "lib/inference/propagated_sampling_run.h"
 #include "lib/inference/sampling_tallies.h"
 #include "lib/model/errors.h"
@@ -71,6 +72,7 @@ InferenceResult dispatch(const Network& network, const Evidence& evidence, const
         case Algorithm::Exact: return exactRun(network, evidence, options);
         case Algorithm::MiniBucket: return inferByMiniBuckets(network, evidence, options);
         case Algorithm::Propagated: return inferByPropagatedImportance(network, evidence, options);
+        case Algorithm::Pilot: return inferByPilotedProposal(network, evidence, options);
         case Algorithm::Auto: break;
     }
     throw std::invalid_argument("auto is not an algorithm that runs by itself");

@@ -16,7 +16,7 @@ constexpr double kYearOfSeconds = 365.0 * 24 * 3600;
 constexpr double kBytesPerGiB = double(1 << 30);
 
 using A = Algorithm;
-const std::vector<Algorithm> kSamplers{A::Epis, A::Ais, A::MiniBucket, A::Propagated};
+const std::vector<Algorithm> kSamplers{A::Epis, A::Ais, A::MiniBucket, A::Propagated, A::Pilot};
 
 long long wholeNumber(const OptionValue& value) {
     if (const auto* whole = std::get_if<long long>(&value)) return *whole;
@@ -126,7 +126,7 @@ const std::vector<OptionSpec> kOptions{
      .most = 1,
      .mostExcluded = true,
      .defaultText = "0",
-     .readBy = {A::Propagated},
+     .readBy = {A::Propagated, A::Pilot},
      .set = [](InferenceOptions& o, const OptionValue& v) { o.damping = number(v); },
      .get = [](const InferenceOptions& o) { return real(o.damping); }},
     {.name = "target-error",
@@ -166,7 +166,7 @@ const std::vector<OptionSpec> kOptions{
      .leastExcluded = true,
      .most = HUGE_VAL,
      .defaultText = "4",
-     .readBy = {A::Epis, A::Ais, A::Lbp, A::Exact, A::MiniBucket, A::Propagated},
+     .readBy = {A::Epis, A::Ais, A::Lbp, A::Exact, A::MiniBucket, A::Propagated, A::Pilot},
      .set = [](InferenceOptions& o, const OptionValue& v) { o.memoryLimitBytes = bytesOfGiB(number(v)); },
      .get = [](const InferenceOptions& o) { return real(double(o.memoryLimitBytes) / kBytesPerGiB); }},
     {.name = "jobs",
@@ -179,7 +179,7 @@ const std::vector<OptionSpec> kOptions{
      .least = 1,
      .most = INT_MAX,
      .defaultText = "1",
-     .readBy = {A::Epis, A::Ais, A::Lbp, A::MiniBucket, A::Propagated},
+     .readBy = {A::Epis, A::Ais, A::Lbp, A::MiniBucket, A::Propagated, A::Pilot},
      .set = [](InferenceOptions& o, const OptionValue& v) { o.jobs = static_cast<int>(wholeNumber(v)); },
      .get = [](const InferenceOptions& o) { return whole(o.jobs); }},
 };

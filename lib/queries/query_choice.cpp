@@ -57,7 +57,8 @@ QueryRun<Explanation> explainEvidenceUntimed(const Network& network, const Evide
         }
         case Algorithm::Lbp:
         case Algorithm::MiniBucket:
-        case Algorithm::Propagated: break;
+        case Algorithm::Propagated:
+        case Algorithm::Pilot: break;
     }
     throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
                                 " gives no explanation: use exact, epis, ais or auto");
@@ -127,7 +128,8 @@ QueryRun<JointPosterior> jointPosteriorUntimed(const Network& network, const Evi
         }
         case Algorithm::Lbp:
         case Algorithm::MiniBucket:
-        case Algorithm::Propagated: break;
+        case Algorithm::Propagated:
+        case Algorithm::Pilot: break;
     }
     throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
                                 " gives no joint posterior: use exact, epis, ais or auto");

@@ -182,7 +182,9 @@ class Network:
             A node cannot be both observed and set (EvidenceError).
         algorithm: "auto" (default: exact where the query's junction tree
             fits, else samplers to a target error of 0.01; result.choice says
-            which ran and why), "epis", "ais", "lbp", "exact", "wmb" or "bpis".
+            which ran and why), "epis", "ais", "lbp", "exact", "wmb", "bpis" or
+            "pilot" (bpis's or wmb's proposal, whichever did best on short
+            pilot runs; result.choice says which and what the pilots found).
         query: node names; only these are computed and returned (default:
             all): exact inference builds its tables for them alone, the
             samplers add up their sums alone and judge target_error by them.
@@ -213,7 +215,7 @@ class Network:
         if client is not None:
             cluster.check_query(client, algorithm, options)
         options = make_options(algorithm, warn=True, **options)
-        if joint is not None and algorithm in ("lbp", "wmb", "bpis"):
+        if joint is not None and algorithm in ("lbp", "wmb", "bpis", "pilot"):
             raise OptionError("joint", f"{algorithm} gives no joint posterior: use exact, epis, ais or auto")
         if isinstance(query, str):
             query = [query]

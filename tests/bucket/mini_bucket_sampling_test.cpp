@@ -14,6 +14,7 @@
 #include "lib/inference/mini_bucket_run.h"
 #include "tests/support/sampling_options.h"
 #include "tests/support/tiny_network.h"
+#include "tests/support/uai_case.h"
 
 namespace {
 
@@ -191,13 +192,12 @@ TEST(MiniBucketSampling, DrawsToATargetErrorAndRefusesJointPosteriors) {
 // where forward sampling finds no compatible sample: within 8 MiB the run
 // answers, and its 95% bound holds.
 TEST(MiniBucketSampling, AnswersAPedigreeWithinEightMebibytes) {
-    const std::string path = SAMPLENET_TEST_DATA "/uai2014/Pedigree_11.uai";
-    const Network pedigree = readNetwork(path);
-    const Evidence evidence = readUaiEvidence(pedigree, path + ".evid");
+    const testing_support::UaiCase instance = testing_support::uaiCase("Pedigree_11");
+    const Network& pedigree = instance.network;
     InferenceOptions options = wmb(2000);
     options.memoryLimitBytes = std::size_t{8} << 20;
-    const InferenceResult result = infer(pedigree, evidence, options);
-    std::ifstream file(path + ".MAR");
+    const InferenceResult result = infer(pedigree, instance.evidence, options);
+    std::ifstream file(instance.path + ".MAR");
     std::string word;
     int count = 0;
     file >> word >> count;

@@ -55,8 +55,8 @@ TEST(AutomaticChoice, JudgesExactInferenceByTheTreeOfTheQuery) {
     EXPECT_NE(hurried.choice.find("the budget 1e-12 s"), std::string::npos) << hurried.choice;
 }
 
-// A network whose junction tree is far above the memory limit goes to
-// sampling from converged propagation with a target error.
+// A network whose junction tree is far above the memory limit goes to the
+// piloted samplers with a target error.
 TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
     const auto network = fourHundredVariables();
     InferenceOptions options = automatic();
@@ -66,38 +66,38 @@ TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
     options.maxSeconds = 3600.0;
     options.samples = 5000;
     const auto run = samplenet::infer(network, Evidence{{{399, 0}}, {}}, options);
-    EXPECT_EQ(run.settings.algorithm, Algorithm::Propagated);
+    EXPECT_EQ(run.settings.algorithm, Algorithm::Pilot);
     ASSERT_TRUE(run.settings.targetError.has_value());
     EXPECT_EQ(*run.settings.targetError, 0.01);
     EXPECT_TRUE(run.sampling->targetMet.value_or(false));
-    EXPECT_EQ(run.choice, "bpis: the junction tree exceeds the memory limit of 1 MiB");
+    EXPECT_EQ(run.choice.rfind("pilot: the junction tree exceeds the memory limit of 1 MiB; drew from ", 0), 0u)
+        << run.choice;
     // infer() with the automatic choice gives the same numbers.
     EXPECT_EQ(samplenet::infer(network, Evidence{{{399, 0}}, {}}, options).posteriors, run.posteriors);
 }
 
 }  // namespace
 
-// Sampling from propagation starts with ten times the samples; an answer
-// worth too few samples is not the end: auto goes on to the other
-// samplers, and says what it tried; when nothing is reliable it keeps the
+// An answer worth too few samples is not the end: auto goes on to ten
+// times the samples and to the other samplers, and says what it tried; when nothing is reliable it keeps the
 // answer worth the most samples, and says that too.
 TEST(AutomaticChoice, EscalatesFromAnUnreliableAnswer) {
     const auto network = fourHundredVariables();
     InferenceOptions options = automatic();
     options.memoryLimitBytes = std::size_t{1} << 20;
-    options.samples = 60;
+    options.samples = 600;
     options.targetError = 0.2;
     const Evidence evidence{{{399, 0}}, {}};
     const auto first = samplenet::infer(network, evidence, options);
-    EXPECT_EQ(first.settings.algorithm, Algorithm::Propagated);
+    EXPECT_EQ(first.settings.algorithm, Algorithm::Pilot);
     EXPECT_EQ(first.settings.samples, 600);
     EXPECT_TRUE(first.sampling->targetMet.value_or(false));
 
     options.targetError = 1e-6;
     const auto none = samplenet::infer(network, evidence, options);
     EXPECT_NE(none.choice.find("no sampler gave a reliable answer"), std::string::npos) << none.choice;
-    EXPECT_NE(none.choice.find("(tried: bpis (at most 600 samples): "), std::string::npos)
-        << none.choice;
-    EXPECT_NE(none.choice.find("; wmb (at most 60 samples): "), std::string::npos) << none.choice;
+    EXPECT_NE(none.choice.find("(tried: pilot (at most 600 samples): "), std::string::npos) << none.choice;
+    EXPECT_NE(none.choice.find("; pilot (at most 6000 samples): "), std::string::npos) << none.choice;
+    EXPECT_NE(none.choice.find("; epis (at most 600 samples, "), std::string::npos) << none.choice;
     EXPECT_FALSE(none.sampling->targetMet.value_or(true));
 }

@@ -96,7 +96,7 @@ TEST(OptionRegistry, SaysWhichAlgorithmsReadAnOption) {
     // auto may run any algorithm, so it reads every option.
     for (const OptionSpec& spec : samplenet::optionSpecs()) EXPECT_EQ(samplenet::whyIgnored(Algorithm::Auto, spec), "");
     EXPECT_EQ(samplenet::whyIgnored(Algorithm::Exact, *samplenet::optionNamed("seed")),
-              "read by epis, ais, wmb and bpis alone; exact ignores it");
+              "read by epis, ais, wmb, bpis and pilot alone; exact ignores it");
 }
 
 }  // namespace
