@@ -9,6 +9,9 @@
 class SampleNode {
 public:
     explicit SampleNode(int numStates);
+    // With its weights in `weightRoom` (numStates doubles), which stays the
+    // caller's.
+    SampleNode(int numStates, double* weightRoom);
     SampleNode(const SampleNode&) = delete;
     SampleNode& operator=(const SampleNode&) = delete;
     virtual ~SampleNode();
@@ -29,31 +32,42 @@ public:
     void InitAllMessages();
     int NormalizeMessages(bool forceUniform);
 
+    // The counts side by side: on networks of millions of nodes the padding
+    // between members is memory too.
     int sampledState = -1;
-    QVR_doubleArray weights;
-    int** stateRefs = nullptr;
     int numStates;
     int evidence = -1;
-    bool changeFlag = false;
-    QVR_Dmatrix* cpt = nullptr;
-    QVR_Dmatrix* importanceTable = nullptr;
-    QVR_Dmatrix* totalTable = nullptr;
     int numChildren = 0;
     int numParents = 0;
+    int piWidth = 0;  // see piMsgs
+    bool changeFlag = false;
+    QVR_doubleArray weights;
+    // The parents' sampled states, then the node's own; the network's to free.
+    int** stateRefs = nullptr;
+    QVR_Dmatrix* cpt = nullptr;
+    // Made by the stages that fill them (SampleNet::CreateImportanceTables,
+    // CreateLearningTables); none while only messages are passed.
+    QVR_Dmatrix* importanceTable = nullptr;
+    QVR_Dmatrix* totalTable = nullptr;
     QVR_intArray parentStateCounts;
     QVR_intArray children;
     QVR_intArray parents;
     QVR_intArray parentStrides;
+    // The propagation's buffers: views into the network's arenas
+    // (SampleNet::CreatePropagationBuffers), numStates entries each unless
+    // said otherwise. lambdaPrev, the lambda the importance tables are
+    // weighed by, lives apart so that it can outlast the others.
     QVR_doubleArray lambdaPrev;
     QVR_doubleArray lambda;
     QVR_doubleArray evidenceVector;
-    QVR_Dmatrix* lambdaMsgs = nullptr;
-    QVR_Dmatrix* lambdaMsgsNext = nullptr;
-    QVR_Dmatrix* piMsgs = nullptr;
-    QVR_Dmatrix* piMsgsNext = nullptr;
-    QVR_doubleArray piProductPrev;
-    QVR_doubleArray piProduct;
-    QVR_doubleArray piPrev;
+    // Row i: the message from child i (numChildren rows of numStates).
+    QVR_doubleArray lambdaMsgs;
+    QVR_doubleArray lambdaMsgsNext;
+    // Row k: the message from parent k (numParents rows of piWidth, as wide
+    // as the widest parent; narrower parents leave spare entries at the end).
+    QVR_doubleArray piMsgs;
+    QVR_doubleArray piMsgsNext;
+    QVR_doubleArray piProduct;  // one entry per parent configuration
     QVR_doubleArray pi;
     QVR_doubleArray beliefPrev;
     QVR_doubleArray belief;

@@ -30,14 +30,15 @@ EpisParams engineParams(const InferenceOptions& options) {
 using Driver = std::function<int(SampleNet&)>;
 
 // One engine run in the order the engine requires; the importance
-// parameters are cleared on every way out.
+// parameters are cleared on every way out. The drivers make the tables
+// they fill (importance tables, learning sums) as they need them.
 int runDriver(NetworkAdapter& adapter, const Driver& driver) {
     SampleNet net(adapter);
     struct ClearOnExit {
         SampleNet& net;
         ~ClearOnExit() { net.ClearImportanceParameter(); }
     } clear{net};
-    net.SetParameterForImportanceSampling();
+    net.CreatePropagationBuffers();
     return driver(net);
 }
 

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "engine/posterior_tables.h"
 #include "engine/random_state.h"
 #include "engine/sampler_steps.h"
 #include "engine/samplenet.h"
@@ -11,7 +12,6 @@
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/generator_stream.h"
 #include "lib/sampling/parallel_draws.h"
-#include "lib/sampling/spent_engine_buffers.h"
 
 namespace samplenet {
 
@@ -45,6 +45,27 @@ std::vector<double> jointPosteriorOf(const SamplingPlan& plan, const WeightSums&
     return joint;
 }
 
+// The engine's stages up to the final samples, and the plan the samples
+// read. What the samples read is held once, in the plan: the messages go as
+// soon as the propagation is over, and EPIS-BN's importance tables are made
+// one node at a time as the plan copies them, never all at once.
+SamplingPlan preparedPlan(SampleNet& net, ImportanceSampler sampler, const SamplingPlan::Tallies& tallies) {
+    net.CreatePropagationBuffers();
+    if (sampler == ImportanceSampler::Ais) {
+        sampler_steps::PrepareAis(net);
+        net.ReleaseMessages();
+        SamplingPlan plan(net, tallies);
+        net.ClearImportanceParameter();
+        return plan;
+    }
+    sampler_steps::PropagateEvidence(net);
+    posterior_tables::FormFinalLambdas(net);
+    net.ReleaseMessages();
+    SamplingPlan plan(net, tallies, [&net](int node, double* table) { posterior_tables::BuildInto(net, node, table); });
+    net.ClearImportanceParameter();
+    return plan;
+}
+
 }  // namespace
 
 int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const SamplingSettings& settings,
@@ -52,16 +73,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     if (settings.jobs < 1) throw std::invalid_argument("the number of jobs must be at least 1");
     if (settings.elsewhere && settings.keepBestSamples > 0)
         throw std::invalid_argument("shares drawn elsewhere keep no best samples");
-    if (sampler == ImportanceSampler::Epis) {
-        sampler_steps::PrepareEpis(net);
-    } else {
-        sampler_steps::PrepareAis(net);
-    }
-    // Only the importance tables outlive the preparation, and only until the
-    // plan has copied them: what the samples read is then held once.
-    releasePropagationBuffers(net);
-    const SamplingPlan plan(net, settings.tallies);
-    net.ClearImportanceParameter();
+    const SamplingPlan plan = preparedPlan(net, sampler, settings.tallies);
     if (plan.widestNode > kMostStates)
         throw std::length_error("the samplers take variables of at most 65536 states");
     const auto seed = static_cast<std::uint64_t>(engine_random::Seed());

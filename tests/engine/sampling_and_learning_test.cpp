@@ -43,9 +43,9 @@ TEST(SetUp, ShapesStridesAndCopies) {
     const SampleNode& x = p.node(3);
     EXPECT_EQ((std::vector<int>{x.parentStrides[0], x.parentStrides[1], x.parentStrides[2], x.parentStrides[3]}),
               (std::vector<int>{24, 12, 3, 1}));
-    EXPECT_EQ(x.piMsgs->GetSizeOfDimension(0), 3);
-    EXPECT_EQ(x.piMsgs->GetSizeOfDimension(1), 4);
-    EXPECT_EQ(x.lambdaMsgs->GetSizeOfDimension(0), 0);
+    EXPECT_EQ(x.piWidth, 4);
+    EXPECT_EQ(x.piMsgs.numElements, 3 * 4);
+    EXPECT_EQ(x.lambdaMsgs.numElements, 0);
     EXPECT_EQ(x.piProduct.numElements, 24);
     for (int k = 0; k < 48; ++k) {
         ASSERT_EQ(x.importanceTable->data[k], x.cpt->data[k]);
@@ -54,8 +54,8 @@ TEST(SetUp, ShapesStridesAndCopies) {
     const SampleNode& root = p.node(0);
     EXPECT_EQ(root.parentStrides.numElements, 1);
     EXPECT_EQ(root.parentStrides[0], 1);
-    EXPECT_EQ(root.piMsgs->data.numElements, 0);
-    EXPECT_EQ(root.lambdaMsgs->GetSizeOfDimension(0), 1);
+    EXPECT_EQ(root.piMsgs.numElements, 0);
+    EXPECT_EQ(root.lambdaMsgs.numElements, 2);  // one child, two states
 }
 
 TEST(SetUp, TearDownReleasesTablesAndLeavesHostTablesIntact) {
