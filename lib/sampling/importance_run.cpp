@@ -81,12 +81,15 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     const std::uint64_t start = settings.generator == Generator::Standard ? seed : generator_stream::mix(seed);
 
     report = SamplingReport{};
-    WeightSums sums(plan.sumCount);
+    // Made where it is filled: jobs keep sums of their own, and these take
+    // their merge.
+    WeightSums sums(0);
     // One per job; job 0's where there is one job.
     std::vector<BestSamples> best;
     if (settings.keepBestSamples > 0)
         for (int k = 0; k < settings.jobs; ++k) best.emplace_back(net, plan, settings.keepBestSamples);
     if (settings.jobs == 1 && !settings.targetError && !settings.elsewhere) {
+        sums = WeightSums(plan.sumCount);
         AdapterQuota quota(*net.adapter);
         BlockSampler blocks(plan, settings.generator);
         const std::uint64_t end = blocks.draw(start, quota, sums, best.empty() ? nullptr : &best.front());
