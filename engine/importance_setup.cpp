@@ -25,16 +25,6 @@ int WidestParent(const SampleNode& node) {
     return widest;
 }
 
-// Entries of the message arena one node takes: five vectors of its states,
-// the two directions of messages with their next-round buffers, one entry per
-// parent configuration.
-std::size_t MessageEntries(const SampleNode& node) {
-    const auto n = static_cast<std::size_t>(node.numStates);
-    return 5 * n + 2 * static_cast<std::size_t>(node.numChildren) * n +
-           2 * static_cast<std::size_t>(node.numParents) * static_cast<std::size_t>(node.piWidth) +
-           static_cast<std::size_t>(node.parentStrides[0]);
-}
-
 // Hands out consecutive pieces of an arena.
 class Carver {
 public:
@@ -64,24 +54,18 @@ void SampleNet::CreatePropagationBuffers() {
         SampleNode& node = *nodes[i];
         SetStrides(node);
         node.piWidth = WidestParent(node);
-        messages += MessageEntries(node);
+        messages += node.MessageEntries();
         lambdas += static_cast<std::size_t>(node.numStates);
     }
     messageArena = std::make_unique<double[]>(messages + 1);
     lambdaArena = std::make_unique<double[]>(lambdas + 1);
-    Carver message(messageArena.get());
+    double* message = messageArena.get();
     Carver lambda(lambdaArena.get());
     for (int i = 0; i < nodeCount; ++i) {
         SampleNode& node = *nodes[i];
-        const int n = node.numStates;
-        lambda.Carve(node.lambdaPrev, n);
-        for (QVR_doubleArray* vector : {&node.lambda, &node.evidenceVector, &node.pi, &node.beliefPrev, &node.belief})
-            message.Carve(*vector, n);
-        message.Carve(node.lambdaMsgs, node.numChildren * n);
-        message.Carve(node.lambdaMsgsNext, node.numChildren * n);
-        message.Carve(node.piMsgs, node.numParents * node.piWidth);
-        message.Carve(node.piMsgsNext, node.numParents * node.piWidth);
-        message.Carve(node.piProduct, node.parentStrides[0]);
+        lambda.Carve(node.lambdaPrev, node.numStates);
+        node.messages = message;
+        message += node.MessageEntries();
     }
 }
 
@@ -103,10 +87,7 @@ void SampleNet::ReleaseMessages() {
     for (int i = 0; i < nodeCount; ++i) {
         SampleNode& node = *nodes[i];
         Release(node.totalTable);
-        for (QVR_doubleArray* vector : {&node.lambda, &node.evidenceVector, &node.lambdaMsgs, &node.lambdaMsgsNext,
-                                        &node.piMsgs, &node.piMsgsNext, &node.piProduct, &node.pi, &node.beliefPrev,
-                                        &node.belief})
-            vector->CleanUp();
+        node.messages = nullptr;
     }
     messageArena.reset();
 }

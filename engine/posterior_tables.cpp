@@ -20,10 +20,10 @@ bool IsZeroOrNan(double v) { return v == 0.0 || std::isnan(v); }
 // normalised) messages of its children.
 void FormFinalLambda(SampleNode& node) {
     node.NormalizeMessages(true);
-    for (int s = 0; s < node.numStates; ++s) node.lambdaPrev[s] = node.evidenceVector[s];
+    for (int s = 0; s < node.numStates; ++s) node.lambdaPrev[s] = node.evidenceVector()[s];
     if (node.evidence >= 0) return;
     for (int s = 0; s < node.numStates; ++s)
-        for (int ch = 0; ch < node.numChildren; ++ch) node.lambdaPrev[s] *= node.lambdaMsgs[ch * node.numStates + s];
+        for (int ch = 0; ch < node.numChildren; ++ch) node.lambdaPrev[s] *= node.lambdaMsgs()[ch * node.numStates + s];
 }
 
 void FormLambdasInRange(SampleNet& net, int begin, int end) {

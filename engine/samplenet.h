@@ -69,4 +69,9 @@ private:
     std::unique_ptr<double[]> weightArena;
     std::unique_ptr<int*[]> refArena;
     std::size_t weightsPlaced = 0;
+    // Room for the nodes, made in place by CreateANode.
+    struct NodeRoom {
+        alignas(SampleNode) unsigned char bytes[sizeof(SampleNode)];
+    };
+    std::unique_ptr<NodeRoom[]> nodePool;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "host/qvr_dmatrix.h"
 #include "host/qvr_node.h"
 
@@ -53,22 +55,32 @@ public:
     QVR_intArray children;
     QVR_intArray parents;
     QVR_intArray parentStrides;
-    // The propagation's buffers: views into the network's arenas
-    // (SampleNet::CreatePropagationBuffers), numStates entries each unless
-    // said otherwise. lambdaPrev, the lambda the importance tables are
-    // weighed by, lives apart so that it can outlast the others.
+    // lambdaPrev, the lambda the importance tables are weighed by: a view
+    // into the network's arena of final lambdas
+    // (SampleNet::CreatePropagationBuffers), which outlasts the messages.
     QVR_doubleArray lambdaPrev;
-    QVR_doubleArray lambda;
-    QVR_doubleArray evidenceVector;
+    // The node's piece of the network's message arena, none once freed; the
+    // buffers below lie in it one after the other, so that a node keeps one
+    // pointer where it kept a dozen arrays.
+    double* messages = nullptr;
+    // numStates entries each.
+    double* lambda() const { return messages; }
+    double* evidenceVector() const { return messages + numStates; }
+    double* pi() const { return messages + 2 * numStates; }
+    double* beliefPrev() const { return messages + 3 * numStates; }
+    double* belief() const { return messages + 4 * numStates; }
     // Row i: the message from child i (numChildren rows of numStates).
-    QVR_doubleArray lambdaMsgs;
-    QVR_doubleArray lambdaMsgsNext;
+    double* lambdaMsgs() const { return messages + 5 * numStates; }
+    double* lambdaMsgsNext() const { return lambdaMsgs() + numChildren * numStates; }
     // Row k: the message from parent k (numParents rows of piWidth, as wide
     // as the widest parent; narrower parents leave spare entries at the end).
-    QVR_doubleArray piMsgs;
-    QVR_doubleArray piMsgsNext;
-    QVR_doubleArray piProduct;  // one entry per parent configuration
-    QVR_doubleArray pi;
-    QVR_doubleArray beliefPrev;
-    QVR_doubleArray belief;
+    double* piMsgs() const { return lambdaMsgsNext() + numChildren * numStates; }
+    double* piMsgsNext() const { return piMsgs() + numParents * piWidth; }
+    // One entry per parent configuration (parentStrides[0]).
+    double* piProduct() const { return piMsgsNext() + numParents * piWidth; }
+    // Entries of the whole piece.
+    std::size_t MessageEntries() const {
+        return 5 * static_cast<std::size_t>(numStates) + 2 * static_cast<std::size_t>(numChildren) * numStates +
+               2 * static_cast<std::size_t>(numParents) * piWidth + static_cast<std::size_t>(parentStrides[0]);
+    }
 };

@@ -113,7 +113,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
         } else {
             draws.drawRound(cap, settings.keepGoing);
         }
-        sums = draws.merged();
+        sums = draws.takeMerged();
         report.distinct = draws.distinctSamples();
     }
     report.drawn = sums.drawn;
