@@ -12,11 +12,12 @@
 //
 // With --stages it prints instead, per network, what each stage of an EPIS-BN
 // run costs on one thread and on --jobs threads (default 2): building the
-// engine's network, the evidence propagation, the importance tables, the
-// sampling plan, the final samples, and LBP's 10 iterations on an engine
-// network of its own; and the heap it holds after each stage, in bytes per entry
-// of the network's tables (the propagation's buffers freed before the plan,
-// the importance tables after it, as a run does).
+// engine's network, the evidence propagation, the final lambdas, the
+// sampling plan with the importance tables made node by node, the final
+// samples, and LBP's 10 iterations on an engine network of its own; and the
+// heap it holds after each stage, in bytes per entry of the network's tables
+// (the messages freed before the plan, the final lambdas after it, as a run
+// does).
 //
 //   large_network_benchmark --stages [--jobs N] [--samples N] NODES...
 #include <malloc.h>
@@ -29,6 +30,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/posterior_tables.h"
 #include "engine/propagation.h"
 #include "engine/random_state.h"
 #include "engine/sampler_steps.h"
@@ -41,7 +43,6 @@
 #include "lib/inference/network_adapter.h"
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/parallel_draws.h"
-#include "lib/sampling/spent_engine_buffers.h"
 
 namespace {
 
@@ -71,8 +72,8 @@ std::size_t tableEntries(const Network& network) {
 // Seconds of each stage of one EPIS-BN run and of LBP, and the heap after
 // each stage.
 struct Stages {
-    double engine = 0, propagation = 0, tables = 0, plan = 0, sampling = 0, lbp = 0;
-    std::size_t engineHeap = 0, tablesHeap = 0, releasedHeap = 0, planHeap = 0, samplingHeap = 0;
+    double engine = 0, propagation = 0, lambdas = 0, plan = 0, sampling = 0, lbp = 0;
+    std::size_t engineHeap = 0, propagatedHeap = 0, releasedHeap = 0, planHeap = 0, samplingHeap = 0;
 };
 
 Stages measureStages(const Network& network, const std::map<int, int>& observed, int samples, int jobs) {
@@ -82,23 +83,23 @@ Stages measureStages(const Network& network, const std::map<int, int>& observed,
     NetworkAdapter adapter(network, observed, EpisParams{4, 4, 8, 20, 0.006, 0.001, 0.0005, 0.0001}, samples, clock,
                            jobs);
     {
+        // As a run does: the messages go once the final lambdas are formed,
+        // and the plan makes each importance table as it copies it.
         SampleNet net(adapter);
-        net.SetParameterForImportanceSampling();
+        net.CreatePropagationBuffers();
         stages.engine = secondsSince(start);
         stages.engineHeap = heapBytes();
         start = Clock::now();
         sampler_steps::PropagateEvidence(net);
         stages.propagation = secondsSince(start);
+        stages.propagatedHeap = heapBytes();
         start = Clock::now();
-        sampler_steps::BuildImportanceTables(net);
-        stages.tables = secondsSince(start);
-        stages.tablesHeap = heapBytes();
-        // As a run does: the plan is built once the propagation's buffers
-        // are freed, and the importance tables go once it has copied them.
-        releasePropagationBuffers(net);
+        posterior_tables::FormFinalLambdas(net);
+        net.ReleaseMessages();
+        stages.lambdas = secondsSince(start);
         stages.releasedHeap = heapBytes();
         start = Clock::now();
-        const SamplingPlan plan(net);
+        const SamplingPlan plan(net, {}, [&net](int node, double* table) { posterior_tables::BuildInto(net, node, table); });
         stages.plan = secondsSince(start);
         stages.planHeap = heapBytes();
         net.ClearImportanceParameter();
@@ -119,7 +120,7 @@ Stages measureStages(const Network& network, const std::map<int, int>& observed,
     }
     // LBP needs the messages the sampling run freed: a network of its own.
     SampleNet net(adapter);
-    net.SetParameterForImportanceSampling();
+    net.CreatePropagationBuffers();
     start = Clock::now();
     propagation::Prepare(net);
     propagation::Run(net, 10, propagation::OnEmptyBelief::MakeUniform);
@@ -143,12 +144,11 @@ void reportStages(const Network& network, std::size_t loadHeap, int samples, int
     };
     std::printf("| %d | %.0f | %d | %s | %s | %s | %s | %s | %s | %.0f MiB |\n", network.size(), entries, samples,
                 cell(one.engine, shared.engine).c_str(), cell(one.propagation, shared.propagation).c_str(),
-                cell(one.tables, shared.tables).c_str(), cell(one.plan, shared.plan).c_str(),
+                cell(one.lambdas, shared.lambdas).c_str(), cell(one.plan, shared.plan).c_str(),
                 cell(one.sampling, shared.sampling).c_str(), cell(one.lbp, shared.lbp).c_str(), peakMiB());
     std::printf("\nheap per table entry (%.0f entries), cumulative: loaded network %.1f B, engine network %.1f B, "
-                "importance tables %.1f B, propagation buffers freed %.1f B, plan %.1f B, sampling (engine tables "
-                "freed) %.1f B\n\n",
-                entries, loadHeap / entries, one.engineHeap / entries, one.tablesHeap / entries,
+                "propagated %.1f B, messages freed %.1f B, plan %.1f B, sampling (final lambdas freed) %.1f B\n\n",
+                entries, loadHeap / entries, one.engineHeap / entries, one.propagatedHeap / entries,
                 one.releasedHeap / entries, one.planHeap / entries, one.samplingHeap / entries);
     std::fflush(stdout);
 }
@@ -253,8 +253,8 @@ Network writtenAndRead(int nodes, double& loadSeconds, std::size_t& loadHeap) {
 }
 
 int stagesMain(const std::vector<int>& sizes, int samples, int jobs) {
-    std::printf("| nodes | table entries | samples | engine network, 1 / %d threads | propagation | importance tables "
-                "| plan | sampling | LBP 10 it. | peak memory |\n|---|---|---|---|---|---|---|---|---|---|\n",
+    std::printf("| nodes | table entries | samples | engine network, 1 / %d threads | propagation | final lambdas "
+                "| plan and importance tables | sampling | LBP 10 it. | peak memory |\n|---|---|---|---|---|---|---|---|---|---|\n",
                 jobs);
     for (const int nodes : sizes) {
         double load = 0;

@@ -38,11 +38,14 @@ OutputFormat chosenFormat(const InferArguments& arguments, const CLI::App& comma
     return format;
 }
 
-void writeReport(const std::string& outputPath, const std::string& text) {
-    if (outputPath.empty())
-        std::cout << text;
-    else
-        samplenet::writeOutputFile(outputPath, text);
+void writeReport(const std::string& outputPath, const ReportText& text) {
+    if (outputPath.empty()) {
+        for (const std::string& piece : text) std::cout << piece;
+        return;
+    }
+    samplenet::OutputFile file(outputPath);
+    for (const std::string& piece : text) file.write(piece);
+    file.commit();
 }
 
 }  // namespace
@@ -70,7 +73,7 @@ void runInfer(InferArguments arguments, const CLI::App& command) {
     const OutputFormat format = chosenFormat(arguments, command);
     InferenceRun run = prepareInference(arguments.inference);
     if (arguments.query.asked()) {
-        writeReport(arguments.outputPath, answerQuery(arguments.query, run, format, arguments.inference.queries));
+        writeReport(arguments.outputPath, {answerQuery(arguments.query, run, format, arguments.inference.queries)});
         return;
     }
     const std::vector<int> shown = queriedVariables(run.network, arguments.inference.queries);

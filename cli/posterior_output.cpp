@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
+#include <utility>
 #include <nlohmann/json.hpp>
 
 #include "cli/html_report.h"
@@ -119,7 +121,27 @@ std::string tableReport(const PosteriorReport& report) {
     return text;
 }
 
-std::string jsonReport(const PosteriorReport& report) {
+// One posterior as an element of the report's array, indented as dump(2)
+// indents it there: every line four spaces in.
+std::string posteriorJson(const PosteriorReport& report, int v) {
+    const auto& variable = report.network.variables[v];
+    nlohmann::ordered_json entry = {
+        {"node", variable.name}, {"states", variable.states}, {"probabilities", report.result.posteriors[v]}};
+    if (!report.result.standardErrors.empty()) entry["standard_errors"] = report.result.standardErrors[v];
+    const std::string text = entry.dump(2);
+    std::string indented = "    ";
+    indented.reserve(text.size() + text.size() / 4);
+    for (const char c : text) {
+        indented += c;
+        if (c == '\n') indented += "    ";
+    }
+    return indented;
+}
+
+// The text dump(2) gives for the whole document, made a posterior at a time
+// in pieces of about a megabyte: on a network of a million nodes the
+// document's objects and one string of the text took several times the text.
+ReportText jsonReport(const PosteriorReport& report) {
     nlohmann::ordered_json json;
     json["network"] = report.source;
     // The report's options are the result's settings (runInference made
@@ -127,14 +149,22 @@ std::string jsonReport(const PosteriorReport& report) {
     samplenet::addRunJson(json, report.result);
     json["evidence"] = evidenceJson(report.network, report.evidence);
     addInterventionsJson(json, report.network, report.interventions);
-    auto& posteriors = json["posteriors"] = nlohmann::ordered_json::array();
-    for (int v : report.variables) {
-        const auto& variable = report.network.variables[v];
-        posteriors.push_back(
-            {{"node", variable.name}, {"states", variable.states}, {"probabilities", report.result.posteriors[v]}});
-        if (!report.result.standardErrors.empty()) posteriors.back()["standard_errors"] = report.result.standardErrors[v];
+    // Last, so that the text ends with it.
+    json["posteriors"] = nlohmann::ordered_json::array();
+    std::string head = json.dump(2);
+    if (report.variables.empty()) return {head + "\n"};
+    constexpr std::string_view kEmptyEnd = "[]\n}";
+    head.replace(head.size() - kEmptyEnd.size(), kEmptyEnd.size(), "[\n");
+    ReportText pieces{std::move(head)};
+    constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
+    std::string piece;
+    for (std::size_t k = 0; k < report.variables.size(); ++k) {
+        if (k > 0) piece += ",\n";
+        piece += posteriorJson(report, report.variables[k]);
+        if (piece.size() >= kPieceBytes) pieces.push_back(std::exchange(piece, {}));
     }
-    return json.dump(2) + "\n";
+    pieces.push_back(piece + "\n  ]\n}\n");
+    return pieces;
 }
 
 // A plain table that pandas and spreadsheets read as is: P(evidence), where
@@ -182,12 +212,12 @@ std::optional<OutputFormat> outputFormatNamed(std::string_view name) {
     return std::nullopt;
 }
 
-std::string formatReport(const PosteriorReport& report, OutputFormat format) {
+ReportText formatReport(const PosteriorReport& report, OutputFormat format) {
     switch (format) {
-        case OutputFormat::Table: return tableReport(report);
+        case OutputFormat::Table: return {tableReport(report)};
         case OutputFormat::Json: return jsonReport(report);
-        case OutputFormat::Csv: return csvReport(report);
-        case OutputFormat::Html: return htmlReport(report);
+        case OutputFormat::Csv: return {csvReport(report)};
+        case OutputFormat::Html: return {htmlReport(report)};
     }
     return {};
 }

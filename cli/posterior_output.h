@@ -44,7 +44,10 @@ std::string evidenceDescription(const samplenet::Network& network, const samplen
 nlohmann::ordered_json evidenceJson(const samplenet::Network& network, const samplenet::Evidence& evidence);
 using samplenet::csvField;
 
-// The whole report as text, so that nothing is printed when it fails.
-std::string formatReport(const PosteriorReport& report, OutputFormat format);
+// The whole report as text, so that nothing is printed when it fails; in
+// pieces, to be written one after the other, because the JSON of a large
+// network is hundreds of megabytes.
+using ReportText = std::vector<std::string>;
+ReportText formatReport(const PosteriorReport& report, OutputFormat format);
 
 }  // namespace samplenet_cli

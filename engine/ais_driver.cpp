@@ -12,6 +12,8 @@ constexpr int kUpdateInterval = 2500;
 
 void sampler_steps::PrepareAis(SampleNet& net) {
     net.learningRate = kInitialLearningRate;
+    net.CreateImportanceTables();
+    net.CreateLearningTables();
     engine_random::SeedFromHostClock();
     if (net.nodeCount > 0) {
         net.SetTotalTableToZero();

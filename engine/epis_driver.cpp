@@ -21,6 +21,7 @@ void sampler_steps::PropagateEvidence(SampleNet& net) {
 }
 
 void sampler_steps::BuildImportanceTables(SampleNet& net) {
+    net.CreateImportanceTables();
     posterior_tables::Build(net);
     if (net.nodeCount > 0) net.SetTotalTableToZero();
 }

@@ -14,7 +14,7 @@ int SampleNet::LBP() {
 void propagation::HandOverBeliefs(SampleNet& net) {
     for (int i = 0; i < net.nodeCount; ++i) {
         SampleNode& node = *net.nodes[i];
-        for (int s = 0; s < node.numStates; ++s) node.weights[s] = node.beliefPrev[s];
+        for (int s = 0; s < node.numStates; ++s) node.weights[s] = node.beliefPrev()[s];
         node.NormalizeWeight();
         node.WriteBeliefsDirectBack(net.adapter->GetBeliefs(i));
     }

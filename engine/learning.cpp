@@ -102,5 +102,7 @@ void SampleNet::UpdateNormalizedTable() {
 }
 
 void SampleNet::SetTotalTableToZero() {
-    for (int i = 0; i < nodeCount; ++i) ZeroTable(*nodes[i]->totalTable);
+    // A run that learns nothing has no sums to clear.
+    for (int i = 0; i < nodeCount; ++i)
+        if (nodes[i]->totalTable != nullptr) ZeroTable(*nodes[i]->totalTable);
 }

@@ -1,5 +1,6 @@
 #include "engine/propagation.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 
@@ -23,7 +24,7 @@ int PositionOf(const QVR_intArray& list, int value) {
 // state j, in increasing order.
 template <typename Visit>
 void ForEachConfiguration(const SampleNode& x, int p, int j, Visit visit) {
-    const int total = x.piProduct.numElements;
+    const int total = x.parentStrides[0];
     const int run = x.parentStrides[p + 1];
     const int period = x.parentStrides[p];
     for (int b = j * run; b < total; b += period)
@@ -31,30 +32,30 @@ void ForEachConfiguration(const SampleNode& x, int p, int j, Visit visit) {
 }
 
 void ComputeLambda(SampleNode& x) {
-    for (int s = 0; s < x.numStates; ++s) x.lambda[s] = x.evidenceVector[s];
+    for (int s = 0; s < x.numStates; ++s) x.lambda()[s] = x.evidenceVector()[s];
     if (x.evidence >= 0) return;
     for (int s = 0; s < x.numStates; ++s)
-        for (int i = 0; i < x.numChildren; ++i) x.lambda[s] *= x.lambdaMsgs->data[i * x.numStates + s];
+        for (int i = 0; i < x.numChildren; ++i) x.lambda()[s] *= x.lambdaMsgs()[i * x.numStates + s];
 }
 
 void ComputePi(SampleNode& x) {
     const int n = x.numStates;
-    const int width = x.numParents > 0 ? x.piMsgs->GetSizeOfDimension(1) : 0;
+    const int width = x.piWidth;
     for (int p = 0; p < x.numParents; ++p)
         for (int j = 0; j < x.parentStateCounts[p]; ++j) {
-            const double message = x.piMsgs->data[p * width + j];
-            ForEachConfiguration(x, p, j, [&](int q) { x.piProduct[q] *= message; });
+            const double message = x.piMsgs()[p * width + j];
+            ForEachConfiguration(x, p, j, [&](int q) { x.piProduct()[q] *= message; });
         }
     const double* cpt = x.cpt->data.data;
     if (x.numParents == 0) {
-        for (int s = 0; s < n; ++s) x.pi[s] = cpt[s];
+        for (int s = 0; s < n; ++s) x.pi()[s] = cpt[s];
         return;
     }
-    for (int s = 0; s < n; ++s) x.pi[s] = 0.0;
+    for (int s = 0; s < n; ++s) x.pi()[s] = 0.0;
     // Configurations outermost keeps the table walk sequential; each pi[s]
     // still sums its terms in increasing configuration order.
-    for (int q = 0; q < x.piProduct.numElements; ++q)
-        for (int s = 0; s < n; ++s) x.pi[s] += x.piProduct[q] * cpt[q * n + s];
+    for (int q = 0; q < x.parentStrides[0]; ++q)
+        for (int s = 0; s < n; ++s) x.pi()[s] += x.piProduct()[q] * cpt[q * n + s];
 }
 
 // Returns false when the belief has no mass and onEmpty is Fail.
@@ -63,15 +64,15 @@ bool ComputeBelief(SampleNode& x, OnEmptyBelief onEmpty) {
     if (n < 1) return onEmpty == OnEmptyBelief::MakeUniform;
     double total = 0.0;
     for (int s = 0; s < n; ++s) {
-        x.belief[s] = x.lambda[s] * x.pi[s];
-        total += x.belief[s];
+        x.belief()[s] = x.lambda()[s] * x.pi()[s];
+        total += x.belief()[s];
     }
     if (total > 0.0) {
-        for (int s = 0; s < n; ++s) x.belief[s] /= total;
+        for (int s = 0; s < n; ++s) x.belief()[s] /= total;
         return true;
     }
     if (onEmpty == OnEmptyBelief::Fail) return false;
-    for (int s = 0; s < n; ++s) x.belief[s] = 1.0 / n;
+    for (int s = 0; s < n; ++s) x.belief()[s] = 1.0 / n;
     return true;
 }
 
@@ -79,7 +80,7 @@ void SendLambdaMessages(SampleNet& net, int index) {
     SampleNode& x = *net.nodes[index];
     const int n = x.numStates;
     const double* cpt = x.cpt->data.data;
-    const int width = x.numParents > 0 ? x.piMsgs->GetSizeOfDimension(1) : 0;
+    const int width = x.piWidth;
     for (int p = 0; p < x.numParents; ++p) {
         SampleNode& u = *net.nodes[x.parents[p]];
         if (u.evidence >= 0) continue;
@@ -87,15 +88,15 @@ void SendLambdaMessages(SampleNet& net, int index) {
         for (int j = 0; j < u.numStates; ++j) {
             // Dividing out the message from u leaves the product of the
             // messages from x's other parents.
-            const double own = x.piMsgs->data[p * width + j];
+            const double own = x.piMsgs()[p * width + j];
             double message = 0.0;
             for (int s = 0; s < n; ++s) {
                 double inner = 0.0;
                 if (!IsZeroOrNan(own))
-                    ForEachConfiguration(x, p, j, [&](int q) { inner += (x.piProduct[q] / own) * cpt[q * n + s]; });
-                message += x.lambda[s] * inner;
+                    ForEachConfiguration(x, p, j, [&](int q) { inner += (x.piProduct()[q] / own) * cpt[q * n + s]; });
+                message += x.lambda()[s] * inner;
             }
-            u.lambdaMsgsNext->data[row * u.numStates + j] = message;
+            u.lambdaMsgsNext()[row * u.numStates + j] = message;
         }
     }
 }
@@ -105,10 +106,10 @@ void SendPiMessages(SampleNet& net, int index) {
     for (int i = 0; i < x.numChildren; ++i) {
         SampleNode& y = *net.nodes[x.children[i]];
         const int row = PositionOf(y.parents, index);
-        const int width = y.piMsgsNext->GetSizeOfDimension(1);
+        const int width = y.piWidth;
         for (int s = 0; s < x.numStates; ++s) {
-            const double v = x.lambdaMsgs->data[i * x.numStates + s];
-            y.piMsgsNext->data[row * width + s] = IsZeroOrNan(v) ? 0.0 : x.lambda[s] / v * x.pi[s];
+            const double v = x.lambdaMsgs()[i * x.numStates + s];
+            y.piMsgsNext()[row * width + s] = IsZeroOrNan(v) ? 0.0 : x.lambda()[s] / v * x.pi()[s];
         }
     }
 }
@@ -133,15 +134,16 @@ void Rotate(double* dst, double* src, int count, double refill) {
 }
 
 void RotateNode(SampleNode& x) {
-    if (x.numChildren != 0)
-        Rotate(x.lambdaMsgs->data.data, x.lambdaMsgsNext->data.data, x.lambdaMsgs->data.numElements, 1.0);
+    if (x.numChildren != 0) Rotate(x.lambdaMsgs(), x.lambdaMsgsNext(), x.numChildren * x.numStates, 1.0);
     if (x.numParents != 0) {
-        Rotate(x.piMsgs->data.data, x.piMsgsNext->data.data, x.piMsgs->data.numElements, 1.0);
-        Rotate(x.piProductPrev.data, x.piProduct.data, x.piProductPrev.numElements, 1.0);
+        Rotate(x.piMsgs(), x.piMsgsNext(), x.numParents * x.piWidth, 1.0);
+        // The products start again from 1; the last round's are not read.
+        std::fill_n(x.piProduct(), x.parentStrides[0], 1.0);
     }
-    if (x.evidence < 0 && x.numChildren != 0) Rotate(x.lambdaPrev.data, x.lambda.data, x.lambdaPrev.numElements, 1.0);
-    if (x.numParents != 0) Rotate(x.piPrev.data, x.pi.data, x.piPrev.numElements, 0.0);
-    Rotate(x.beliefPrev.data, x.belief.data, x.beliefPrev.numElements, 0.0);
+    if (x.evidence < 0 && x.numChildren != 0) Rotate(x.lambdaPrev.data, x.lambda(), x.lambdaPrev.numElements, 1.0);
+    // pi is written whole before it is read again: its last round is not kept.
+    if (x.numParents != 0) std::fill_n(x.pi(), x.numStates, 0.0);
+    Rotate(x.beliefPrev(), x.belief(), x.numStates, 0.0);
 }
 
 // Run with the host's threads. A node's update reads only its own buffers

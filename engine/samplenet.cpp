@@ -1,5 +1,7 @@
 #include "engine/samplenet.h"
 
+#include <algorithm>
+#include <new>
 #include <vector>
 
 SampleNet::SampleNet(SamplingAdapter& host) : adapter(&host) {
@@ -10,13 +12,24 @@ SampleNet::SampleNet(SamplingAdapter& host) : adapter(&host) {
     if (nodeCount <= 0) return;
 
     // Every node exists before any is wired, so that children can point at
-    // their parents' sampled states.
+    // their parents' sampled states. The nodes' weights and state lists are
+    // pieces of two arenas: one allocation each instead of two per node.
+    std::size_t weightCount = 0;
+    std::size_t refCount = 0;
+    for (int i = 0; i < nodeCount; ++i) {
+        weightCount += static_cast<std::size_t>(std::max(adapter->GetStateCount(i), 0));
+        refCount += static_cast<std::size_t>(adapter->GetNumParents(i)) + 1;
+    }
+    weightArena = std::make_unique<double[]>(weightCount + 1);
+    refArena = std::make_unique<int*[]>(refCount);
     for (int i = 0; i < nodeCount; ++i) CreateANode(i, adapter->GetStateCount(i));
 
+    int** refRoom = refArena.get();
     for (int i = 0; i < nodeCount; ++i) {
         SampleNode& x = *nodes[i];
         const int p = adapter->GetNumParents(i);
-        x.stateRefs = new int*[p + 1];
+        x.stateRefs = refRoom;
+        refRoom += p + 1;
         x.numParents = p;
         x.parentStateCounts.SetSize(p);
         x.parents.SetSize(p);
@@ -49,13 +62,22 @@ SampleNet::SampleNet(SamplingAdapter& host) : adapter(&host) {
 
 SampleNet::~SampleNet() {
     if (nodes == nullptr) return;
-    for (int i = 0; i < nodeCount; ++i) delete nodes[i];
+    for (int i = 0; i < nodeCount; ++i)
+        if (nodes[i] != nullptr) nodes[i]->~SampleNode();
     delete[] nodes;
 }
 
-void SampleNet::CreateNodeList() { nodes = new SampleNode*[nodeCount]; }
+void SampleNet::CreateNodeList() {
+    nodes = new SampleNode*[nodeCount];
+    // The nodes themselves in one allocation: a million allocations of a
+    // node each cost the allocator's bookkeeping a million times.
+    if (nodeCount > 0) nodePool = std::make_unique<NodeRoom[]>(static_cast<std::size_t>(nodeCount));
+}
 
-void SampleNet::CreateANode(int index, int numStates) { nodes[index] = new SampleNode(numStates); }
+void SampleNet::CreateANode(int index, int numStates) {
+    nodes[index] = new (&nodePool[index]) SampleNode(numStates, weightArena.get() + weightsPlaced);
+    weightsPlaced += static_cast<std::size_t>(std::max(numStates, 0));
+}
 
 namespace {
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "engine/samplenode.h"
 #include "host/sampling_adapter.h"
 
@@ -20,8 +22,19 @@ public:
     void CheckChangeFlag();
     void ChangeParentFlag(int index);
 
+    // All three below: what any driver may need.
     void SetParameterForImportanceSampling();
+    // Frees every table and buffer the three make; safe to call again.
     void ClearImportanceParameter();
+    // The parts, for a host that needs less. Message buffers and strides
+    // (propagation); importance tables as copies of the conditional tables;
+    // learning sums at zero. The last two skip nodes that have one.
+    void CreatePropagationBuffers();
+    void CreateImportanceTables();
+    void CreateLearningTables();
+    // Frees the messages, vectors and learning sums once the propagation is
+    // over; only lambdaPrev (and the importance tables) stay.
+    void ReleaseMessages();
 
     void AddWeight(double weight);
     void InitAllWeights();
@@ -45,4 +58,20 @@ public:
     SamplingAdapter* adapter;
     double learningRate = 0.0;
     int nodeCount = 0;
+
+private:
+    // The nodes' propagation buffers, each arena one allocation: on networks
+    // of millions of nodes a dozen small allocations per node cost more than
+    // the numbers in them.
+    std::unique_ptr<double[]> messageArena;
+    std::unique_ptr<double[]> lambdaArena;  // lambdaPrev, kept longer
+    // For the network's life: the nodes' weights and state lists.
+    std::unique_ptr<double[]> weightArena;
+    std::unique_ptr<int*[]> refArena;
+    std::size_t weightsPlaced = 0;
+    // Room for the nodes, made in place by CreateANode.
+    struct NodeRoom {
+        alignas(SampleNode) unsigned char bytes[sizeof(SampleNode)];
+    };
+    std::unique_ptr<NodeRoom[]> nodePool;
 };

@@ -2,7 +2,11 @@
 
 SampleNode::SampleNode(int states) : numStates(states) { weights.SetSize(numStates); }
 
-SampleNode::~SampleNode() { delete[] stateRefs; }
+SampleNode::SampleNode(int states, double* weightRoom) : numStates(states) {
+    weights.Borrow(states > 0 ? weightRoom : nullptr, states > 0 ? states : 0);
+}
+
+SampleNode::~SampleNode() = default;
 
 void SampleNode::WriteBeliefsBack(QVR_node* node) {
     NodeValue& value = node->Value();

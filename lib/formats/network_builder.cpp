@@ -72,6 +72,9 @@ Network NetworkBuilder::finish(int lastLine) {
     for (int v = 0; v < network_.size(); ++v)
         if (!defined_[v]) fail(lastLine, "a table for variable " + quoted(network_.variables[v].name), "none");
     if (network_.variables.empty()) throw noNetwork(errors_.path());
+    // Variables were appended one by one: up to half the vector's room is
+    // spare, which on ten million variables is most of a gigabyte.
+    network_.variables.shrink_to_fit();
     network_.reindex();
     Renormalised renormalised;
     try {

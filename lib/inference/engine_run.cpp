@@ -57,14 +57,15 @@ std::vector<BlockObserver*> watchersFor(const InferenceOptions& options, const N
 }
 
 // One engine run in the order the engine requires; the importance
-// parameters are cleared on every way out.
+// parameters are cleared on every way out. The drivers make the tables
+// they fill (importance tables, learning sums) as they need them.
 int runDriver(NetworkAdapter& adapter, const Driver& driver) {
     SampleNet net(adapter);
     struct ClearOnExit {
         SampleNet& net;
         ~ClearOnExit() { net.ClearImportanceParameter(); }
     } clear{net};
-    net.SetParameterForImportanceSampling();
+    net.CreatePropagationBuffers();
     return driver(net);
 }
 

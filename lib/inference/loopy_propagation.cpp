@@ -16,7 +16,7 @@ void copyBeliefs(const SampleNet& net, std::vector<double>& out) {
     out.clear();
     for (int i = 0; i < net.nodeCount; ++i) {
         const SampleNode& node = *net.nodes[i];
-        out.insert(out.end(), node.beliefPrev.data, node.beliefPrev.data + node.numStates);
+        out.insert(out.end(), node.beliefPrev(), node.beliefPrev() + node.numStates);
     }
 }
 

@@ -33,7 +33,6 @@ void addEngineTable(std::vector<QVR_Dmatrix>& tables, const Network& network, in
 NetworkAdapter::NetworkAdapter(const Network& network, const std::map<int, int>& observed,
                                const EpisParams& params, int samples, RunClock& clock, int threads)
     : network(network),
-      childLists(network.children()),
       evidence(network.size(), -1),
       params(params),
       samples(samples),
@@ -47,10 +46,13 @@ NetworkAdapter::NetworkAdapter(const Network& network, const std::map<int, int>&
         throw ModelError("network \"" + network.name + "\" has a directed cycle");
     for (const auto& [v, state] : observed) evidence[v] = state;
     tables.reserve(network.size());
+    beliefStart.assign(network.size() + 1, 0);
     for (int v = 0; v < network.size(); ++v) {
         addEngineTable(tables, network, v);
-        beliefBuffers.emplace_back(network.variables[v].stateCount(), 0.0);
+        beliefStart[v + 1] = beliefStart[v] + static_cast<std::size_t>(network.variables[v].stateCount());
     }
+    beliefStore.assign(beliefStart.back(), 0.0);
+    listChildren();
     std::iota(order.begin(), order.end(), 0);
     position = order;
     if (threads > 1) pool = std::make_unique<WorkerPool>(threads);
@@ -78,10 +80,25 @@ void NetworkAdapter::GetParents(int node, fastarray<int, 24, int>& list) const {
     for (int p : network.variables[order[node]].parents) list.push_back(position[p]);
 }
 
-int NetworkAdapter::GetNumChildren(int node) { return static_cast<int>(childLists[order[node]].size()); }
+void NetworkAdapter::listChildren() {
+    childStart.assign(network.size() + 1, 0);
+    for (const Variable& variable : network.variables)
+        for (int p : variable.parents) ++childStart[p + 1];
+    for (int v = 0; v < network.size(); ++v) childStart[v + 1] += childStart[v];
+    childList.resize(childStart.back());
+    std::vector<int> filled(childStart.begin(), childStart.end() - 1);
+    for (int v = 0; v < network.size(); ++v)
+        for (int p : network.variables[v].parents) childList[filled[p]++] = v;
+}
+
+int NetworkAdapter::GetNumChildren(int node) {
+    const int v = order[node];
+    return childStart[v + 1] - childStart[v];
+}
 
 void NetworkAdapter::GetChildren(int node, fastarray<int, 24, int>& list) const {
-    for (int c : childLists[order[node]]) list.push_back(position[c]);
+    const int v = order[node];
+    for (int k = childStart[v]; k < childStart[v + 1]; ++k) list.push_back(position[childList[k]]);
 }
 
 // The engine asks before the first sample and after each one, so the

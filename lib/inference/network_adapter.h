@@ -23,7 +23,9 @@ public:
                    int samples, RunClock& clock, int threads = 1);
 
     // Results, by variable index.
-    const std::vector<double>& beliefs(int variable) const { return beliefBuffers[variable]; }
+    std::vector<double> beliefs(int variable) const {
+        return {beliefStore.begin() + beliefStart[variable], beliefStore.begin() + beliefStart[variable + 1]};
+    }
     bool valid(int variable) const { return validity[variable]; }
     // After a driver failed: marks the variable whose beliefs the engine
     // could not compute (the one it validated last) and returns it, or -1
@@ -44,7 +46,7 @@ public:
     QVR_Dmatrix* GetMatrix(int node) const override { return &tables[order[node]]; }
     int GetEvidence(int node) const override { return evidence[order[node]]; }
     int GetNumberOfSamples() override;
-    double* GetBeliefs(int node) const override { return beliefBuffers[order[node]].data(); }
+    double* GetBeliefs(int node) const override { return beliefStore.data() + beliefStart[order[node]]; }
     void SetValueValid(int node) override;
     EpisParams* GetEPISParams() override { return &params; }
     int GetDepthOfNet() override { return depth; }
@@ -53,8 +55,13 @@ public:
     void RunTasks(int count, const std::function<void(int)>& task) override;
 
 private:
+    void listChildren();
+
     const Network& network;
-    std::vector<std::vector<int>> childLists;
+    // Variable v's children are childList[childStart[v] .. childStart[v + 1]),
+    // ascending: one array for all, not one per variable.
+    std::vector<int> childStart;
+    std::vector<int> childList;
     std::vector<int> evidence;  // state, or -1
     EpisParams params;
     int samples;
@@ -64,7 +71,9 @@ private:
     // The engine writes through const accessors, so its buffers are mutable.
     // The tables' entries are the network's own (see addEngineTable).
     mutable std::vector<QVR_Dmatrix> tables;
-    mutable std::vector<std::vector<double>> beliefBuffers;
+    // Variable v's beliefs, in one array for all as the child lists are.
+    mutable std::vector<double> beliefStore;
+    std::vector<std::size_t> beliefStart;
     std::vector<bool> validity;
     int lastValidated = -1;  // engine index
     std::vector<int> topological;

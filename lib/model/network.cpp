@@ -1,6 +1,7 @@
 #include "lib/model/network.h"
 
 #include <algorithm>
+#include <numeric>
 #include <queue>
 
 namespace samplenet {
@@ -12,9 +13,10 @@ std::optional<int> Variable::stateIndex(const std::string& state) const {
 }
 
 std::optional<int> Network::indexOf(const std::string& variableName) const {
-    const auto it = nameIndex.find(variableName);
-    if (it == nameIndex.end()) return std::nullopt;
-    return it->second;
+    const auto it = std::lower_bound(nameIndex.begin(), nameIndex.end(), variableName,
+                                     [this](int v, const std::string& name) { return variables[v].name < name; });
+    if (it == nameIndex.end() || variables[*it].name != variableName) return std::nullopt;
+    return *it;
 }
 
 std::size_t Network::configurationCount(int v) const {
@@ -52,8 +54,11 @@ std::vector<int> Network::topologicalOrder() const {
 }
 
 void Network::reindex() {
-    nameIndex.clear();
-    for (int v = 0; v < size(); ++v) nameIndex.emplace(variables[v].name, v);
+    nameIndex.resize(variables.size());
+    std::iota(nameIndex.begin(), nameIndex.end(), 0);
+    // Stable: of two variables of one name, the first is found.
+    std::stable_sort(nameIndex.begin(), nameIndex.end(),
+                     [this](int a, int b) { return variables[a].name < variables[b].name; });
 }
 
 }  // namespace samplenet

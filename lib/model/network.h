@@ -48,7 +48,9 @@ public:
     void reindex();
 
 private:
-    std::map<std::string, int> nameIndex;
+    // Variable indices in the order of their names: four bytes a variable,
+    // where a map of the names took some seventy.
+    std::vector<int> nameIndex;
 };
 
 // Checks everything the inference engine relies on and throws

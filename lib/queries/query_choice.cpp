@@ -94,9 +94,11 @@ QueryRun<Explanation> mostProbableStatesUntimed(const Network& network, const Ev
             sampling.algorithm = Algorithm::Epis;
             return sampledStates(network, evidence, variables, sampling, "epis: exact elimination does not fit (" + why + "); ");
         }
-        case Algorithm::Lbp: break;
+        case Algorithm::Lbp:
+        case Algorithm::Pilot: break;
     }
-    throw std::invalid_argument("lbp gives no most probable states: use exact, epis, ais, bpis, wmb or auto");
+    throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
+                                " gives no most probable states: use exact, epis, ais, bpis, wmb or auto");
 }
 
 QueryRun<JointPosterior> jointPosteriorUntimed(const Network& network, const Evidence& evidence,

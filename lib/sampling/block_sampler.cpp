@@ -11,7 +11,9 @@ namespace samplenet {
 
 namespace {
 
-constexpr std::size_t kRowBytes = std::size_t{64} << 20;
+// Rows of a block: every job has its own, and on a network of a million
+// nodes two jobs' rows were more than the sums they fill.
+constexpr std::size_t kRowBytes = std::size_t{32} << 20;
 constexpr int kMaxBlock = 256;
 constexpr int kMinBlock = 8;
 constexpr std::uint32_t kCountedColumn = 8;

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "engine/posterior_tables.h"
 #include "engine/random_state.h"
 #include "engine/sampler_steps.h"
 #include "engine/samplenet.h"
@@ -11,7 +12,6 @@
 #include "lib/sampling/block_sampler.h"
 #include "lib/sampling/generator_stream.h"
 #include "lib/sampling/parallel_draws.h"
-#include "lib/sampling/spent_engine_buffers.h"
 
 namespace samplenet {
 
@@ -45,6 +45,27 @@ std::vector<double> jointPosteriorOf(const SamplingPlan& plan, const WeightSums&
     return joint;
 }
 
+// The engine's stages up to the final samples, and the plan the samples
+// read. What the samples read is held once, in the plan: the messages go as
+// soon as the propagation is over, and EPIS-BN's importance tables are made
+// one node at a time as the plan copies them, never all at once.
+SamplingPlan preparedPlan(SampleNet& net, ImportanceSampler sampler, const SamplingPlan::Tallies& tallies) {
+    net.CreatePropagationBuffers();
+    if (sampler == ImportanceSampler::Ais) {
+        sampler_steps::PrepareAis(net);
+        net.ReleaseMessages();
+        SamplingPlan plan(net, tallies);
+        net.ClearImportanceParameter();
+        return plan;
+    }
+    sampler_steps::PropagateEvidence(net);
+    posterior_tables::FormFinalLambdas(net);
+    net.ReleaseMessages();
+    SamplingPlan plan(net, tallies, [&net](int node, double* table) { posterior_tables::BuildInto(net, node, table); });
+    net.ClearImportanceParameter();
+    return plan;
+}
+
 // Hands the sums to the engine, which writes the beliefs back to the host.
 // An untallied node gets even weights where the run has weight at all, so
 // that the write-back still fails exactly when no sample counted.
@@ -68,16 +89,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
         throw std::invalid_argument("shares drawn elsewhere keep no best samples");
     if (!settings.watchers.empty() && static_cast<int>(settings.watchers.size()) != settings.jobs)
         throw std::invalid_argument("a sample watch needs one observer per job");
-    if (sampler == ImportanceSampler::Epis) {
-        sampler_steps::PrepareEpis(net);
-    } else {
-        sampler_steps::PrepareAis(net);
-    }
-    // Only the importance tables outlive the preparation, and only until the
-    // plan has copied them: what the samples read is then held once.
-    releasePropagationBuffers(net);
-    const SamplingPlan plan(net, settings.tallies);
-    net.ClearImportanceParameter();
+    const SamplingPlan plan = preparedPlan(net, sampler, settings.tallies);
     if (plan.widestNode > kMostStates)
         throw std::length_error("the samplers take variables of at most 65536 states");
     const auto seed = static_cast<std::uint64_t>(engine_random::Seed());
@@ -85,7 +97,9 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     const std::uint64_t start = settings.generator == Generator::Standard ? seed : generator_stream::mix(seed);
 
     report = SamplingReport{};
-    WeightSums sums(plan.sumCount);
+    // Made where it is filled: jobs keep sums of their own, and these take
+    // their merge.
+    WeightSums sums(0);
     // One per job; job 0's where there is one job.
     std::vector<BestSamples> best;
     if (settings.keepBestSamples > 0)
@@ -95,6 +109,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     for (int k = 0; k < settings.jobs; ++k)
         shown.emplace_back(best.empty() ? nullptr : &best[k], settings.watchers.empty() ? nullptr : settings.watchers[k]);
     if (settings.jobs == 1 && !settings.targetError && !settings.elsewhere) {
+        sums = WeightSums(plan.sumCount);
         AdapterQuota quota(*net.adapter);
         BlockSampler blocks(plan, settings.generator);
         const std::uint64_t end = blocks.draw(start, quota, sums, shown.front().get());
@@ -118,7 +133,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
         } else {
             draws.drawRound(cap, settings.keepGoing);
         }
-        sums = draws.merged();
+        sums = draws.takeMerged();
         report.distinct = draws.distinctSamples();
     }
     report.drawn = sums.drawn;
@@ -131,6 +146,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     if (!best.empty()) report.best = best.front().samples();
 
     report.joint = jointPosteriorOf(plan, sums);
+
     return writeBeliefs(net, plan, sums);
 }
 

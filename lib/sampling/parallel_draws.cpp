@@ -6,6 +6,7 @@
 #include <exception>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace samplenet {
 
@@ -147,6 +148,13 @@ bool ParallelDraws::drawRoundElsewhere(long samples, const std::function<bool(lo
 
 WeightSums ParallelDraws::merged() const {
     WeightSums sums = jobs.front().share.sums;
+    for (std::size_t k = 1; k < jobs.size(); ++k) sums.merge(jobs[k].share.sums);
+    return sums;
+}
+
+WeightSums ParallelDraws::takeMerged() {
+    // Moving leaves the first job its counts, which distinctSamples reads.
+    WeightSums sums = std::move(jobs.front().share.sums);
     for (std::size_t k = 1; k < jobs.size(); ++k) sums.merge(jobs[k].share.sums);
     return sums;
 }

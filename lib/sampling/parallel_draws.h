@@ -61,6 +61,10 @@ public:
     bool drawRound(long samples, const std::function<bool(long)>& keepGoing);
 
     WeightSums merged() const;
+    // The same sums, made from the first job's instead of a copy of them: on
+    // large networks a copy of the sums is tens of megabytes. Afterwards
+    // only distinctSamples and backtracks may be asked.
+    WeightSums takeMerged();
     // Samples drawn before any job's share of the stream ran out.
     long distinctSamples() const;
     long backtracks() const;

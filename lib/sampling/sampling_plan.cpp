@@ -107,7 +107,7 @@ SamplingPlan::SamplingPlan(const std::vector<HostNode>& hostNodes) {
     firstJointSum = sumCount;
 }
 
-SamplingPlan::SamplingPlan(const SampleNet& net, const Tallies& tallies) {
+SamplingPlan::SamplingPlan(const SampleNet& net, const Tallies& tallies, const ImportanceSource& importance) {
     std::vector<bool> tallied(net.nodeCount, tallies.nodes.empty());
     for (int node : tallies.nodes) tallied.at(node) = true;
     Layout layout(*this);
@@ -126,11 +126,19 @@ SamplingPlan::SamplingPlan(const SampleNet& net, const Tallies& tallies) {
     // Each node fills only its own slots, so ranges of nodes go side by side
     // on the host's threads.
     node_tasks::ForRanges(net, [&](int begin, int end) {
+        std::vector<double> made;  // one node's importance table at a time
         for (int i = begin; i < end; ++i) {
             const SampleNode& node = *net.nodes[i];
-            const std::size_t columns = columnsOf(static_cast<std::size_t>(node.cpt->data.numElements), nodes[i].stateCount);
-            fill(*this, nodes[i], columns, node.cpt->data.data,
-                 node.evidence >= 0 ? nullptr : node.importanceTable->data.data);
+            const auto entries = static_cast<std::size_t>(node.cpt->data.numElements);
+            const double* table = nullptr;
+            if (node.evidence < 0 && importance) {
+                made.resize(entries);
+                importance(i, made.data());
+                table = made.data();
+            } else if (node.evidence < 0) {
+                table = node.importanceTable->data.data;
+            }
+            fill(*this, nodes[i], columnsOf(entries, nodes[i].stateCount), node.cpt->data.data, table);
         }
     });
     firstJointSum = sumCount;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 class SampleNet;
@@ -51,9 +52,16 @@ struct SamplingPlan {
         std::vector<int> joint;
     };
 
+    // Writes a drawn node's importance table (as many entries as its
+    // conditional table) to the room given; called once per drawn node, from
+    // several threads at once for different nodes.
+    using ImportanceSource = std::function<void(int node, double* table)>;
+
     // An empty plan, for a plan to be read into.
     SamplingPlan() = default;
-    explicit SamplingPlan(const SampleNet& net, const Tallies& tallies = {});
+    // The importance tables are the engine's own, or, with a source, made
+    // node by node as the plan reads them, so that they are never all held.
+    explicit SamplingPlan(const SampleNet& net, const Tallies& tallies = {}, const ImportanceSource& importance = {});
 
     // A node as a host lays it out: its tables hold a column of its states
     // per state of its parents (the last parent varying fastest). Parents

@@ -95,8 +95,9 @@ def explain(network, evidence, likelihood, algorithm, samples, seed, memory_limi
 def most_probable_states(network, nodes, evidence, likelihood, algorithm, memory_limit_gib, do, samples, seed,
                          jobs, max_seconds) -> Explanation:
     """Network.map."""
-    if algorithm == "lbp":
-        raise OptionError("algorithm", "lbp gives no most probable states: use auto, exact, epis, ais, bpis or wmb")
+    if algorithm in ("lbp", "pilot"):
+        raise OptionError("algorithm",
+                          f"{algorithm} gives no most probable states: use auto, exact, epis, ais, bpis or wmb")
     nodes = [network._queried(node, "nodes") for node in ([nodes] if isinstance(nodes, str) else nodes)]
     options = make_options(algorithm, samples=samples, seed=seed, memory_limit_gib=memory_limit_gib, jobs=jobs,
                            max_seconds=max_seconds)

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -188,6 +189,34 @@ TEST(InferCommand, FixedSeedRepeats) {
     const auto first = runSamplenet(arguments);
     ASSERT_EQ(first.exitCode, 0) << first.err;
     EXPECT_EQ(runSamplenet(arguments).out, first.out);
+}
+
+// A large network's JSON is written a piece at a time: the text must still
+// be the one document dump(2) prints, across the joins of the pieces, and
+// the same in a file as on standard output.
+TEST(InferCommand, JsonOfManyNodesIsOneDocumentInPieces) {
+    const auto directory = cli_testing::scratchDirectory("json-pieces");
+    const std::string network = (directory / "net.uai").string();
+    ASSERT_EQ(runSamplenet({"generate", "--nodes", "6000", "--states", "2,3", network}).exitCode, 0);
+    const std::vector<std::string> arguments{"infer", network, "-a", "epis", "-n", "200", "--seed", "5",
+                                             "-e", "v5999=s0", "--format", "json"};
+    const auto printed = runSamplenet(arguments);
+    ASSERT_EQ(printed.exitCode, 0) << printed.err;
+    EXPECT_GT(printed.out.size(), std::size_t{1} << 20);  // more than one piece
+    const auto document = nlohmann::ordered_json::parse(printed.out);
+    EXPECT_EQ(document.at("posteriors").size(), 6000u);
+    EXPECT_EQ(printed.out, document.dump(2) + "\n");
+    const std::string file = (directory / "out.json").string();
+    std::vector<std::string> toFile = arguments;
+    toFile.insert(toFile.end(), {"-o", file});
+    ASSERT_EQ(runSamplenet(toFile).exitCode, 0);
+    // The run's seconds differ; everything else is the same text.
+    auto written = nlohmann::ordered_json::parse(cli_testing::fileContents(file));
+    auto shown = document;
+    written.erase("seconds");
+    shown.erase("seconds");
+    EXPECT_EQ(written.dump(2), shown.dump(2));
+    std::filesystem::remove_all(directory);
 }
 
 // Two billion samples would take minutes; the budget stops each sampler

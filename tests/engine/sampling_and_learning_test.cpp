@@ -43,10 +43,11 @@ TEST(SetUp, ShapesStridesAndCopies) {
     const SampleNode& x = p.node(3);
     EXPECT_EQ((std::vector<int>{x.parentStrides[0], x.parentStrides[1], x.parentStrides[2], x.parentStrides[3]}),
               (std::vector<int>{24, 12, 3, 1}));
-    EXPECT_EQ(x.piMsgs->GetSizeOfDimension(0), 3);
-    EXPECT_EQ(x.piMsgs->GetSizeOfDimension(1), 4);
-    EXPECT_EQ(x.lambdaMsgs->GetSizeOfDimension(0), 0);
-    EXPECT_EQ(x.piProduct.numElements, 24);
+    EXPECT_EQ(x.piWidth, 4);
+    // Five vectors of 2 states, no child messages, two rows of 4 per parent
+    // (this round's and the next), a product per parent configuration.
+    EXPECT_EQ(x.MessageEntries(), 5u * 2 + 2 * 3 * 4 + 24);
+    EXPECT_EQ(x.piProduct() - x.messages, 5 * 2 + 2 * 3 * 4);
     for (int k = 0; k < 48; ++k) {
         ASSERT_EQ(x.importanceTable->data[k], x.cpt->data[k]);
         ASSERT_EQ(x.totalTable->data[k], 0.0);
@@ -54,8 +55,9 @@ TEST(SetUp, ShapesStridesAndCopies) {
     const SampleNode& root = p.node(0);
     EXPECT_EQ(root.parentStrides.numElements, 1);
     EXPECT_EQ(root.parentStrides[0], 1);
-    EXPECT_EQ(root.piMsgs->data.numElements, 0);
-    EXPECT_EQ(root.lambdaMsgs->GetSizeOfDimension(0), 1);
+    EXPECT_EQ(root.MessageEntries(), 5u * 2 + 2 * 2 + 1);  // one child, two states
+    // The products are the last buffer of the piece.
+    EXPECT_EQ(x.piProduct() + x.parentStrides[0], x.messages + x.MessageEntries());
 }
 
 TEST(SetUp, TearDownReleasesTablesAndLeavesHostTablesIntact) {

@@ -51,11 +51,9 @@ Outcome engineRun(const TinyNet& net, const std::vector<int>& evidence, Importan
 void expectEngineBuffersFreed(const SampleNet& engine) {
     for (int i = 0; i < engine.nodeCount; ++i) {
         const SampleNode& node = *engine.nodes[i];
-        for (const QVR_Dmatrix* table : {node.importanceTable, node.totalTable, node.lambdaMsgs, node.lambdaMsgsNext,
-                                         node.piMsgs, node.piMsgsNext})
-            EXPECT_EQ(table, nullptr) << "node " << i;
-        for (const QVR_doubleArray* vector : {&node.lambda, &node.pi, &node.piProduct, &node.belief, &node.evidenceVector})
-            EXPECT_EQ(vector->data, nullptr) << "node " << i;
+        for (const QVR_Dmatrix* table : {node.importanceTable, node.totalTable}) EXPECT_EQ(table, nullptr) << "node " << i;
+        EXPECT_EQ(node.messages, nullptr) << "node " << i;
+        EXPECT_EQ(node.lambdaPrev.data, nullptr) << "node " << i;
     }
 }
 
