@@ -42,6 +42,16 @@ void operator delete(void* pointer) noexcept { release(pointer); }
 void operator delete[](void* pointer) noexcept { release(pointer); }
 void operator delete(void* pointer, std::size_t) noexcept { release(pointer); }
 void operator delete[](void* pointer, std::size_t) noexcept { release(pointer); }
+// The library's nothrow forms need not come through the ones above (under
+// the address sanitizer they do not), and std::stable_sort's buffer uses them.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    try {
+        return allocate(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+void operator delete(void* pointer, const std::nothrow_t&) noexcept { release(pointer); }
 
 namespace samplenet {
 namespace {
