@@ -30,6 +30,8 @@
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "engine/posterior_tables.h"
 #include "engine/propagation.h"
 #include "engine/random_state.h"
@@ -267,25 +269,18 @@ int stagesMain(const std::vector<int>& sizes, int samples, int jobs) {
 }
 
 int main(int argc, char** argv) {
+    CLI::App app{"Cost of inference as random networks grow"};
     double samplesBudget = 2e8;  // node-samples per measurement
     bool stages = false;
     int jobs = 2;
     int samples = 2000;
     std::vector<int> sizes;
-    for (int i = 1; i < argc; ++i) {
-        const std::string argument = argv[i];
-        if (argument == "--samples-budget" && i + 1 < argc) {
-            samplesBudget = std::stod(argv[++i]);
-        } else if (argument == "--stages") {
-            stages = true;
-        } else if (argument == "--jobs" && i + 1 < argc) {
-            jobs = std::stoi(argv[++i]);
-        } else if (argument == "--samples" && i + 1 < argc) {
-            samples = std::stoi(argv[++i]);
-        } else {
-            sizes.push_back(std::stoi(argument));
-        }
-    }
+    app.add_option("--samples-budget", samplesBudget, "Node-samples per measurement")->check(CLI::PositiveNumber);
+    app.add_flag("--stages", stages, "Time and weigh each stage of an EPIS-BN run instead");
+    app.add_option("--jobs", jobs, "Threads of the staged run's parallel column")->check(CLI::Range(1, 256));
+    app.add_option("--samples", samples, "Samples of the staged run")->check(CLI::PositiveNumber);
+    app.add_option("nodes", sizes, "Nodes of each random network")->check(CLI::Range(1, 100000000));
+    CLI11_PARSE(app, argc, argv);
     if (stages) return stagesMain(sizes, samples, jobs);
     std::printf("| network | nodes | load | junction-tree plan | samples | engine loop ns | blocks ns | blocks, 2 jobs ns "
                 "| bare loop ns | LBP 10 it. | peak memory |\n|---|---|---|---|---|---|---|---|---|---|---|\n");
