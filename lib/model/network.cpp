@@ -33,6 +33,16 @@ std::vector<std::vector<int>> Network::children() const {
 }
 
 std::vector<int> Network::topologicalOrder() const {
+    std::vector<int> order(variables.size());
+    // Most files list parents first; their own order is then the answer,
+    // found in one pass over the parents.
+    bool parentsFirst = true;
+    for (int v = 0; v < size() && parentsFirst; ++v)
+        for (int p : variables[v].parents) parentsFirst = parentsFirst && p < v;
+    if (parentsFirst) {
+        std::iota(order.begin(), order.end(), 0);
+        return order;
+    }
     // Kahn's algorithm with a min-heap, so that independent variables keep
     // their file order. Variables on a cycle are left out.
     std::vector<int> pendingParents(variables.size());
@@ -41,8 +51,7 @@ std::vector<int> Network::topologicalOrder() const {
     std::priority_queue<int, std::vector<int>, std::greater<int>> ready;
     for (int v = 0; v < size(); ++v)
         if (pendingParents[v] == 0) ready.push(v);
-    std::vector<int> order;
-    order.reserve(variables.size());
+    order.clear();
     while (!ready.empty()) {
         const int v = ready.top();
         ready.pop();

@@ -132,5 +132,20 @@ TEST(Validate, ReportsTheVariablesOnACycle) {
     EXPECT_EQ(validationMessage(network), "cycle: A -> B -> C -> A");
 }
 
+// Parents come before children; of the variables free to come next, the
+// first in the file does; variables on a cycle are left out.
+TEST(TopologicalOrder, PutsParentsFirstAndOtherwiseKeepsFileOrder) {
+    const auto orderOf = [](const std::vector<std::vector<int>>& parents) {
+        Network network;
+        for (std::size_t v = 0; v < parents.size(); ++v)
+            network.variables.push_back({"V" + std::to_string(v), {"a"}, parents[v], {}, {}});
+        return network.topologicalOrder();
+    };
+    EXPECT_EQ(orderOf({{}, {0}, {0, 1}, {}}), (std::vector<int>{0, 1, 2, 3}));
+    EXPECT_EQ(orderOf({{3}, {}, {0, 1}, {}}), (std::vector<int>{1, 3, 0, 2}));
+    EXPECT_EQ(orderOf({{2}, {}, {}, {0}}), (std::vector<int>{1, 2, 0, 3}));
+    EXPECT_EQ(orderOf({{1}, {0}, {}, {2}}), (std::vector<int>{2, 3}));
+}
+
 }  // namespace
 }  // namespace samplenet
