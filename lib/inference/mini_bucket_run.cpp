@@ -176,7 +176,7 @@ std::optional<bool> drawSamples(std::vector<Job>& jobs, const SumLayout& sumLayo
         return std::nullopt;
     }
     return drawToTarget(*options.targetError, sampleLimit(options), drawRound,
-                        [&] { return estimateErrors(sumLayout, mergedSums(jobs)); });
+                        [&] { return estimateErrors(sumLayout, mergedSums(jobs), options.jobs); });
 }
 
 // Where each network variable's sums start, for the error estimates.
@@ -260,7 +260,7 @@ InferenceResult inferByMiniBuckets(const Network& network, const Evidence& evide
         report.distinct = sums.drawn;
         report.positive = sums.positive;
         report.outsideDouble = sums.outsideDouble;
-        report.errors = estimateErrors(sumLayout, sums);
+        report.errors = estimateErrors(sumLayout, sums, options.jobs);
         for (const Job& job : jobs) report.backtracks += job.sampler.backtracks();
 
         InferenceResult result;

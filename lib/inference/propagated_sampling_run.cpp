@@ -166,7 +166,7 @@ SamplingReport drawSamples(const SamplingPlan& plan, const PlannedModel& planned
     if (options.targetError) {
         report.targetMet = drawToTarget(
             *options.targetError, sampleLimit(options), [&](long samples) { return draws.drawRound(samples, keepGoing); },
-            [&] { return estimateErrors(plan, draws.merged()); });
+            [&] { return estimateErrors(plan, draws.merged(), options.jobs); });
     } else {
         draws.drawRound(sampleLimit(options), keepGoing);
     }
@@ -177,7 +177,7 @@ SamplingReport drawSamples(const SamplingPlan& plan, const PlannedModel& planned
     report.impossible = sums.impossible;
     report.lostToRange = sums.lostToRange;
     report.outsideDouble = sums.outsideDouble;
-    report.errors = estimateErrors(plan, sums);
+    report.errors = estimateErrors(plan, sums, options.jobs);
     report.backtracks = draws.backtracks();
     return report;
 }

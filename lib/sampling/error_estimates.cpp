@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
+
+#include "lib/util/worker_pool.h"
 
 namespace samplenet {
 
@@ -10,21 +13,41 @@ namespace {
 
 constexpr double kBoundConfidence = 0.95;
 
+// Below this many entries the tails are added up on the calling thread:
+// starting threads would cost more than it saves.
+constexpr std::size_t kSharedTailEntries = 50000;
+
 // The distance d at which the tails P(|error| > d) of the entries, normal
 // with the given standard errors, add up to 1 - kBoundConfidence. The sum
 // falls as d grows, so halving the interval finds it. The largest entry
 // alone puts d at 1.96 of its error; 8 of it leaves each entry a tail of
 // 1e-15, small enough for any number of entries. Entries below an eighth of
-// the largest error have tails below 1e-50 there and are left out.
-double unionBound(const std::vector<const std::vector<double>*>& standardErrors, double largest) {
+// the largest error have tails below 1e-50 there and are left out. On a
+// large network the tails are most of the work after the samples: threads
+// compute them side by side, but they are added in entry order, so the
+// bound is the same with any number of threads.
+double unionBound(const std::vector<const std::vector<double>*>& standardErrors, double largest, int threads) {
     if (largest <= 0.0) return 0.0;
     std::vector<double> counted;
     for (const std::vector<double>* group : standardErrors)
         for (double error : *group)
             if (error > largest / 8) counted.push_back(error);
-    const auto tails = [&counted](double distance) {
+    std::optional<WorkerPool> pool;
+    if (threads > 1 && counted.size() >= kSharedTailEntries) pool.emplace(threads);
+    const int pieces = pool ? 4 * threads : 1;
+    std::vector<double> tail(counted.size());
+    const auto tails = [&](double distance) {
+        const auto piece = [&](int k) {
+            const std::size_t end = counted.size() * static_cast<std::size_t>(k + 1) / static_cast<std::size_t>(pieces);
+            for (std::size_t i = counted.size() * static_cast<std::size_t>(k) / static_cast<std::size_t>(pieces); i < end; ++i)
+                tail[i] = std::erfc(distance / (counted[i] * std::sqrt(2.0)));
+        };
+        if (pool)
+            pool->run(pieces, piece);
+        else
+            piece(0);
         double sum = 0.0;
-        for (double error : counted) sum += std::erfc(distance / (error * std::sqrt(2.0)));
+        for (double t : tail) sum += t;
         return sum;
     };
     double low = 1.959 * largest;
@@ -59,14 +82,14 @@ double rareStateError(double sum, double squares, double total, double effective
 
 }  // namespace
 
-ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums) {
+ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums, int threads) {
     SumLayout layout{{}, plan.firstJointSum, plan.jointEntries};
     layout.nodes.reserve(plan.nodes.size());
     for (const SamplingPlan::Node& node : plan.nodes) layout.nodes.push_back({node.firstSum, node.stateCount, node.tallied});
-    return estimateErrors(layout, sums);
+    return estimateErrors(layout, sums, threads);
 }
 
-ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums) {
+ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums, int threads) {
     ErrorEstimates estimates;
     estimates.standardErrors.reserve(layout.nodes.size());
     const bool weighed = sums.total > 0.0;
@@ -101,7 +124,7 @@ ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums) {
     // is then the trivial one, as far as two probabilities can differ.
     estimates.errorBound = effective < kReliableSampleSize
                                ? 1.0
-                               : std::min(1.0, unionBound(entries, estimates.largestStandardError));
+                               : std::min(1.0, unionBound(entries, estimates.largestStandardError, threads));
     const auto drawn = static_cast<double>(sums.drawn);
     if (!weighed || sums.drawn == 0) {
         estimates.logMeanWeight = -std::numeric_limits<double>::infinity();

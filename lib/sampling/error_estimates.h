@@ -57,7 +57,9 @@ struct SumLayout {
     std::size_t jointEntries = 0;
 };
 
-ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums);
-ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums);
+// `threads` may share the error bound's arithmetic on a large network; the
+// estimates are the same for any number.
+ErrorEstimates estimateErrors(const SumLayout& layout, const WeightSums& sums, int threads = 1);
+ErrorEstimates estimateErrors(const SamplingPlan& plan, const WeightSums& sums, int threads = 1);
 
 }  // namespace samplenet

@@ -129,7 +129,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
             report.targetMet = drawToTarget(
                 *settings.targetError, cap,
                 [&](long samples) { return draws.drawRound(samples, settings.keepGoing); },
-                [&] { return estimateErrors(plan, draws.merged()); });
+                [&] { return estimateErrors(plan, draws.merged(), settings.jobs); });
         } else {
             draws.drawRound(cap, settings.keepGoing);
         }
@@ -141,7 +141,7 @@ int runImportanceSampler(SampleNet& net, ImportanceSampler sampler, const Sampli
     report.impossible = sums.impossible;
     report.lostToRange = sums.lostToRange;
     report.outsideDouble = sums.outsideDouble;
-    report.errors = estimateErrors(plan, sums);
+    report.errors = estimateErrors(plan, sums, settings.jobs);
     for (std::size_t k = 1; k < best.size(); ++k) best.front().merge(best[k]);
     if (!best.empty()) report.best = best.front().samples();
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "lib/inference/inference.h"
+#include "lib/sampling/error_estimates.h"
 #include "tests/support/brute_force.h"
 #include "tests/support/test_networks.h"
 #include "tests/support/tiny_network.h"
@@ -49,6 +50,29 @@ TEST(ErrorEstimates, TheBoundIsWhereTheEntriesTailsAddUpToFivePercent) {
     EXPECT_NEAR(tails, 0.05, 1e-6);
     // Every two-state node has two entries with the same error.
     EXPECT_GT(errors.errorBound, 2.24 * errors.largestStandardError);
+}
+
+// On a large network the bound's tails are computed on several threads but
+// added in entry order, so the bound does not depend on the thread count.
+TEST(ErrorEstimates, TheBoundIsTheSameOnAnyNumberOfThreads) {
+    constexpr std::size_t kNodes = 40000;  // 120,000 entries: enough to share
+    constexpr std::size_t kDrawn = 1000;
+    samplenet::SumLayout layout;
+    samplenet::WeightSums sums(3 * kNodes);
+    for (std::size_t v = 0; v < kNodes; ++v) {
+        layout.nodes.push_back({3 * v, 3, true});
+        const std::size_t first = 50 + v * 7919 % 900;
+        const std::size_t second = v * 104729 % (kDrawn - first);
+        const std::size_t counts[] = {first, second, kDrawn - first - second};
+        for (std::size_t s = 0; s < 3; ++s) sums.perState[3 * v + s] = sums.perStateSquares[3 * v + s] = counts[s];
+    }
+    sums.total = sums.totalSquares = kDrawn;
+    sums.largestExponent = 0;
+    sums.drawn = sums.positive = kDrawn;
+    const double bound = samplenet::estimateErrors(layout, sums, 1).errorBound;
+    EXPECT_GT(bound, 0.0);
+    EXPECT_LT(bound, 1.0);
+    for (int threads : {2, 3}) EXPECT_EQ(samplenet::estimateErrors(layout, sums, threads).errorBound, bound);
 }
 
 // Over many seeds, about 95% of posterior entries lie within 1.96 of their
