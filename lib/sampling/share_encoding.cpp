@@ -28,6 +28,15 @@ public:
         put<std::uint64_t>(values.size());
         for (const T& value : values) put(value);
     }
+    // The field walks' verbs: a value as the type it has on the wire.
+    template <typename Wire, typename T>
+    void field(const T& value) {
+        put(static_cast<Wire>(value));
+    }
+    template <typename T>
+    void fields(const std::vector<T>& values) {
+        putAll(values);
+    }
     std::string bytes;
 };
 
@@ -52,6 +61,14 @@ public:
         for (T& value : values) value = get<T>();
         return values;
     }
+    template <typename Wire, typename T>
+    void field(T& value) {
+        value = static_cast<T>(get<Wire>());
+    }
+    template <typename T>
+    void fields(std::vector<T>& values) {
+        values = getAll<T>();
+    }
     void expectHeader(std::uint32_t tag) {
         if (get<std::uint32_t>() != tag) refuse("it does not start as one");
         if (get<std::uint32_t>() != kVersion) refuse("it comes from another version of samplenet");
@@ -71,28 +88,51 @@ private:
     const char* what;
 };
 
-void putNode(Writer& out, const SamplingPlan::Node& node) {
-    out.put(node.evidence);
-    out.put(node.stateCount);
-    out.put(node.firstParent);
-    out.put(node.parentCount);
-    out.put<std::uint64_t>(node.tableOffset);
-    out.put<std::uint64_t>(node.columnOffset);
-    out.put<std::uint64_t>(node.firstSum);
-    out.put<std::uint8_t>(node.tallied ? 1 : 0);
+// Each record's fields, in their order on the wire, listed once for the
+// writer and the reader alike (the record is const for the writer).
+template <typename Archive, typename Node>
+void nodeFields(Archive& archive, Node& node) {
+    archive.template field<std::int32_t>(node.evidence);
+    archive.template field<std::uint32_t>(node.stateCount);
+    archive.template field<std::uint32_t>(node.firstParent);
+    archive.template field<std::uint32_t>(node.parentCount);
+    archive.template field<std::uint64_t>(node.tableOffset);
+    archive.template field<std::uint64_t>(node.columnOffset);
+    archive.template field<std::uint64_t>(node.firstSum);
+    archive.template field<std::uint8_t>(node.tallied);
 }
 
-SamplingPlan::Node getNode(Reader& in) {
-    SamplingPlan::Node node{};
-    node.evidence = in.get<std::int32_t>();
-    node.stateCount = in.get<std::uint32_t>();
-    node.firstParent = in.get<std::uint32_t>();
-    node.parentCount = in.get<std::uint32_t>();
-    node.tableOffset = in.get<std::uint64_t>();
-    node.columnOffset = in.get<std::uint64_t>();
-    node.firstSum = in.get<std::uint64_t>();
-    node.tallied = in.get<std::uint8_t>() != 0;
-    return node;
+// The plan after its nodes.
+template <typename Archive, typename Plan>
+void planFields(Archive& archive, Plan& plan) {
+    archive.fields(plan.parents);
+    archive.fields(plan.columnStrides);
+    archive.fields(plan.entries);
+    archive.fields(plan.fallbacks);
+    archive.fields(plan.likelihoods);
+    archive.template field<std::uint64_t>(plan.sumCount);
+    archive.fields(plan.jointNodes);
+    archive.fields(plan.jointStrides);
+    archive.template field<std::uint64_t>(plan.firstJointSum);
+    archive.template field<std::uint64_t>(plan.jointEntries);
+    archive.template field<std::int64_t>(plan.drawnNodes);
+    archive.template field<std::int32_t>(plan.widestNode);
+}
+
+// A share's sums after its generator state.
+template <typename Archive, typename Sums>
+void sumFields(Archive& archive, Sums& sums) {
+    archive.fields(sums.perState);
+    archive.fields(sums.perStateSquares);
+    archive.template field<double>(sums.total);
+    archive.template field<double>(sums.totalSquares);
+    archive.template field<std::int32_t>(sums.scale);
+    archive.template field<std::int32_t>(sums.largestExponent);
+    archive.template field<std::int64_t>(sums.drawn);
+    archive.template field<std::int64_t>(sums.positive);
+    archive.template field<std::int64_t>(sums.impossible);
+    archive.template field<std::int64_t>(sums.lostToRange);
+    archive.template field<std::int64_t>(sums.outsideDouble);
 }
 
 // Whether `first` + `count` items lie within `size`, without overflow.
@@ -158,19 +198,8 @@ std::string encodePlan(const SamplingPlan& plan, Generator generator) {
     out.put(kVersion);
     out.put<std::uint8_t>(generator == Generator::Standard ? 0 : 1);
     out.put<std::uint64_t>(plan.nodes.size());
-    for (const SamplingPlan::Node& node : plan.nodes) putNode(out, node);
-    out.putAll(plan.parents);
-    out.putAll(plan.columnStrides);
-    out.putAll(plan.entries);
-    out.putAll(plan.fallbacks);
-    out.putAll(plan.likelihoods);
-    out.put<std::uint64_t>(plan.sumCount);
-    out.putAll(plan.jointNodes);
-    out.putAll(plan.jointStrides);
-    out.put<std::uint64_t>(plan.firstJointSum);
-    out.put<std::uint64_t>(plan.jointEntries);
-    out.put<std::int64_t>(plan.drawnNodes);
-    out.put<std::int32_t>(plan.widestNode);
+    for (const SamplingPlan::Node& node : plan.nodes) nodeFields(out, node);
+    planFields(out, plan);
     return std::move(out.bytes);
 }
 
@@ -184,40 +213,22 @@ PlanAndGenerator decodePlan(std::string_view bytes) {
     SamplingPlan& plan = result.plan;
     const auto nodeCount = in.get<std::uint64_t>();
     in.check(nodeCount <= bytes.size(), "it ends early");
-    for (std::uint64_t i = 0; i < nodeCount; ++i) plan.nodes.push_back(getNode(in));
-    plan.parents = in.getAll<std::uint32_t>();
-    plan.columnStrides = in.getAll<std::uint32_t>();
-    in.check(plan.parents.size() == plan.columnStrides.size(), "its strides do not match its parents");
-    plan.entries = in.getAll<SamplingPlan::Entry>();
-    plan.fallbacks = in.getAll<std::int32_t>();
-    plan.likelihoods = in.getAll<double>();
-    plan.sumCount = in.get<std::uint64_t>();
-    plan.jointNodes = in.getAll<std::uint32_t>();
-    plan.jointStrides = in.getAll<std::uint32_t>();
-    plan.firstJointSum = in.get<std::uint64_t>();
-    plan.jointEntries = in.get<std::uint64_t>();
-    plan.drawnNodes = in.get<std::int64_t>();
-    plan.widestNode = in.get<std::int32_t>();
+    plan.nodes.resize(nodeCount);
+    for (SamplingPlan::Node& node : plan.nodes) nodeFields(in, node);
+    planFields(in, plan);
     in.expectEnd();
+    in.check(plan.parents.size() == plan.columnStrides.size(), "its strides do not match its parents");
     checkNodes(in, plan);
     checkJoint(in, plan);
     return result;
 }
 
 std::string encodeShare(const JobShare& share) {
-    const WeightSums& sums = share.sums;
     Writer out;
     out.put(kShareTag);
     out.put(kVersion);
     out.put(share.state);
-    out.putAll(sums.perState);
-    out.putAll(sums.perStateSquares);
-    out.put(sums.total);
-    out.put(sums.totalSquares);
-    out.put<std::int32_t>(sums.scale);
-    out.put<std::int32_t>(sums.largestExponent);
-    for (long count : {sums.drawn, sums.positive, sums.impossible, sums.lostToRange, sums.outsideDouble})
-        out.put<std::int64_t>(count);
+    sumFields(out, share.sums);
     return std::move(out.bytes);
 }
 
@@ -225,18 +236,10 @@ JobShare decodeShare(std::string_view bytes, std::size_t sumCount) {
     Reader in(bytes, "job's share");
     in.expectHeader(kShareTag);
     JobShare share{WeightSums(0), in.get<std::uint64_t>()};
-    WeightSums& sums = share.sums;
-    sums.perState = in.getAll<double>();
-    sums.perStateSquares = in.getAll<double>();
-    in.check(sums.perState.size() == sumCount && sums.perStateSquares.size() == sumCount,
-             "its sums do not fit the plan");
-    sums.total = in.get<double>();
-    sums.totalSquares = in.get<double>();
-    sums.scale = in.get<std::int32_t>();
-    sums.largestExponent = in.get<std::int32_t>();
-    for (long* count : {&sums.drawn, &sums.positive, &sums.impossible, &sums.lostToRange, &sums.outsideDouble})
-        *count = static_cast<long>(in.get<std::int64_t>());
+    sumFields(in, share.sums);
     in.expectEnd();
+    in.check(share.sums.perState.size() == sumCount && share.sums.perStateSquares.size() == sumCount,
+             "its sums do not fit the plan");
     return share;
 }
 
