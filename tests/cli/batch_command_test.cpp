@@ -8,6 +8,7 @@
 
 #include "lib/batch/batch_case.h"
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -15,7 +16,7 @@ using cli_testing::dataFile;
 using cli_testing::runSamplenet;
 
 std::string writeCases(const std::string& name, const std::string& text) {
-    const std::string path = cli_testing::temporaryPath(name);
+    const std::string path = testing_support::scratchPath(name);
     std::ofstream(path) << text;
     return path;
 }

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -74,7 +75,8 @@ std::string script(const std::string& shell) {
 // What the bash completion offers for the command line `words`, the last
 // one being completed.
 std::set<std::string> bashCompletions(const std::vector<std::string>& words) {
-    const std::filesystem::path directory = cli_testing::scratchDirectory("bash-completion");
+    const testing_support::ScratchFolder scratch;
+    const std::filesystem::path& directory = scratch.path();
     std::ofstream(directory / "samplenet.bash") << script("bash");
     std::string array;
     for (const std::string& word : words) array += " '" + word + "'";
@@ -88,7 +90,6 @@ std::set<std::string> bashCompletions(const std::vector<std::string>& words) {
     char buffer[4096];
     for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
     EXPECT_EQ(pclose(pipe), 0) << out;
-    std::filesystem::remove_all(directory);
     std::set<std::string> offered;
     for (const std::string& line : lines(out))
         if (!line.empty()) offered.insert(line);
@@ -138,7 +139,8 @@ TEST(Completion, EveryOptionOfEveryCommandIsOffered) {
 
 TEST(Completion, ZshScriptLoadsAndRegisters) {
     if (std::system("command -v zsh >/dev/null 2>&1") != 0) GTEST_SKIP() << "zsh is not installed";
-    const std::filesystem::path directory = cli_testing::scratchDirectory("zsh-completion");
+    const testing_support::ScratchFolder scratch;
+    const std::filesystem::path& directory = scratch.path();
     std::ofstream(directory / "_samplenet") << script("zsh");
     const auto file = (directory / "_samplenet").string();
     EXPECT_EQ(std::system(("zsh -n " + file).c_str()), 0);
@@ -148,7 +150,6 @@ TEST(Completion, ZshScriptLoadsAndRegisters) {
                                 "; print -r -- $_comps[samplenet]' >" + out + " 2>&1";
     EXPECT_EQ(std::system(command.c_str()), 0);
     EXPECT_EQ(cli_testing::fileContents(out), "_samplenet\n");
-    std::filesystem::remove_all(directory);
 }
 
 // A man page's text with roff's escapes for dashes and fonts taken out.

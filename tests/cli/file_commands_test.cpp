@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -64,7 +65,7 @@ TEST(InfoCommand, StopsMeasuringTheJunctionTreeAtTheMemoryLimit) {
 }
 
 std::string converted(const std::string& extension) {
-    const std::string path = cli_testing::temporaryPath("smoker" + extension);
+    const std::string path = testing_support::scratchPath("smoker" + extension);
     const auto run = runSamplenet({"convert", dataFile("smoker.bif"), path});
     EXPECT_EQ(run.exitCode, 0) << run.err;
     EXPECT_EQ(run.out, "");
@@ -97,7 +98,7 @@ TEST(ConvertCommand, RoundTripsThroughEveryFormat) {
         return column;
     };
     const std::string path = converted(".uai");
-    const std::string evidence = cli_testing::temporaryPath("smoker.evid");
+    const std::string evidence = testing_support::scratchPath("smoker.evid");
     std::ofstream(evidence) << "1 1 0\n";
     EXPECT_EQ(numbers(lbpCsv({path, "--evidence-file", evidence})), numbers(reference));
     std::filesystem::remove(path);

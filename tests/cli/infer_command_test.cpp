@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -195,8 +196,8 @@ TEST(InferCommand, FixedSeedRepeats) {
 // be the one document dump(2) prints, across the joins of the pieces, and
 // the same in a file as on standard output.
 TEST(InferCommand, JsonOfManyNodesIsOneDocumentInPieces) {
-    const auto directory = cli_testing::scratchDirectory("json-pieces");
-    const std::string network = (directory / "net.uai").string();
+    const testing_support::ScratchFolder directory;
+    const std::string network = directory.file("net.uai");
     ASSERT_EQ(runSamplenet({"generate", "--nodes", "6000", "--states", "2,3", network}).exitCode, 0);
     const std::vector<std::string> arguments{"infer", network, "-a", "epis", "-n", "200", "--seed", "5",
                                              "-e", "v5999=s0", "--format", "json"};
@@ -206,7 +207,7 @@ TEST(InferCommand, JsonOfManyNodesIsOneDocumentInPieces) {
     const auto document = nlohmann::ordered_json::parse(printed.out);
     EXPECT_EQ(document.at("posteriors").size(), 6000u);
     EXPECT_EQ(printed.out, document.dump(2) + "\n");
-    const std::string file = (directory / "out.json").string();
+    const std::string file = directory.file("out.json");
     std::vector<std::string> toFile = arguments;
     toFile.insert(toFile.end(), {"-o", file});
     ASSERT_EQ(runSamplenet(toFile).exitCode, 0);
@@ -216,7 +217,6 @@ TEST(InferCommand, JsonOfManyNodesIsOneDocumentInPieces) {
     written.erase("seconds");
     shown.erase("seconds");
     EXPECT_EQ(written.dump(2), shown.dump(2));
-    std::filesystem::remove_all(directory);
 }
 
 // Two billion samples would take minutes; the budget stops each sampler

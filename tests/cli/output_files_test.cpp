@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -13,7 +14,6 @@ using cli_testing::dataFile;
 using cli_testing::fileContents;
 using cli_testing::runSamplenet;
 using cli_testing::runSamplenetWithFileSizeLimit;
-using cli_testing::scratchDirectory;
 
 std::size_t entries(const fs::path& directory) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), {}));
@@ -31,7 +31,8 @@ const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif
 const std::string kAlarm = std::string(SAMPLENET_TEST_DATA) + "/networks/alarm.bif.gz";
 
 TEST(OutputFiles, EveryCommandWritesThroughALinkAndRefusesAReadOnlyFile) {
-    const fs::path directory = scratchDirectory("outputs");
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
     const std::string cases = smokerCases(directory, 4);
     struct Command {
         std::string output;
@@ -68,11 +69,11 @@ TEST(OutputFiles, EveryCommandWritesThroughALinkAndRefusesAReadOnlyFile) {
         EXPECT_EQ(fs::status(target).permissions(), fs::perms(0444)) << command.output;
     }
     EXPECT_EQ(entries(directory), 1 + 2 * commands.size()) << "a temporary file was left";
-    fs::remove_all(directory);
 }
 
 TEST(OutputFiles, AFailedWriteLeavesThePreviousFileAndNoTemporaryOne) {
-    const fs::path directory = scratchDirectory("failed-writes");
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
     const std::string cases = smokerCases(directory, 400);
     const std::string output = (directory / "out.csv").string();
     const std::string network = (directory / "out.bif").string();
@@ -89,11 +90,11 @@ TEST(OutputFiles, AFailedWriteLeavesThePreviousFileAndNoTemporaryOne) {
     EXPECT_EQ(fileContents(output), "old rows");
     EXPECT_EQ(fileContents(network), "old network");
     EXPECT_EQ(entries(directory), 3u) << "a temporary file was left";
-    fs::remove_all(directory);
 }
 
 TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
-    const fs::path directory = scratchDirectory("infer-output");
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
     const std::vector<std::string> run = {"infer", kAsia, "-a", "exact", "-e", "smoke=yes"};
     auto withOutput = [&](const std::string& name) {
         std::vector<std::string> arguments = run;
@@ -133,11 +134,11 @@ TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
     agreeing.insert(agreeing.end(), {"--format", "json"});
     EXPECT_EQ(runSamplenet(agreeing).exitCode, 0);
     EXPECT_EQ(entries(directory), 5u);
-    fs::remove_all(directory);
 }
 
 TEST(StandardOutput, EveryCommandFailsWhenItsOutputCannotBeWritten) {
-    const fs::path directory = scratchDirectory("standard-output");
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
     const std::string cases = smokerCases(directory, 400);
     const std::vector<std::vector<std::string>> commands = {
         {"infer"},
@@ -153,7 +154,6 @@ TEST(StandardOutput, EveryCommandFailsWhenItsOutputCannotBeWritten) {
         EXPECT_NE(run.err.find("samplenet: error: cannot write standard output: File too large"), std::string::npos)
             << command.front() << ": " << run.err;
     }
-    fs::remove_all(directory);
 }
 
 }  // namespace

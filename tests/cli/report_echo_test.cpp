@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -106,7 +107,7 @@ TEST(ReportEcho, EvidenceComesBackInTheOrderGiven) {
     EXPECT_NE(html.out.find("evidence: Lungs=[0.5,1], Cough=yes<"), std::string::npos);
 
     // An explanation's JSON, and evidence from a file then -e, in that order.
-    const std::string file = cli_testing::temporaryPath("ordered.evidence");
+    const std::string file = testing_support::scratchPath("ordered.evidence");
     std::ofstream(file) << "Lungs=healthy\nCough=no\n";
     EXPECT_EQ(evidenceKeys({"infer", smoker, "--evidence-file", file, "-e", "Smoker=no", "--mpe", "--format", "json"}),
               (std::vector<std::string>{"Lungs", "Cough", "Smoker"}));

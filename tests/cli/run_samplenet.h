@@ -33,10 +33,4 @@ std::string dataFile(const std::string& name);
 // The JSON a successful run printed (a test failure when it failed).
 nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments);
 
-// A fresh path under the temporary directory, removed by nobody but the test.
-std::string temporaryPath(const std::string& fileName);
-
-// A fresh, empty directory at temporaryPath(name).
-std::filesystem::path scratchDirectory(const std::string& name);
-
 }  // namespace cli_testing

@@ -7,12 +7,13 @@
 #include <vector>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
 using cli_testing::fileContents;
 using cli_testing::runSamplenet;
-using cli_testing::temporaryPath;
+using testing_support::scratchPath;
 
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
 
@@ -33,7 +34,7 @@ std::vector<std::string> cells(const std::string& row) {
 // A header of node names, state names in the cells, the same rows for the
 // same seed whether to a file or to standard output.
 TEST(SampleCommand, WritesRepeatableRowsOfStateNames) {
-    const std::string path = temporaryPath("asia-samples.csv");
+    const std::string path = scratchPath("asia-samples.csv");
     const auto toFile = runSamplenet({"sample", kAsia, "-n", "300", "--seed", "5", "-o", path});
     ASSERT_EQ(toFile.exitCode, 0) << toFile.err;
     EXPECT_EQ(toFile.out, "");
@@ -76,8 +77,8 @@ TEST(SampleCommand, RefusesBadInput) {
              {{"sample", kAsia, "-n", "5", "-e", "nothing=yes"}, "nothing"},
              {{"sample", kAsia, "-n", "-1"}, "--samples"},
              {{"sample", kAsia}, "--samples is required"},
-             {{"sample", kAsia, "-n", "5", "-o", temporaryPath("out.parquet")}, "CSV"},
-             {{"sample", kAsia, "-n", "5", "-o", temporaryPath("no-such-directory/out.csv")}, "cannot write"},
+             {{"sample", kAsia, "-n", "5", "-o", scratchPath("out.parquet")}, "CSV"},
+             {{"sample", kAsia, "-n", "5", "-o", scratchPath("no-such-directory/out.csv")}, "cannot write"},
          }) {
         const auto run = runSamplenet(arguments);
         EXPECT_EQ(run.exitCode, 1) << arguments.back();

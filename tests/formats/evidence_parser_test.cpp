@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "lib/model/errors.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -49,11 +49,11 @@ TEST(EvidenceParser, NamesWhatIsWrong) {
 }
 
 TEST(EvidenceParser, ReadsFilesWithCommentsAndReportsLines) {
-    const auto path = std::filesystem::temp_directory_path() / "samplenet_evidence_parser_test.txt";
+    const std::string path = testing_support::scratchPath("evidence.txt");
     {
         std::ofstream(path) << "# observed today\n\nSmoker=yes  # asked\nCough=[1, 0, 0]\n";
     }
-    const Evidence evidence = samplenet::readEvidenceFile(smokerNetwork(), path.string());
+    const Evidence evidence = samplenet::readEvidenceFile(smokerNetwork(), path);
     EXPECT_EQ(evidence.hard, (std::map<int, int>{{0, 0}}));
     EXPECT_EQ(evidence.likelihood.at(1), (std::vector<double>{1.0, 0.0, 0.0}));
 
@@ -61,14 +61,13 @@ TEST(EvidenceParser, ReadsFilesWithCommentsAndReportsLines) {
         std::ofstream(path) << "Smoker=yes\n\nCough=awful\n";
     }
     try {
-        samplenet::readEvidenceFile(smokerNetwork(), path.string());
+        samplenet::readEvidenceFile(smokerNetwork(), path);
         ADD_FAILURE() << "bad evidence file accepted";
     } catch (const samplenet::EvidenceError& error) {
         EXPECT_EQ(std::string(error.what()),
-                  path.string() + ":3: unknown state \"awful\" of \"Cough\"; valid states: none, mild, bad");
+                  path + ":3: unknown state \"awful\" of \"Cough\"; valid states: none, mild, bad");
     }
-    std::filesystem::remove(path);
-    EXPECT_THROW(samplenet::readEvidenceFile(smokerNetwork(), path.string()), samplenet::EvidenceError);
+    EXPECT_THROW(samplenet::readEvidenceFile(smokerNetwork(), path), samplenet::EvidenceError);
 
     // The text form: Windows line ends, no final newline, and .evid for UAI.
     EXPECT_EQ(samplenet::readEvidenceText(smokerNetwork(), "Smoker=no\r\nCough=bad", "e.txt").hard,

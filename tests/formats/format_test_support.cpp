@@ -2,21 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <fstream>
 #include <sstream>
-
-#include <unistd.h>
 
 #include "lib/model/errors.h"
 
 namespace samplenet::testing_formats {
-
-std::string temporaryPath(const std::string& fileName) {
-    static std::atomic<int> counter{0};
-    return ::testing::TempDir() + "samplenet_" + std::to_string(::getpid()) + "_" + std::to_string(counter++) + "_" +
-           fileName;
-}
 
 void writeFile(const std::string& path, const std::string& contents) {
     std::ofstream(path, std::ios::binary) << contents;

@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "lib/model/errors.h"
+#include "tests/support/scratch_folder.h"
 
 namespace samplenet {
 namespace {
@@ -49,20 +50,12 @@ std::string errorOf(Action action) {
 // Each test in a fresh directory of its own; nothing outside it is written.
 class OutputFileTest : public ::testing::Test {
 protected:
-    OutputFileTest()
-        : directory(fs::temp_directory_path() /
-                    ("samplenet-output-test-" + std::to_string(getpid()) + "-" +
-                     ::testing::UnitTest::GetInstance()->current_test_info()->name())) {
-        fs::remove_all(directory);
-        fs::create_directory(directory);
-    }
-    ~OutputFileTest() override { fs::remove_all(directory); }
-
-    std::string at(const std::string& name) const { return (directory / name).string(); }
+    std::string at(const std::string& name) const { return scratch.file(name); }
 
     std::size_t entries() const { return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), {})); }
 
-    const fs::path directory;
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
 };
 
 TEST_F(OutputFileTest, ReplacesARegularFileWholeKeepingItsMode) {
