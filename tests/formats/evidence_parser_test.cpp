@@ -6,6 +6,7 @@
 
 #include "lib/model/errors.h"
 #include "tests/support/scratch_folder.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
@@ -20,12 +21,8 @@ samplenet::Network smokerNetwork() {
 }
 
 std::string errorOf(const std::string& assignment, Evidence evidence = {}) {
-    try {
-        samplenet::addEvidenceAssignment(smokerNetwork(), assignment, evidence);
-    } catch (const samplenet::EvidenceError& error) {
-        return error.what();
-    }
-    return "no error";
+    return testing_support::messageOf<samplenet::EvidenceError>(
+        [&] { samplenet::addEvidenceAssignment(smokerNetwork(), assignment, evidence); });
 }
 
 TEST(EvidenceParser, ReadsStatesAndLikelihoods) {
@@ -60,14 +57,8 @@ TEST(EvidenceParser, ReadsFilesWithCommentsAndReportsLines) {
     {
         std::ofstream(path) << "Smoker=yes\n\nCough=awful\n";
     }
-    try {
-        samplenet::readEvidenceFile(smokerNetwork(), path);
-        ADD_FAILURE() << "bad evidence file accepted";
-    } catch (const samplenet::EvidenceError& error) {
-        EXPECT_EQ(std::string(error.what()),
-                  path + ":3: unknown state \"awful\" of \"Cough\"; valid states: none, mild, bad");
-    }
-    EXPECT_THROW(samplenet::readEvidenceFile(smokerNetwork(), path), samplenet::EvidenceError);
+    EXPECT_EQ(testing_support::messageOf<samplenet::EvidenceError>([&] { samplenet::readEvidenceFile(smokerNetwork(), path); }),
+              path + ":3: unknown state \"awful\" of \"Cough\"; valid states: none, mild, bad");
 
     // The text form: Windows line ends, no final newline, and .evid for UAI.
     EXPECT_EQ(samplenet::readEvidenceText(smokerNetwork(), "Smoker=no\r\nCough=bad", "e.txt").hard,

@@ -12,7 +12,7 @@ namespace {
 
 using testing_formats::errorOf;
 using testing_formats::expectSameNetwork;
-using testing_formats::readFile;
+using testing_support::fileContents;
 using testing_support::scratchPath;
 using testing_formats::writeFile;
 
@@ -36,7 +36,7 @@ TEST(NetworkFiles, ReadsPlainAndGzipFilesAlike) {
     writeFile(plain, kCoin);
     const std::string compressed = scratchPath("coin.bif.gz");
     writeTextFile(compressed, kCoin, true);
-    EXPECT_EQ(readFile(compressed).substr(0, 2), "\x1f\x8b");  // gzip magic
+    EXPECT_EQ(fileContents(compressed).substr(0, 2), "\x1f\x8b");  // gzip magic
     expectSameNetwork(readNetwork(plain), readNetwork(compressed));
     EXPECT_EQ(readTextFile(compressed), kCoin);
 
@@ -47,7 +47,7 @@ TEST(NetworkFiles, ReadsPlainAndGzipFilesAlike) {
 
     const std::string written = scratchPath("coin-written.bif");
     writeNetwork(readNetwork(compressed), written);
-    EXPECT_EQ(readFile(written).substr(0, 8), "network ");
+    EXPECT_EQ(fileContents(written).substr(0, 8), "network ");
     for (const auto& path : {plain, compressed, misnamed, written}) std::filesystem::remove(path);
 }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "lib/model/errors.h"
 
@@ -11,12 +10,6 @@ namespace samplenet::testing_formats {
 
 void writeFile(const std::string& path, const std::string& contents) {
     std::ofstream(path, std::ios::binary) << contents;
-}
-
-std::string readFile(const std::string& path) {
-    std::ostringstream contents;
-    contents << std::ifstream(path, std::ios::binary).rdbuf();
-    return contents.str();
 }
 
 std::string errorOf(const std::function<void()>& action) {

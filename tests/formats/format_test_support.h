@@ -9,7 +9,6 @@
 namespace samplenet::testing_formats {
 
 void writeFile(const std::string& path, const std::string& contents);
-std::string readFile(const std::string& path);
 
 // The message of the ParseError, ModelError or EvidenceError that `action`
 // throws, or "(no error)".

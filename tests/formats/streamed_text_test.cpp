@@ -17,7 +17,7 @@ namespace {
 
 using testing_formats::errorOf;
 using testing_formats::expectSameNetwork;
-using testing_formats::readFile;
+using testing_support::fileContents;
 using testing_support::scratchPath;
 using testing_formats::writeFile;
 

@@ -7,6 +7,7 @@
 
 #include "lib/model/errors.h"
 #include "tests/impact/network_enumeration.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
@@ -112,12 +113,9 @@ TEST(EvidenceImpact, SampledFiguresLieWithinTheirErrorsOfEnumeration) {
 }
 
 void expectRefused(const Evidence& evidence, int target, const std::vector<int>& candidates, const std::string& message) {
-    try {
-        samplenet::evidenceImpact(asia(), evidence, target, candidates, optionsFor(Algorithm::Exact));
-        FAIL() << "accepted, expected: " << message;
-    } catch (const samplenet::EvidenceError& error) {
-        EXPECT_EQ(error.what(), message);
-    }
+    EXPECT_EQ(testing_support::messageOf<samplenet::EvidenceError>(
+                  [&] { samplenet::evidenceImpact(asia(), evidence, target, candidates, optionsFor(Algorithm::Exact)); }),
+              message);
 }
 
 TEST(EvidenceImpact, RefusesAnObservedTargetAndCandidatesObservedOrTheTarget) {

@@ -12,6 +12,7 @@
 #include "tests/plot/svg_picture.h"
 #include "tests/support/test_networks.h"
 #include "tests/support/tiny_network.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
@@ -155,12 +156,8 @@ TEST(PictureSelection, LargeNetworksNeedAQueryAndQueriesBringTheirNeighbours) {
 
     const samplenet::Network large =
         testing_support::toNetwork(testing_support::chain(samplenet::kMaxPictureNodes + 1));
-    try {
-        samplenet::selectPictureNodes(large, {});
-        FAIL() << "a network above the limit was drawn whole";
-    } catch (const std::invalid_argument& error) {
-        EXPECT_NE(std::string(error.what()).find("-q"), std::string::npos) << error.what();
-    }
+    const std::string refusal = testing_support::messageOf<std::invalid_argument>([&] { samplenet::selectPictureNodes(large, {}); });
+    EXPECT_NE(refusal.find("-q"), std::string::npos) << refusal;
     const auto queried = samplenet::selectPictureNodes(large, {30, 5, 6});
     EXPECT_EQ(queried.detailed, (std::vector<int>{5, 6, 30}));
     EXPECT_EQ(queried.context, (std::vector<int>{4, 7, 29, 31}));
@@ -173,12 +170,9 @@ TEST(GraphvizRender, WritesEachFormatAndSaysWhenDotIsMissing) {
     EXPECT_THROW(samplenet::renderDot("digraph { a -> }", samplenet::PictureFormat::Svg), std::runtime_error);
 
     setenv("PATH", "/nonexistent", 1);
-    try {
-        samplenet::renderDot(dot, samplenet::PictureFormat::Svg);
-        FAIL() << "drew without a dot program";
-    } catch (const std::runtime_error& error) {
-        EXPECT_NE(std::string(error.what()).find("Graphviz"), std::string::npos) << error.what();
-    }
+    const std::string refusal =
+        testing_support::messageOf<std::runtime_error>([&] { samplenet::renderDot(dot, samplenet::PictureFormat::Svg); });
+    EXPECT_NE(refusal.find("Graphviz"), std::string::npos) << refusal;
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -44,6 +46,12 @@ const fs::path& processScratchFolder() {
 std::string scratchPath(const std::string& name) {
     static std::atomic<int> counter{0};
     return (processScratchFolder() / (std::to_string(counter++) + "-" + name)).string();
+}
+
+std::string fileContents(const fs::path& path) {
+    std::ostringstream contents;
+    contents << std::ifstream(path, std::ios::binary).rdbuf();
+    return contents.str();
 }
 
 ScratchFolder::ScratchFolder(const std::string& name) : path_(scratchPath(name)) { fs::create_directory(path_); }

@@ -14,6 +14,9 @@ const std::filesystem::path& processScratchFolder();
 // so an extension the code under test looks at is kept.
 std::string scratchPath(const std::string& name);
 
+// The whole contents of a file ("" when it cannot be read).
+std::string fileContents(const std::filesystem::path& path);
+
 // A fresh, empty folder inside processScratchFolder(), removed with
 // everything in it when this goes out of scope.
 class ScratchFolder {
