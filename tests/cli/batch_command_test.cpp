@@ -168,9 +168,7 @@ TEST(BatchCommand, BadCaseFilesAndOptionsSayWhatWasExpected) {
         {"Smoker\nyes\n", {"--standard-errors", "-a", "lbp"}, "--standard-errors: lbp gives no standard errors"},
     };
     for (const auto& bad : cases) {
-        std::vector<std::string> arguments{"batch", dataFile("smoker.bif"), writeCases("bad_file.csv", bad.text)};
-        arguments.insert(arguments.end(), bad.extra.begin(), bad.extra.end());
-        const auto run = runSamplenet(arguments);
+        const auto run = runSamplenet(cli_testing::with({"batch", dataFile("smoker.bif"), writeCases("bad_file.csv", bad.text)}, bad.extra));
         EXPECT_EQ(run.exitCode, 1) << bad.message;
         EXPECT_NE(run.err.find(bad.message), std::string::npos) << run.err;
         EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;

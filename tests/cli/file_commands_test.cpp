@@ -35,9 +35,7 @@ TEST(InfoCommand, DescribesTheNetwork) {
 // leaves it as a slice of Smoker's table.
 TEST(InfoCommand, MeasuresTheTreeOfAQuery) {
     for (const auto& query : {std::vector<std::string>{"-q", "Smoker"}, {"-e", "Cough=yes", "-q", "Smoker"}}) {
-        std::vector<std::string> arguments{"info", dataFile("smoker.bif")};
-        arguments.insert(arguments.end(), query.begin(), query.end());
-        const auto run = runSamplenet(arguments);
+        const auto run = runSamplenet(cli_testing::with({"info", dataFile("smoker.bif")}, query));
         ASSERT_EQ(run.exitCode, 0) << run.err;
         EXPECT_NE(run.out.find("junction tree for this evidence and query: 1 cliques, largest 1 nodes (2 entries), "
                                "2 entries in all"),
@@ -73,10 +71,7 @@ std::string converted(const std::string& extension) {
 }
 
 std::string lbpCsv(const std::vector<std::string>& arguments) {
-    std::vector<std::string> all{"infer"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    all.insert(all.end(), {"-a", "lbp", "--format", "csv"});
-    const auto run = runSamplenet(all);
+    const auto run = runSamplenet(cli_testing::with(cli_testing::with({"infer"}, arguments), {"-a", "lbp", "--format", "csv"}));
     EXPECT_EQ(run.exitCode, 0) << run.err;
     return run.out;
 }

@@ -43,9 +43,7 @@ TEST(GenerateCommand, RefusesWithoutWriting) {
     };
     for (const auto& bad : cases) {
         const std::string path = scratchPath(bad.file);
-        std::vector<std::string> arguments{"generate", path};
-        arguments.insert(arguments.end(), bad.options.begin(), bad.options.end());
-        const auto run = runSamplenet(arguments);
+        const auto run = runSamplenet(cli_testing::with({"generate", path}, bad.options));
         EXPECT_EQ(run.exitCode, 1) << bad.file;
         EXPECT_NE(run.err.find(bad.message), std::string::npos) << run.err;
         EXPECT_EQ(run.out, "") << bad.file;

@@ -96,22 +96,15 @@ TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
     const testing_support::ScratchFolder scratch;
     const fs::path& directory = scratch.path();
     const std::vector<std::string> run = {"infer", kAsia, "-a", "exact", "-e", "smoke=yes"};
-    auto withOutput = [&](const std::string& name) {
-        std::vector<std::string> arguments = run;
-        arguments.insert(arguments.end(), {"-o", (directory / name).string()});
-        return arguments;
-    };
+    auto withOutput = [&](const std::string& name) { return cli_testing::with(run, {"-o", (directory / name).string()}); };
     for (const char* name : {"p.txt", "p.json", "p.csv", "p.html"}) {
         const auto written = runSamplenet(withOutput(name));
         EXPECT_EQ(written.exitCode, 0) << name << ": " << written.err;
         EXPECT_EQ(written.out, "") << name;
     }
     // The same report as on standard output, but for the time taken.
-    std::vector<std::string> csv = run;
-    csv.insert(csv.end(), {"--format", "csv"});
-    EXPECT_EQ(fileContents((directory / "p.csv").string()), runSamplenet(csv).out);
-    std::vector<std::string> json = run;
-    json.insert(json.end(), {"--format", "json"});
+    EXPECT_EQ(fileContents((directory / "p.csv").string()), runSamplenet(cli_testing::with(run, {"--format", "csv"})).out);
+    const auto json = cli_testing::with(run, {"--format", "json"});
     nlohmann::json fromFile = nlohmann::json::parse(fileContents((directory / "p.json").string()));
     nlohmann::json printed = cli_testing::runSamplenetJson(json);
     fromFile.erase("seconds");
@@ -125,14 +118,10 @@ TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
     const auto unknown = runSamplenet(withOutput("p.xml"));
     EXPECT_EQ(unknown.exitCode, 1);
     EXPECT_NE(unknown.err.find("should end in .txt, .json, .csv or .html"), std::string::npos) << unknown.err;
-    std::vector<std::string> clash = withOutput("q.csv");
-    clash.insert(clash.end(), {"--format", "json"});
-    const auto clashed = runSamplenet(clash);
+    const auto clashed = runSamplenet(cli_testing::with(withOutput("q.csv"), {"--format", "json"}));
     EXPECT_EQ(clashed.exitCode, 1);
     EXPECT_NE(clashed.err.find("--format json does not match the extension of -o"), std::string::npos) << clashed.err;
-    std::vector<std::string> agreeing = withOutput("q.json");
-    agreeing.insert(agreeing.end(), {"--format", "json"});
-    EXPECT_EQ(runSamplenet(agreeing).exitCode, 0);
+    EXPECT_EQ(runSamplenet(cli_testing::with(withOutput("q.json"), {"--format", "json"})).exitCode, 0);
     EXPECT_EQ(entries(directory), 5u);
 }
 

@@ -42,9 +42,8 @@ double constantColumn(const std::string& text, const std::string& column) {
     return std::stod(rows.at(1).at(c));
 }
 
-std::vector<std::string> withFormat(std::vector<std::string> arguments, const std::string& format) {
-    arguments.insert(arguments.end(), {"--format", format});
-    return arguments;
+std::vector<std::string> withFormat(const std::vector<std::string>& arguments, const std::string& format) {
+    return cli_testing::with(arguments, {"--format", format});
 }
 
 TEST(ReportEcho, CsvCarriesTheLogProbabilitiesThatJsonGives) {

@@ -8,8 +8,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace cli_testing {
 
@@ -42,13 +40,6 @@ Run runInShell(const std::string& before, const std::vector<std::string>& argume
 
 }  // namespace
 
-std::string fileContents(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 Run runSamplenet(const std::vector<std::string>& arguments, const std::string& directory,
                  const std::string& environment) {
     return runInShell("", arguments, directory, environment);
@@ -57,6 +48,11 @@ Run runSamplenet(const std::vector<std::string>& arguments, const std::string& d
 Run runSamplenetWithFileSizeLimit(const std::vector<std::string>& arguments, int blocks) {
     // Ignored, SIGXFSZ no longer kills the process: the write fails with EFBIG.
     return runInShell("trap '' XFSZ; ulimit -f " + std::to_string(blocks) + "; ", arguments, "", "");
+}
+
+std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more) {
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
 }
 
 std::string dataFile(const std::string& name) { return std::string(CLI_TEST_DATA) + "/" + name; }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/scratch_folder.h"
+
 namespace cli_testing {
 
 struct Run {
@@ -24,8 +26,10 @@ Run runSamplenet(const std::vector<std::string>& arguments, const std::string& d
 // write fails with "File too large".
 Run runSamplenetWithFileSizeLimit(const std::vector<std::string>& arguments, int blocks);
 
-// The whole contents of a file.
-std::string fileContents(const std::string& path);
+using testing_support::fileContents;
+
+// `arguments` with `more` after them.
+std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more);
 
 // A test data file's path.
 std::string dataFile(const std::string& name);
