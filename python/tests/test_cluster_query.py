@@ -15,9 +15,9 @@ EVIDENCE = {"BP": "LOW", "HRSAT": "HIGH"}
 
 
 @pytest.fixture(scope="module")
-def cluster(tmp_path_factory):
-    with distributed.LocalCluster(n_workers=3, threads_per_worker=1, processes=True, dashboard_address=None,
-                                  local_directory=tmp_path_factory.mktemp("dask")) as cluster:
+def cluster():
+    with distributed.LocalCluster(n_workers=3, threads_per_worker=1, processes=True,
+                                  dashboard_address=None) as cluster:
         yield cluster
 
 

@@ -17,11 +17,9 @@ CASES = pd.DataFrame({
 
 
 @pytest.fixture(scope="module")
-def client(tmp_path_factory):
-    # The workers' scratch space, which would otherwise be left in the system's temporary folder.
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None,
-                                  local_directory=tmp_path_factory.mktemp("dask")) as cluster, \
-            distributed.Client(cluster) as client:
+def client():
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
+                                  dashboard_address=None) as cluster, distributed.Client(cluster) as client:
         yield client
 
 
@@ -76,13 +74,13 @@ def test_bad_file_or_header_fails_before_the_cluster_runs(client, tmp_path):
         samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", dd.from_pandas(CASES.rename(columns={"BP": "X"}), npartitions=2))
 
 
-def test_a_worker_busy_with_a_long_partition_keeps_answering_its_scheduler(tmp_path):
+def test_a_worker_busy_with_a_long_partition_keeps_answering_its_scheduler():
     # The scheduler drops a worker it has not heard from for 2 s, or ten
     # heartbeats (5 s with one worker); the run takes about twice that, so it
     # completes only if the worker keeps answering while it computes.
     with dask.config.set({"distributed.scheduler.worker-ttl": "2s"}), \
-            distributed.LocalCluster(n_workers=1, threads_per_worker=1, processes=True, dashboard_address=None,
-                                     local_directory=tmp_path) as cluster, distributed.Client(cluster):
+            distributed.LocalCluster(n_workers=1, threads_per_worker=1, processes=True,
+                                     dashboard_address=None) as cluster, distributed.Client(cluster):
         # One case: between cases a worker gets a word in anyway.
         cases = dd.from_pandas(pd.DataFrame({"BP": ["LOW"]}), npartitions=1)
         table = samplenet.dask.infer_many(NETWORKS / "alarm.bif.gz", cases, samples=20_000_000, seed=1).compute()

@@ -141,9 +141,7 @@ TEST(Infer, ExactMatchesEnumerationAndReportsTheProbabilityOfEvidence) {
     const TinyNet net = testing_support::rareFault();
     std::vector<int> observed = testing_support::allSensorsAlarm();
     const auto exact = testing_support::enumerate(net, observed, {{0.3, 1.0}});
-    Evidence evidence{{}, {{0, {0.3, 1.0}}}};
-    for (int v = 0; v < net.size(); ++v)
-        if (observed[v] >= 0) evidence.hard[v] = observed[v];
+    const Evidence evidence = testing_support::withHardEvidence(observed, {{}, {{0, {0.3, 1.0}}}});
     const auto result = samplenet::infer(testing_support::toNetwork(net), evidence, samplingOptions(Algorithm::Exact, 50000, kSeed));
     EXPECT_LT(worstHellinger(result, exact), 1e-12);
     ASSERT_TRUE(result.logProbabilityOfEvidence.has_value());
