@@ -5,7 +5,6 @@
 #include <fstream>
 #include <regex>
 #include <set>
-#include <sstream>
 
 #include "tests/cli/run_samplenet.h"
 #include "tests/support/scratch_folder.h"
@@ -14,18 +13,12 @@ namespace {
 
 using cli_testing::runSamplenet;
 
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) result.push_back(line);
-    return result;
-}
 
 // The lines of a --help section ("Options:", "Subcommands:") up to the blank line ending it.
 std::vector<std::string> helpSection(const std::string& help, const std::string& title) {
     std::vector<std::string> section;
     bool inside = false;
-    for (const std::string& line : lines(help)) {
+    for (const std::string& line : cli_testing::split(help)) {
         if (line == title) {
             inside = true;
         } else if (inside) {
@@ -55,8 +48,7 @@ std::set<std::string> optionsInHelp(const std::vector<std::string>& command) {
     static const std::regex name(R"(-{1,2}[A-Za-z0-9][A-Za-z0-9-]*)");
     // Every section that lists options: "Options:" and the headings that
     // group the tuning options ("Sampling:", ...).
-    std::istringstream lines(run.out);
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : cli_testing::split(run.out)) {
         if (line.rfind("  -", 0) != 0) continue;  // a heading, a command, or a wrapped description
         // "-a, --algorithm TEXT", up to the gap before the description.
         const std::string first = line.substr(2, line.find("  ", 2) - 2);
@@ -91,7 +83,7 @@ std::set<std::string> bashCompletions(const std::vector<std::string>& words) {
     for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
     EXPECT_EQ(pclose(pipe), 0) << out;
     std::set<std::string> offered;
-    for (const std::string& line : lines(out))
+    for (const std::string& line : cli_testing::split(out))
         if (!line.empty()) offered.insert(line);
     return offered;
 }

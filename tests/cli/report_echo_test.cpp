@@ -7,7 +7,6 @@
 #include <cmath>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "tests/cli/run_samplenet.h"
 #include "tests/support/scratch_folder.h"
@@ -21,12 +20,7 @@ using cli_testing::runSamplenetJson;
 // The CSV's rows as cells, header first (none of these cells is quoted).
 std::vector<std::vector<std::string>> csvRows(const std::string& text) {
     std::vector<std::vector<std::string>> rows;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        std::vector<std::string>& cells = rows.emplace_back();
-        std::istringstream fields(line);
-        for (std::string cell; std::getline(fields, cell, ',');) cells.push_back(cell);
-    }
+    for (const std::string& line : cli_testing::split(text)) rows.push_back(cli_testing::split(line, ','));
     return rows;
 }
 

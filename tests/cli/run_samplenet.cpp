@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 
 namespace cli_testing {
 
@@ -53,6 +54,13 @@ Run runSamplenetWithFileSizeLimit(const std::vector<std::string>& arguments, int
 std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more) {
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> pieces;
+    std::istringstream in(text);
+    for (std::string piece; std::getline(in, piece, separator);) pieces.push_back(piece);
+    return pieces;
 }
 
 std::string dataFile(const std::string& name) { return std::string(CLI_TEST_DATA) + "/" + name; }

@@ -31,6 +31,9 @@ using testing_support::fileContents;
 // `arguments` with `more` after them.
 std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more);
 
+// The pieces of `text` between each `separator`: its lines by default.
+std::vector<std::string> split(const std::string& text, char separator = '\n');
+
 // A test data file's path.
 std::string dataFile(const std::string& name);
 

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,19 +16,8 @@ using testing_support::scratchPath;
 
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
 
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) result.push_back(line);
-    return result;
-}
-
-std::vector<std::string> cells(const std::string& row) {
-    std::vector<std::string> result;
-    std::istringstream in(row);
-    for (std::string cell; std::getline(in, cell, ',');) result.push_back(cell);
-    return result;
-}
+std::vector<std::string> lines(const std::string& text) { return cli_testing::split(text); }
+std::vector<std::string> cells(const std::string& row) { return cli_testing::split(row, ','); }
 
 // A header of node names, state names in the cells, the same rows for the
 // same seed whether to a file or to standard output.
