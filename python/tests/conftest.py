@@ -10,6 +10,19 @@ REPO = Path(__file__).resolve().parents[2]
 NETWORKS = REPO / "data" / "networks"
 
 
+@pytest.fixture(scope="session", autouse=True)
+def dask_scratch_space(tmp_path_factory):
+    """Dask's scratch space, in the system's temporary folder unless told
+    otherwise, goes in pytest's; worker processes read it from the environment."""
+    path = str(tmp_path_factory.mktemp("dask"))
+    os.environ["DASK_TEMPORARY_DIRECTORY"] = path
+    try:
+        import dask
+    except ImportError:
+        return
+    dask.config.set({"temporary-directory": path})
+
+
 @pytest.fixture(scope="session")
 def asia():
     return samplenet.load(NETWORKS / "asia.bif.gz")

@@ -49,12 +49,6 @@ def test_likelihood_evidence_and_state_indices(asia):
     np.testing.assert_allclose(soft["smoke"], [0.9, 0.1], atol=1e-12)
 
 
-def test_a_fixed_seed_repeats_a_run_and_another_seed_does_not(alarm):
-    runs = [alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", samples=5000, seed=s) for s in (11, 11, 12)]
-    assert all(np.array_equal(runs[0][n], runs[1][n]) for n in alarm.nodes)
-    assert not all(np.array_equal(runs[0][n], runs[2][n]) for n in alarm.nodes)
-
-
 def test_to_pandas_is_one_row_per_node_and_state(asia):
     table = asia.infer(algorithm="exact").to_pandas()
     assert list(table.columns) == ["node", "state", "probability", "ln_probability_of_evidence"]
@@ -134,17 +128,6 @@ def test_target_error_draws_until_it_is_met(alarm):
     assert not few.sampling.reliable
     with pytest.raises(ValueError, match="target_error"):
         alarm.infer(target_error=1.5)
-
-
-def test_only_a_given_sample_count_caps_a_target_error(alarm):
-    # 0.002 takes more than the 100,000 samples that a run without a target draws.
-    options = dict(evidence={"BP": "LOW"}, algorithm="epis", query="HR", target_error=0.002, seed=4,
-                   max_seconds=3600)
-    uncapped = alarm.infer(**options)
-    assert uncapped.sampling.target_met and uncapped.sampling.samples_drawn > 100_000
-    with pytest.warns(RuntimeWarning, match="target error was not met"):
-        capped = alarm.infer(samples=100_000, **options)
-    assert capped.sampling.samples_drawn == 100_000
 
 
 def test_auto_takes_exact_inference_where_it_is_quick_and_says_so(asia):

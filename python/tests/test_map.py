@@ -1,29 +1,10 @@
 import json
-import random
 import subprocess
 
-import numpy as np
 import pytest
 
 import samplenet
 from conftest import NETWORKS
-
-
-def test_map_is_the_most_probable_entry_of_the_exact_joint(alarm):
-    rng = random.Random(1)
-    for _ in range(25):
-        nodes = rng.sample(alarm.nodes, 3)
-        observed = rng.sample([n for n in alarm.nodes if n not in nodes], 3)
-        # Evidence from a forward sample, so that it is possible.
-        row = alarm.sample(1, seed=rng.randrange(1000))
-        evidence = {node: row[node].iloc[0] for node in observed}
-        answer = alarm.map(nodes, evidence=evidence)
-        joint = alarm.infer(evidence=evidence, algorithm="exact", joint=nodes).joint
-        best = np.unravel_index(np.argmax(joint.table), joint.table.shape)
-        assert list(answer.states) == nodes
-        assert answer.states == {node: joint.states[node][i] for node, i in zip(nodes, best)}
-        assert answer.posterior_probability == pytest.approx(joint.table.max(), rel=1e-9)
-        assert answer.exact and answer.algorithm == "exact"
 
 
 def test_map_is_not_the_whole_explanation_restricted(asia):

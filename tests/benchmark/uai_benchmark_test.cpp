@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
@@ -16,35 +15,17 @@
 #include "lib/formats/text_util.h"
 #include "lib/formats/uai.h"
 #include "lib/model/errors.h"
+#include "tests/support/scratch_folder.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
 using namespace samplenet;
+using testing_support::messageOf;
 namespace fs = std::filesystem;
 
-// A folder of its own per test, removed afterwards.
-class ScratchFolder {
-public:
-    explicit ScratchFolder(const std::string& test)
-        : path_(fs::temp_directory_path() / ("samplenet-uai-test-" + std::to_string(getpid()) + "-" + test)) {
-        fs::remove_all(path_);
-        fs::create_directories(path_);
-    }
-    ~ScratchFolder() { fs::remove_all(path_); }
-    std::string path() const { return path_.string(); }
-    void write(const std::string& name, const std::string& text) const { std::ofstream(path_ / name) << text; }
-
-private:
-    fs::path path_;
-};
-
 std::string parseErrorOf(const std::string& text) {
-    try {
-        readReferenceMarginals(text, "ref.MAR");
-    } catch (const ParseError& error) {
-        return error.what();
-    }
-    return "";
+    return messageOf<ParseError>([&] { readReferenceMarginals(text, "ref.MAR"); });
 }
 
 TEST(ReferenceMarginals, ReadsNumbersSpreadOverLinesAndRejectsWhatIsNotTheFormat) {
@@ -72,18 +53,10 @@ TEST(ReferenceMarginals, MustHaveTheNetworksShape) {
     const Network network = readUai("BAYES 2 2 3 2 1 0 2 0 1 2 0.4 0.6 6 0.2 0.3 0.5 0.1 0.1 0.8", "net.uai");
     const std::vector<std::vector<double>> good{{0.4, 0.6}, {0.14, 0.18, 0.68}};
     EXPECT_EQ(marginalsOfNetwork(network, good, "net.uai.MAR"), good);
-    try {
-        marginalsOfNetwork(network, {{0.4, 0.6}}, "net.uai.MAR");
-        ADD_FAILURE() << "a missing variable passed";
-    } catch (const ParseError& error) {
-        EXPECT_STREQ(error.what(), "net.uai.MAR: holds the marginals of 1 variables, the network has 2");
-    }
-    try {
-        marginalsOfNetwork(network, {{0.4, 0.6}, {0.5, 0.5}}, "net.uai.MAR");
-        ADD_FAILURE() << "a wrong state count passed";
-    } catch (const ParseError& error) {
-        EXPECT_STREQ(error.what(), "net.uai.MAR: variable 1 has 2 states in the marginals, 3 in the network");
-    }
+    EXPECT_EQ(messageOf<ParseError>([&] { marginalsOfNetwork(network, {{0.4, 0.6}}, "net.uai.MAR"); }),
+              "net.uai.MAR: holds the marginals of 1 variables, the network has 2");
+    EXPECT_EQ(messageOf<ParseError>([&] { marginalsOfNetwork(network, {{0.4, 0.6}, {0.5, 0.5}}, "net.uai.MAR"); }),
+              "net.uai.MAR: variable 1 has 2 states in the marginals, 3 in the network");
 }
 
 TEST(MarginalComparison, LargestErrorOverReportedEntriesHellingerOverUnobserved) {
@@ -108,17 +81,17 @@ TEST(MarginalComparison, LargestErrorOverReportedEntriesHellingerOverUnobserved)
 }
 
 TEST(UaiBenchmark, ExactAgreesWithThePublishedMarginalsAndFailuresAreRecorded) {
-    const ScratchFolder folder("promedus");
+    const testing_support::ScratchFolder folder;
     const std::string source = std::string(SAMPLENET_TEST_DATA) + "/uai2014/Promedus_24.uai";
     for (const std::string suffix : {"", ".evid", ".MAR"})
-        fs::copy_file(source + suffix, folder.path() + "/Promedus_24.uai" + suffix);
+        fs::copy_file(source + suffix, folder.file("Promedus_24.uai" + suffix));
     // Not an instance: no reference beside it.
-    fs::copy_file(source, folder.path() + "/Lone.uai");
+    fs::copy_file(source, folder.file("Lone.uai"));
 
-    const std::vector<UaiInstance> instances = readUaiInstances(folder.path());
+    const std::vector<UaiInstance> instances = readUaiInstances(folder.path().string());
     ASSERT_EQ(instances.size(), 1u);
     EXPECT_EQ(instances[0].name, "Promedus_24");
-    EXPECT_THROW(readUaiInstances(folder.path(), {"Lone"}), std::invalid_argument);
+    EXPECT_THROW(readUaiInstances(folder.path().string(), {"Lone"}), std::invalid_argument);
 
     UaiBenchmarkOptions options;
     options.algorithms = {Algorithm::Exact};
@@ -171,16 +144,16 @@ TEST(UaiBenchmark, ExactAgreesWithThePublishedMarginalsAndFailuresAreRecorded) {
 }
 
 TEST(UaiBenchmark, AMarginalsFileOfAnotherShapeIsAnErrorNamingIt) {
-    const ScratchFolder folder("shape");
+    const testing_support::ScratchFolder folder;
     const std::string source = std::string(SAMPLENET_TEST_DATA) + "/uai2014/Promedus_24.uai";
-    fs::copy_file(source, folder.path() + "/Promedus_24.uai");
-    fs::copy_file(source + ".evid", folder.path() + "/Promedus_24.uai.evid");
-    folder.write("Promedus_24.uai.MAR", "MAR 1 2 0.5 0.5\n");
+    fs::copy_file(source, folder.file("Promedus_24.uai"));
+    fs::copy_file(source + ".evid", folder.file("Promedus_24.uai.evid"));
+    std::ofstream(folder.file("Promedus_24.uai.MAR")) << "MAR 1 2 0.5 0.5\n";
     try {
-        readUaiInstances(folder.path());
+        readUaiInstances(folder.path().string());
         ADD_FAILURE() << "a reference of another shape passed";
     } catch (const ParseError& error) {
-        EXPECT_EQ(error.path, folder.path() + "/Promedus_24.uai.MAR");
+        EXPECT_EQ(error.path, folder.file("Promedus_24.uai.MAR"));
     }
 }
 

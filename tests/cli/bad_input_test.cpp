@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -93,7 +94,7 @@ TEST(BadInput, OneLineMessageAndExitCode) {
 TEST(BadInput, ColumnsWithinTheSumToleranceAreRescaledWithANote) {
     for (const std::string command : {"infer", "info", "convert", "batch"}) {
         std::vector<std::string> arguments{command, dataFile("bad_sum.bif"), "--sum-tolerance", "0.2"};
-        if (command == "convert") arguments.insert(arguments.begin() + 2, cli_testing::temporaryPath("rescaled.xml"));
+        if (command == "convert") arguments.insert(arguments.begin() + 2, testing_support::scratchPath("rescaled.xml"));
         if (command == "batch") arguments.insert(arguments.begin() + 2, dataFile("bad_sum_cases.csv"));
         const auto run = runSamplenet(arguments);
         EXPECT_EQ(run.exitCode, 0) << command << ": " << run.err;

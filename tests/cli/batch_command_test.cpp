@@ -4,10 +4,10 @@
 
 #include <cmath>
 #include <fstream>
-#include <sstream>
 
 #include "lib/batch/batch_case.h"
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -15,16 +15,9 @@ using cli_testing::dataFile;
 using cli_testing::runSamplenet;
 
 std::string writeCases(const std::string& name, const std::string& text) {
-    const std::string path = cli_testing::temporaryPath(name);
+    const std::string path = testing_support::scratchPath(name);
     std::ofstream(path) << text;
     return path;
-}
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) result.push_back(line);
-    return result;
 }
 
 const std::string kAlarm = std::string(SAMPLENET_TEST_DATA) + "/networks/alarm.bif.gz";
@@ -40,7 +33,7 @@ TEST(BatchCommand, EachRowEqualsInferWithTheCaseSeedWhateverTheJobs) {
         if (first.empty()) first = run.out;
         EXPECT_EQ(run.out, first) << "with " << jobs << " jobs";
     }
-    const auto rows = lines(first);
+    const auto rows = cli_testing::split(first);
     ASSERT_EQ(rows.size(), 6u);
     EXPECT_EQ(rows[0],
               "row,HYPOVOLEMIA=TRUE,HYPOVOLEMIA=FALSE,CO=LOW,CO=NORMAL,CO=HIGH,ln_probability_of_evidence,"
@@ -52,7 +45,7 @@ TEST(BatchCommand, EachRowEqualsInferWithTheCaseSeedWhateverTheJobs) {
                                       "CO", "--format", "csv"});
     ASSERT_EQ(single.exitCode, 0) << single.err;
     std::string expected = "2";
-    for (const std::string& line : lines(single.out))
+    for (const std::string& line : cli_testing::split(single.out))
         if (line.rfind("node,", 0) != 0) {
             // node,state,probability,standard_error
             const auto third = line.find(',', line.find(',') + 1) + 1;
@@ -68,7 +61,7 @@ TEST(BatchCommand, ExactRowsCarryTheProbabilityOfTheEvidence) {
     const std::string cases = writeCases("smoker_cases.csv", "Cough,Lungs\nyes,\n\"[0.8,0.1]\",healthy\n");
     const auto run = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-q", "Smoker", "-j", "2"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    const auto rows = lines(run.out);
+    const auto rows = cli_testing::split(run.out);
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[0], "row,Smoker=yes,Smoker=no,ln_probability_of_evidence");
     double smoker = 0, logP = 0;
@@ -89,7 +82,7 @@ TEST(BatchCommand, BadRowsAreReportedByNumberAndSkippedOrFailTheRun) {
                                          "Smoker,Lungs\nyes,\nmaybe,\nno,damaged\nno,healthy,extra\n,healthy\n");
     const auto skipped = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-j", "2"});
     EXPECT_EQ(skipped.exitCode, 0) << skipped.err;
-    const auto rows = lines(skipped.out);
+    const auto rows = cli_testing::split(skipped.out);
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[1].substr(0, 2), "1,");
     EXPECT_EQ(rows[2].substr(0, 2), "5,");
@@ -99,7 +92,7 @@ TEST(BatchCommand, BadRowsAreReportedByNumberAndSkippedOrFailTheRun) {
 
     const auto failed = runSamplenet({"batch", dataFile("smoker.bif"), cases, "--on-error", "fail"});
     EXPECT_EQ(failed.exitCode, 1);
-    EXPECT_EQ(lines(failed.out).size(), 2u) << "the header and row 1, streamed before row 2 failed";
+    EXPECT_EQ(cli_testing::split(failed.out).size(), 2u) << "the header and row 1, streamed before row 2 failed";
     EXPECT_NE(failed.err.find("row 2: unknown state"), std::string::npos) << failed.err;
 
     const std::string impossible = writeCases("impossible.csv", "Smoker,Lungs\nno,damaged\n");
@@ -117,7 +110,7 @@ TEST(BatchCommand, StandardErrorsOnRequestAreInfersForEachCase) {
     const auto run = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-n", "2000", "--seed", "4", "-q",
                                    "Smoker", "--standard-errors"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    const auto rows = lines(run.out);
+    const auto rows = cli_testing::split(run.out);
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[0], "row,Smoker=yes,Smoker=no,standard_error:Smoker=yes,standard_error:Smoker=no,"
                        "ln_probability_of_evidence,probability_of_evidence_relative_error,effective_sample_size,"
@@ -128,7 +121,7 @@ TEST(BatchCommand, StandardErrorsOnRequestAreInfersForEachCase) {
     ASSERT_EQ(single.exitCode, 0) << single.err;
     // node,state,probability,standard_error,ln_probability_of_evidence
     std::string posteriors = "2", errors;
-    for (const std::string& line : lines(single.out)) {
+    for (const std::string& line : cli_testing::split(single.out)) {
         if (line.rfind("node,", 0) == 0) continue;
         const auto third = line.find(',', line.find(',') + 1) + 1;
         const auto fourth = line.find(',', third) + 1;
@@ -140,11 +133,9 @@ TEST(BatchCommand, StandardErrorsOnRequestAreInfersForEachCase) {
     const auto automatic = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "auto", "-q", "Smoker",
                                          "--standard-errors"});
     ASSERT_EQ(automatic.exitCode, 0) << automatic.err;
-    const auto answered = lines(automatic.out);
+    const auto answered = cli_testing::split(automatic.out);
     ASSERT_EQ(answered.size(), 3u);
-    std::vector<std::string> cells;
-    std::istringstream fields(answered[1]);
-    for (std::string cell; std::getline(fields, cell, ',');) cells.push_back(cell);
+    const std::vector<std::string> cells = cli_testing::split(answered[1], ',');
     ASSERT_GE(cells.size(), 6u) << answered[1];
     EXPECT_NEAR(std::stod(cells[1]), 24.0 / 31.0, 1e-12) << "answered exactly";
     EXPECT_EQ(cells[3] + cells[4], "") << answered[1];
@@ -167,9 +158,7 @@ TEST(BatchCommand, BadCaseFilesAndOptionsSayWhatWasExpected) {
         {"Smoker\nyes\n", {"--standard-errors", "-a", "lbp"}, "--standard-errors: lbp gives no standard errors"},
     };
     for (const auto& bad : cases) {
-        std::vector<std::string> arguments{"batch", dataFile("smoker.bif"), writeCases("bad_file.csv", bad.text)};
-        arguments.insert(arguments.end(), bad.extra.begin(), bad.extra.end());
-        const auto run = runSamplenet(arguments);
+        const auto run = runSamplenet(cli_testing::with({"batch", dataFile("smoker.bif"), writeCases("bad_file.csv", bad.text)}, bad.extra));
         EXPECT_EQ(run.exitCode, 1) << bad.message;
         EXPECT_NE(run.err.find(bad.message), std::string::npos) << run.err;
         EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;

@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 extern char** environ;
 
@@ -24,11 +25,10 @@ namespace {
 using cli_testing::dataFile;
 using cli_testing::fileContents;
 using cli_testing::runSamplenet;
-using cli_testing::scratchDirectory;
-using cli_testing::temporaryPath;
+using testing_support::scratchPath;
 
 std::string casesOfSmoker(const std::string& name, std::size_t rows) {
-    const std::string path = temporaryPath(name);
+    const std::string path = scratchPath(name);
     std::ofstream out(path);
     out << "Smoker,Cough\n";
     const char* cells[] = {"yes,", "no,yes", ",no", ","};
@@ -71,8 +71,8 @@ bool ended(pid_t pid) {
 TEST(BatchStreaming, AStopSignalEndsTheWorkersAndLeavesNoOutputFile) {
     const std::string cases = casesOfSmoker("slow_cases.csv", 40);
     for (const int signal : {SIGTERM, SIGINT}) {
-        const auto directory = scratchDirectory("stopped");
-        const std::string output = (directory / "out.csv").string();
+        const testing_support::ScratchFolder directory;
+        const std::string output = directory.file("out.csv");
         const pid_t batch = startSamplenet(
             {"batch", dataFile("smoker.bif"), cases, "-a", "epis", "-n", "20000000", "-j", "2", "-o", output});
         ASSERT_GT(batch, 0);
@@ -93,15 +93,15 @@ TEST(BatchStreaming, AStopSignalEndsTheWorkersAndLeavesNoOutputFile) {
             EXPECT_TRUE(ended(worker)) << "worker " << worker << " still runs after signal " << signal;
             if (!ended(worker)) kill(worker, SIGKILL);
         }
-        EXPECT_TRUE(std::filesystem::is_empty(directory)) << "signal " << signal;
-        std::filesystem::remove_all(directory);
+        EXPECT_TRUE(std::filesystem::is_empty(directory.path())) << "signal " << signal;
     }
 }
 
 TEST(BatchStreaming, AnOutputFileAppearsOnlyWholeAndAnUnwritableOneFailsBeforeAnyCase) {
-    const auto directory = scratchDirectory("whole");
+    const testing_support::ScratchFolder scratch;
+    const std::filesystem::path& directory = scratch.path();
     const std::string cases = casesOfSmoker("whole_cases.csv", 50);
-    const std::string output = (directory / "out.csv").string();
+    const std::string output = scratch.file("out.csv");
     const auto toFile = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-j", "2", "-o", output});
     ASSERT_EQ(toFile.exitCode, 0) << toFile.err;
     const auto toStandardOutput = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact"});
@@ -109,7 +109,7 @@ TEST(BatchStreaming, AnOutputFileAppearsOnlyWholeAndAnUnwritableOneFailsBeforeAn
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 1) << "a temporary file was left";
 
     // The first row is bad: with the output checked first, it is never run.
-    const std::string badFirst = temporaryPath("bad_first.csv");
+    const std::string badFirst = scratchPath("bad_first.csv");
     std::ofstream(badFirst) << "Smoker\nmaybe\nyes\n";
     const auto unwritable = runSamplenet({"batch", dataFile("smoker.bif"), badFirst, "--on-error", "fail", "-o",
                                           (directory / "no_such_folder" / "out.csv").string()});
@@ -125,7 +125,6 @@ TEST(BatchStreaming, AnOutputFileAppearsOnlyWholeAndAnUnwritableOneFailsBeforeAn
     EXPECT_EQ(failed.exitCode, 1);
     EXPECT_EQ(fileContents(output), toStandardOutput.out);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 1);
-    std::filesystem::remove_all(directory);
 }
 
 // Peak resident memory of one batch run over `rows` cases, in KiB.
@@ -150,11 +149,11 @@ TEST(BatchStreaming, MemoryDoesNotGrowWithTheNumberOfCases) {
 
 TEST(BatchStreaming, DrawsAProgressBarOnATerminalOnly) {
     const std::string cases = casesOfSmoker("progress_cases.csv", 60);
-    const std::string output = temporaryPath("progress.csv");
+    const std::string output = scratchPath("progress.csv");
     const std::string batch = std::string(SAMPLENET_BINARY) + " batch " + dataFile("smoker.bif") + " " + cases +
                               " -a epis -n 100000 -j 2 -o " + output;
     // `script` runs the command on a pseudo-terminal and copies what it shows.
-    const std::string shown = temporaryPath("progress.txt");
+    const std::string shown = scratchPath("progress.txt");
     ASSERT_EQ(std::system(("script -qec '" + batch + "' /dev/null >" + shown + " 2>&1").c_str()), 0);
     const std::string screen = fileContents(shown);
     EXPECT_NE(screen.find("\r["), std::string::npos) << screen;

@@ -5,26 +5,20 @@
 #include <fstream>
 #include <regex>
 #include <set>
-#include <sstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
 using cli_testing::runSamplenet;
 
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) result.push_back(line);
-    return result;
-}
 
 // The lines of a --help section ("Options:", "Subcommands:") up to the blank line ending it.
 std::vector<std::string> helpSection(const std::string& help, const std::string& title) {
     std::vector<std::string> section;
     bool inside = false;
-    for (const std::string& line : lines(help)) {
+    for (const std::string& line : cli_testing::split(help)) {
         if (line == title) {
             inside = true;
         } else if (inside) {
@@ -54,8 +48,7 @@ std::set<std::string> optionsInHelp(const std::vector<std::string>& command) {
     static const std::regex name(R"(-{1,2}[A-Za-z0-9][A-Za-z0-9-]*)");
     // Every section that lists options: "Options:" and the headings that
     // group the tuning options ("Sampling:", ...).
-    std::istringstream lines(run.out);
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : cli_testing::split(run.out)) {
         if (line.rfind("  -", 0) != 0) continue;  // a heading, a command, or a wrapped description
         // "-a, --algorithm TEXT", up to the gap before the description.
         const std::string first = line.substr(2, line.find("  ", 2) - 2);
@@ -74,7 +67,8 @@ std::string script(const std::string& shell) {
 // What the bash completion offers for the command line `words`, the last
 // one being completed.
 std::set<std::string> bashCompletions(const std::vector<std::string>& words) {
-    const std::filesystem::path directory = cli_testing::scratchDirectory("bash-completion");
+    const testing_support::ScratchFolder scratch;
+    const std::filesystem::path& directory = scratch.path();
     std::ofstream(directory / "samplenet.bash") << script("bash");
     std::string array;
     for (const std::string& word : words) array += " '" + word + "'";
@@ -88,9 +82,8 @@ std::set<std::string> bashCompletions(const std::vector<std::string>& words) {
     char buffer[4096];
     for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
     EXPECT_EQ(pclose(pipe), 0) << out;
-    std::filesystem::remove_all(directory);
     std::set<std::string> offered;
-    for (const std::string& line : lines(out))
+    for (const std::string& line : cli_testing::split(out))
         if (!line.empty()) offered.insert(line);
     return offered;
 }
@@ -138,7 +131,8 @@ TEST(Completion, EveryOptionOfEveryCommandIsOffered) {
 
 TEST(Completion, ZshScriptLoadsAndRegisters) {
     if (std::system("command -v zsh >/dev/null 2>&1") != 0) GTEST_SKIP() << "zsh is not installed";
-    const std::filesystem::path directory = cli_testing::scratchDirectory("zsh-completion");
+    const testing_support::ScratchFolder scratch;
+    const std::filesystem::path& directory = scratch.path();
     std::ofstream(directory / "_samplenet") << script("zsh");
     const auto file = (directory / "_samplenet").string();
     EXPECT_EQ(std::system(("zsh -n " + file).c_str()), 0);
@@ -148,7 +142,6 @@ TEST(Completion, ZshScriptLoadsAndRegisters) {
                                 "; print -r -- $_comps[samplenet]' >" + out + " 2>&1";
     EXPECT_EQ(std::system(command.c_str()), 0);
     EXPECT_EQ(cli_testing::fileContents(out), "_samplenet\n");
-    std::filesystem::remove_all(directory);
 }
 
 // A man page's text with roff's escapes for dashes and fonts taken out.

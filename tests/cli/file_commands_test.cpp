@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -34,9 +35,7 @@ TEST(InfoCommand, DescribesTheNetwork) {
 // leaves it as a slice of Smoker's table.
 TEST(InfoCommand, MeasuresTheTreeOfAQuery) {
     for (const auto& query : {std::vector<std::string>{"-q", "Smoker"}, {"-e", "Cough=yes", "-q", "Smoker"}}) {
-        std::vector<std::string> arguments{"info", dataFile("smoker.bif")};
-        arguments.insert(arguments.end(), query.begin(), query.end());
-        const auto run = runSamplenet(arguments);
+        const auto run = runSamplenet(cli_testing::with({"info", dataFile("smoker.bif")}, query));
         ASSERT_EQ(run.exitCode, 0) << run.err;
         EXPECT_NE(run.out.find("junction tree for this evidence and query: 1 cliques, largest 1 nodes (2 entries), "
                                "2 entries in all"),
@@ -64,7 +63,7 @@ TEST(InfoCommand, StopsMeasuringTheJunctionTreeAtTheMemoryLimit) {
 }
 
 std::string converted(const std::string& extension) {
-    const std::string path = cli_testing::temporaryPath("smoker" + extension);
+    const std::string path = testing_support::scratchPath("smoker" + extension);
     const auto run = runSamplenet({"convert", dataFile("smoker.bif"), path});
     EXPECT_EQ(run.exitCode, 0) << run.err;
     EXPECT_EQ(run.out, "");
@@ -72,10 +71,7 @@ std::string converted(const std::string& extension) {
 }
 
 std::string lbpCsv(const std::vector<std::string>& arguments) {
-    std::vector<std::string> all{"infer"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    all.insert(all.end(), {"-a", "lbp", "--format", "csv"});
-    const auto run = runSamplenet(all);
+    const auto run = runSamplenet(cli_testing::with(cli_testing::with({"infer"}, arguments), {"-a", "lbp", "--format", "csv"}));
     EXPECT_EQ(run.exitCode, 0) << run.err;
     return run.out;
 }
@@ -97,7 +93,7 @@ TEST(ConvertCommand, RoundTripsThroughEveryFormat) {
         return column;
     };
     const std::string path = converted(".uai");
-    const std::string evidence = cli_testing::temporaryPath("smoker.evid");
+    const std::string evidence = testing_support::scratchPath("smoker.evid");
     std::ofstream(evidence) << "1 1 0\n";
     EXPECT_EQ(numbers(lbpCsv({path, "--evidence-file", evidence})), numbers(reference));
     std::filesystem::remove(path);

@@ -3,14 +3,15 @@
 #include <filesystem>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
 using cli_testing::runSamplenet;
-using cli_testing::temporaryPath;
+using testing_support::scratchPath;
 
 TEST(GenerateCommand, WritesANetworkThatReadsBack) {
-    const std::string path = temporaryPath("random.bif.gz");
+    const std::string path = scratchPath("random.bif.gz");
     const auto run = runSamplenet({"generate", path, "--nodes", "40", "--states", "2,3", "--max-parents", "2",
                                    "--locality", "5", "--zero-share", "0.2", "--seed", "11"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
@@ -41,10 +42,8 @@ TEST(GenerateCommand, RefusesWithoutWriting) {
         {{"--nodes", "0"}, "empty.bif", "--nodes: expected a whole number of at least 1"},
     };
     for (const auto& bad : cases) {
-        const std::string path = temporaryPath(bad.file);
-        std::vector<std::string> arguments{"generate", path};
-        arguments.insert(arguments.end(), bad.options.begin(), bad.options.end());
-        const auto run = runSamplenet(arguments);
+        const std::string path = scratchPath(bad.file);
+        const auto run = runSamplenet(cli_testing::with({"generate", path}, bad.options));
         EXPECT_EQ(run.exitCode, 1) << bad.file;
         EXPECT_NE(run.err.find(bad.message), std::string::npos) << run.err;
         EXPECT_EQ(run.out, "") << bad.file;

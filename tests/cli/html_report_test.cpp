@@ -1,32 +1,29 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
 using cli_testing::dataFile;
 using cli_testing::fileContents;
 using cli_testing::runSamplenet;
-using cli_testing::temporaryPath;
+using testing_support::scratchPath;
 
 // The page as a headless browser has it after loading and running its script.
 std::string renderedPage(const std::string& page) {
-    const std::string profile = temporaryPath("browser-profile");
-    const std::string dom = temporaryPath("dom.html");
-    const std::string command = std::string(CHROMIUM_BINARY) +
+    // The browser's own temporary files go in the folder too.
+    const testing_support::ScratchFolder folder("browser");
+    const std::string command = "TMPDIR=" + folder.path().string() + " " + std::string(CHROMIUM_BINARY) +
                                 " --headless --no-sandbox --disable-gpu --disable-quic --no-first-run"
                                 " --disable-background-networking --disable-component-update --disable-sync"
-                                " --user-data-dir=" + profile + " --dump-dom file://" + page + " >" + dom +
-                                " 2>/dev/null";
+                                " --user-data-dir=" + folder.file("profile") + " --dump-dom file://" + page + " >" +
+                                folder.file("dom.html") + " 2>/dev/null";
     EXPECT_EQ(std::system(command.c_str()), 0) << command;
-    std::filesystem::remove_all(profile);
-    const std::string rendered = fileContents(dom);
-    std::filesystem::remove(dom);
-    return rendered;
+    return fileContents(folder.file("dom.html"));
 }
 
 TEST(HtmlReport, OpensInABrowserWithThePictureAndARowPerState) {
@@ -35,11 +32,10 @@ TEST(HtmlReport, OpensInABrowserWithThePictureAndARowPerState) {
     EXPECT_EQ(run.out.find("http"), run.out.find("http://www.w3.org"))
         << "the page must not load anything from the network";
 
-    const std::string page = temporaryPath("report.html");
+    const std::string page = scratchPath("report.html");
     std::ofstream(page) << run.out;
     if (std::string(CHROMIUM_BINARY).empty()) GTEST_SKIP() << "no Chromium to open the page with";
     const std::string rendered = renderedPage(page);
-    std::filesystem::remove(page);
     EXPECT_NE(rendered.find("data-sortable=\"ready\""), std::string::npos) << "the sorting script did not run";
     EXPECT_NE(rendered.find("<svg"), std::string::npos);
     for (const char* row : {"<td>Smoker</td><td>yes</td>", "<td>Smoker</td><td>no</td>", "<td>Cough</td><td>yes</td>",

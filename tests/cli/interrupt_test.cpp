@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -32,8 +33,8 @@ TEST(Interrupt, SigintEndsARunWithExitCode130) {
     // standard error to the interruption.
     const std::vector<std::pair<const char*, const char*>> runs{{"epis", "-n"}, {"lbp", "--iterations"}};
     for (const auto& [algorithm, count] : runs) {
-        const std::string err = cli_testing::temporaryPath("interrupt.err");
-        const std::string out = cli_testing::temporaryPath("interrupt.out");
+        const std::string err = testing_support::scratchPath("interrupt.err");
+        const std::string out = testing_support::scratchPath("interrupt.out");
         const pid_t pid = fork();
         ASSERT_GE(pid, 0);
         if (pid == 0) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -62,8 +63,8 @@ TEST(Interventions, BadInterventionsAndImpactQuestionsFailWithOneClearLine) {
 }
 
 TEST(Interventions, BatchAppliesThemToEveryCaseAndRefusesAColumnTheySet) {
-    const auto directory = cli_testing::scratchDirectory("batch-do");
-    const std::string cases = (directory / "cases.csv").string();
+    const testing_support::ScratchFolder directory;
+    const std::string cases = directory.file("cases.csv");
     std::ofstream(cases) << "dysp\nyes\nno\n";
     const auto batch = runSamplenet({"batch", kAsia, cases, "-q", "smoke", "--do", "lung=yes", "-a", "exact", "-j", "1"});
     ASSERT_EQ(batch.exitCode, 0) << batch.err;

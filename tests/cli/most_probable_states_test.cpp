@@ -12,11 +12,8 @@ using cli_testing::runSamplenet;
 
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
 
-nlohmann::json jsonOf(std::vector<std::string> arguments) {
-    arguments.insert(arguments.end(), {"--format", "json"});
-    const auto run = runSamplenet(arguments);
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    return nlohmann::json::parse(run.out);
+nlohmann::json jsonOf(const std::vector<std::string>& arguments) {
+    return cli_testing::runSamplenetJson(cli_testing::with(arguments, {"--format", "json"}));
 }
 
 // --mpe with -q answers for the queried nodes alone: the most probable
@@ -80,18 +77,9 @@ TEST(MostProbableStates, AreApproximatedByASamplerThatSaysSo) {
         << table.out;
     EXPECT_NE(table.out.find("# P(x | e) ~ "), std::string::npos) << table.out;
     EXPECT_NE(table.out.find(", estimated, standard error of ln "), std::string::npos) << table.out;
-    auto csv = asked;
-    csv.insert(csv.end(), {"--format", "csv"});
-    EXPECT_EQ(runSamplenet(csv).out.substr(0, 142),
+    EXPECT_EQ(runSamplenet(cli_testing::with(asked, {"--format", "csv"})).out.substr(0, 142),
               "node,state,observed,ln_joint_probability,ln_posterior_probability,ln_joint_probability_standard_error,"
               "ln_posterior_probability_standard_error\n");
-}
-
-TEST(MostProbableStates, AreRefusedClearlyByLbp) {
-    auto run = runSamplenet({"infer", kAsia, "--mpe", "-q", "lung", "-a", "lbp"});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_NE(run.err.find("lbp gives no most probable states"), std::string::npos) << run.err;
-    EXPECT_EQ(run.out, "");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -13,7 +14,6 @@ using cli_testing::dataFile;
 using cli_testing::fileContents;
 using cli_testing::runSamplenet;
 using cli_testing::runSamplenetWithFileSizeLimit;
-using cli_testing::scratchDirectory;
 
 std::size_t entries(const fs::path& directory) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), {}));
@@ -31,7 +31,8 @@ const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif
 const std::string kAlarm = std::string(SAMPLENET_TEST_DATA) + "/networks/alarm.bif.gz";
 
 TEST(OutputFiles, EveryCommandWritesThroughALinkAndRefusesAReadOnlyFile) {
-    const fs::path directory = scratchDirectory("outputs");
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
     const std::string cases = smokerCases(directory, 4);
     struct Command {
         std::string output;
@@ -68,11 +69,11 @@ TEST(OutputFiles, EveryCommandWritesThroughALinkAndRefusesAReadOnlyFile) {
         EXPECT_EQ(fs::status(target).permissions(), fs::perms(0444)) << command.output;
     }
     EXPECT_EQ(entries(directory), 1 + 2 * commands.size()) << "a temporary file was left";
-    fs::remove_all(directory);
 }
 
 TEST(OutputFiles, AFailedWriteLeavesThePreviousFileAndNoTemporaryOne) {
-    const fs::path directory = scratchDirectory("failed-writes");
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
     const std::string cases = smokerCases(directory, 400);
     const std::string output = (directory / "out.csv").string();
     const std::string network = (directory / "out.bif").string();
@@ -89,28 +90,21 @@ TEST(OutputFiles, AFailedWriteLeavesThePreviousFileAndNoTemporaryOne) {
     EXPECT_EQ(fileContents(output), "old rows");
     EXPECT_EQ(fileContents(network), "old network");
     EXPECT_EQ(entries(directory), 3u) << "a temporary file was left";
-    fs::remove_all(directory);
 }
 
 TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
-    const fs::path directory = scratchDirectory("infer-output");
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
     const std::vector<std::string> run = {"infer", kAsia, "-a", "exact", "-e", "smoke=yes"};
-    auto withOutput = [&](const std::string& name) {
-        std::vector<std::string> arguments = run;
-        arguments.insert(arguments.end(), {"-o", (directory / name).string()});
-        return arguments;
-    };
+    auto withOutput = [&](const std::string& name) { return cli_testing::with(run, {"-o", (directory / name).string()}); };
     for (const char* name : {"p.txt", "p.json", "p.csv", "p.html"}) {
         const auto written = runSamplenet(withOutput(name));
         EXPECT_EQ(written.exitCode, 0) << name << ": " << written.err;
         EXPECT_EQ(written.out, "") << name;
     }
     // The same report as on standard output, but for the time taken.
-    std::vector<std::string> csv = run;
-    csv.insert(csv.end(), {"--format", "csv"});
-    EXPECT_EQ(fileContents((directory / "p.csv").string()), runSamplenet(csv).out);
-    std::vector<std::string> json = run;
-    json.insert(json.end(), {"--format", "json"});
+    EXPECT_EQ(fileContents((directory / "p.csv").string()), runSamplenet(cli_testing::with(run, {"--format", "csv"})).out);
+    const auto json = cli_testing::with(run, {"--format", "json"});
     nlohmann::json fromFile = nlohmann::json::parse(fileContents((directory / "p.json").string()));
     nlohmann::json printed = cli_testing::runSamplenetJson(json);
     fromFile.erase("seconds");
@@ -124,20 +118,16 @@ TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
     const auto unknown = runSamplenet(withOutput("p.xml"));
     EXPECT_EQ(unknown.exitCode, 1);
     EXPECT_NE(unknown.err.find("should end in .txt, .json, .csv or .html"), std::string::npos) << unknown.err;
-    std::vector<std::string> clash = withOutput("q.csv");
-    clash.insert(clash.end(), {"--format", "json"});
-    const auto clashed = runSamplenet(clash);
+    const auto clashed = runSamplenet(cli_testing::with(withOutput("q.csv"), {"--format", "json"}));
     EXPECT_EQ(clashed.exitCode, 1);
     EXPECT_NE(clashed.err.find("--format json does not match the extension of -o"), std::string::npos) << clashed.err;
-    std::vector<std::string> agreeing = withOutput("q.json");
-    agreeing.insert(agreeing.end(), {"--format", "json"});
-    EXPECT_EQ(runSamplenet(agreeing).exitCode, 0);
+    EXPECT_EQ(runSamplenet(cli_testing::with(withOutput("q.json"), {"--format", "json"})).exitCode, 0);
     EXPECT_EQ(entries(directory), 5u);
-    fs::remove_all(directory);
 }
 
 TEST(StandardOutput, EveryCommandFailsWhenItsOutputCannotBeWritten) {
-    const fs::path directory = scratchDirectory("standard-output");
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
     const std::string cases = smokerCases(directory, 400);
     const std::vector<std::vector<std::string>> commands = {
         {"infer"},
@@ -153,7 +143,6 @@ TEST(StandardOutput, EveryCommandFailsWhenItsOutputCannotBeWritten) {
         EXPECT_NE(run.err.find("samplenet: error: cannot write standard output: File too large"), std::string::npos)
             << command.front() << ": " << run.err;
     }
-    fs::remove_all(directory);
 }
 
 }  // namespace

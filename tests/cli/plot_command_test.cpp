@@ -4,13 +4,14 @@
 #include <regex>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
 using cli_testing::dataFile;
 using cli_testing::fileContents;
 using cli_testing::runSamplenet;
-using cli_testing::temporaryPath;
+using testing_support::scratchPath;
 
 int count(const std::string& text, const std::string& pattern) {
     const std::regex expression(pattern);
@@ -19,7 +20,7 @@ int count(const std::string& text, const std::string& pattern) {
 }
 
 TEST(PlotCommand, DrawsEveryNodeInTheFormatTheFileNameAsks) {
-    const std::string svg = temporaryPath("smoker.svg");
+    const std::string svg = scratchPath("smoker.svg");
     const auto run = runSamplenet({"plot", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "exact", "-o", svg});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const std::string picture = fileContents(svg);
@@ -30,21 +31,21 @@ TEST(PlotCommand, DrawsEveryNodeInTheFormatTheFileNameAsks) {
     EXPECT_EQ(count(picture, "class=\"node observed\""), 1);
     std::filesystem::remove(svg);
 
-    const std::string png = temporaryPath("smoker.png");
+    const std::string png = scratchPath("smoker.png");
     ASSERT_EQ(runSamplenet({"plot", dataFile("smoker.bif"), "-a", "lbp", "-o", png}).exitCode, 0);
     EXPECT_EQ(fileContents(png).substr(0, 4), "\x89PNG");
     std::filesystem::remove(png);
 }
 
 TEST(PlotCommand, RefusesWhatItCannotDrawWithAMessage) {
-    const std::string svg = temporaryPath("refused.svg");
+    const std::string svg = scratchPath("refused.svg");
     struct Case {
         std::vector<std::string> arguments;
         std::string environment;
         std::string message;
     };
     const std::vector<Case> cases{
-        {{"plot", dataFile("smoker.bif"), "-o", temporaryPath("smoker.gif")}, "", ".svg, .png or .pdf"},
+        {{"plot", dataFile("smoker.bif"), "-o", scratchPath("smoker.gif")}, "", ".svg, .png or .pdf"},
         {{"plot", dataFile("smoker.bif"), "-q", "Liver", "-o", svg}, "", "unknown node \"Liver\""},
         {{"plot", std::string(SAMPLENET_TEST_DATA) + "/networks/hepar2.bif.gz", "-o", svg}, "",
          "70 nodes, too many for a readable picture"},
@@ -59,7 +60,7 @@ TEST(PlotCommand, RefusesWhatItCannotDrawWithAMessage) {
 }
 
 TEST(PlotCommand, LargeNetworksAreDrawnAroundTheQueriedNodes) {
-    const std::string svg = temporaryPath("hepar2.svg");
+    const std::string svg = scratchPath("hepar2.svg");
     const auto run = runSamplenet({"plot", std::string(SAMPLENET_TEST_DATA) + "/networks/hepar2.bif.gz", "-q",
                                    "Cirrhosis", "-n", "2000", "--seed", "1", "-o", svg});
     ASSERT_EQ(run.exitCode, 0) << run.err;

@@ -9,14 +9,9 @@
 namespace {
 
 using cli_testing::runSamplenet;
+const auto jsonOf = &cli_testing::runSamplenetJson;
 
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
-
-nlohmann::json jsonOf(const std::vector<std::string>& arguments) {
-    const auto run = runSamplenet(arguments);
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    return nlohmann::json::parse(run.out);
-}
 
 // The joint table's marginals are the posteriors `infer` prints, and the
 // explanation of epis (best sample, local search) is the exact one on asia.
@@ -56,9 +51,7 @@ TEST(QueryOptions, SampledJointCarriesItsErrors) {
     const std::vector<std::string> asked = {"infer", kAsia, "-e", "xray=yes", "--joint", "lung,either,tub", "--format",
                                             "json"};
     const auto exact = jsonOf(asked);
-    std::vector<std::string> sampling = asked;
-    sampling.insert(sampling.end(), {"-a", "epis", "-n", "20000", "--seed", "2"});
-    const auto sampled = jsonOf(sampling);
+    const auto sampled = jsonOf(cli_testing::with(asked, {"-a", "epis", "-n", "20000", "--seed", "2"}));
     EXPECT_EQ(sampled.at("algorithm"), "epis");
     EXPECT_EQ(sampled.at("samples_drawn"), 20000);
     const std::vector<double> expected = exact.at("probabilities");
@@ -80,14 +73,13 @@ TEST(QueryOptions, RefuseWhatTheyCannotAnswer) {
         {{"--joint", "lung,lung"}, "names a variable twice"},
         {{"--joint", "lung", "-a", "lbp"}, "lbp gives no joint posterior"},
         {{"--mpe", "-a", "lbp"}, "lbp gives no explanation"},
+        {{"--mpe", "-q", "lung", "-a", "lbp"}, "lbp gives no most probable states"},
         {{"--mpe", "--format", "html"}, "print as table, json or csv"},
         {{"--mpe", "--joint", "lung"}, "excludes"},
         {{"--mpe", "-e", "either=no", "-e", "lung=yes"}, "impossible"},
     };
     for (const auto& [options, message] : cases) {
-        std::vector<std::string> arguments = {"infer", kAsia};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        const auto run = runSamplenet(arguments);
+        const auto run = runSamplenet(cli_testing::with({"infer", kAsia}, options));
         EXPECT_NE(run.exitCode, 0) << message;
         EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
         EXPECT_TRUE(run.out.empty()) << run.out;

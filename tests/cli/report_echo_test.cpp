@@ -7,9 +7,9 @@
 #include <cmath>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -20,12 +20,7 @@ using cli_testing::runSamplenetJson;
 // The CSV's rows as cells, header first (none of these cells is quoted).
 std::vector<std::vector<std::string>> csvRows(const std::string& text) {
     std::vector<std::vector<std::string>> rows;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        std::vector<std::string>& cells = rows.emplace_back();
-        std::istringstream fields(line);
-        for (std::string cell; std::getline(fields, cell, ',');) cells.push_back(cell);
-    }
+    for (const std::string& line : cli_testing::split(text)) rows.push_back(cli_testing::split(line, ','));
     return rows;
 }
 
@@ -41,9 +36,8 @@ double constantColumn(const std::string& text, const std::string& column) {
     return std::stod(rows.at(1).at(c));
 }
 
-std::vector<std::string> withFormat(std::vector<std::string> arguments, const std::string& format) {
-    arguments.insert(arguments.end(), {"--format", format});
-    return arguments;
+std::vector<std::string> withFormat(const std::vector<std::string>& arguments, const std::string& format) {
+    return cli_testing::with(arguments, {"--format", format});
 }
 
 TEST(ReportEcho, CsvCarriesTheLogProbabilitiesThatJsonGives) {
@@ -106,7 +100,7 @@ TEST(ReportEcho, EvidenceComesBackInTheOrderGiven) {
     EXPECT_NE(html.out.find("evidence: Lungs=[0.5,1], Cough=yes<"), std::string::npos);
 
     // An explanation's JSON, and evidence from a file then -e, in that order.
-    const std::string file = cli_testing::temporaryPath("ordered.evidence");
+    const std::string file = testing_support::scratchPath("ordered.evidence");
     std::ofstream(file) << "Lungs=healthy\nCough=no\n";
     EXPECT_EQ(evidenceKeys({"infer", smoker, "--evidence-file", file, "-e", "Smoker=no", "--mpe", "--format", "json"}),
               (std::vector<std::string>{"Lungs", "Cough", "Smoker"}));

@@ -1,4 +1,5 @@
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +8,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 namespace cli_testing {
@@ -23,8 +23,8 @@ std::string shellQuoted(const std::string& text) {
 // `before` is shell text run first, in the same shell.
 Run runInShell(const std::string& before, const std::vector<std::string>& arguments, const std::string& directory,
                const std::string& environment) {
-    const std::string out = temporaryPath("stdout");
-    const std::string err = temporaryPath("stderr");
+    const std::string out = testing_support::scratchPath("stdout");
+    const std::string err = testing_support::scratchPath("stderr");
     std::string command = before + (directory.empty() ? "" : "cd " + shellQuoted(directory) + " && ");
     command += environment + " " + shellQuoted(SAMPLENET_BINARY);
     for (const std::string& argument : arguments) command += " " + shellQuoted(argument);
@@ -41,13 +41,6 @@ Run runInShell(const std::string& before, const std::vector<std::string>& argume
 
 }  // namespace
 
-std::string fileContents(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 Run runSamplenet(const std::vector<std::string>& arguments, const std::string& directory,
                  const std::string& environment) {
     return runInShell("", arguments, directory, environment);
@@ -58,20 +51,19 @@ Run runSamplenetWithFileSizeLimit(const std::vector<std::string>& arguments, int
     return runInShell("trap '' XFSZ; ulimit -f " + std::to_string(blocks) + "; ", arguments, "", "");
 }
 
+std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more) {
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> pieces;
+    std::istringstream in(text);
+    for (std::string piece; std::getline(in, piece, separator);) pieces.push_back(piece);
+    return pieces;
+}
+
 std::string dataFile(const std::string& name) { return std::string(CLI_TEST_DATA) + "/" + name; }
-
-std::string temporaryPath(const std::string& fileName) {
-    return (std::filesystem::temp_directory_path() /
-            ("samplenet-cli-test-" + std::to_string(getpid()) + "-" + fileName))
-        .string();
-}
-
-std::filesystem::path scratchDirectory(const std::string& name) {
-    const std::filesystem::path directory = temporaryPath(name);
-    std::filesystem::remove_all(directory);
-    std::filesystem::create_directory(directory);
-    return directory;
-}
 
 nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments) {
     const Run run = runSamplenet(arguments);

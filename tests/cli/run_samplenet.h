@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/scratch_folder.h"
+
 namespace cli_testing {
 
 struct Run {
@@ -24,19 +26,18 @@ Run runSamplenet(const std::vector<std::string>& arguments, const std::string& d
 // write fails with "File too large".
 Run runSamplenetWithFileSizeLimit(const std::vector<std::string>& arguments, int blocks);
 
-// The whole contents of a file.
-std::string fileContents(const std::string& path);
+using testing_support::fileContents;
+
+// `arguments` with `more` after them.
+std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more);
+
+// The pieces of `text` between each `separator`: its lines by default.
+std::vector<std::string> split(const std::string& text, char separator = '\n');
 
 // A test data file's path.
 std::string dataFile(const std::string& name);
 
 // The JSON a successful run printed (a test failure when it failed).
 nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments);
-
-// A fresh path under the temporary directory, removed by nobody but the test.
-std::string temporaryPath(const std::string& fileName);
-
-// A fresh, empty directory at temporaryPath(name).
-std::filesystem::path scratchDirectory(const std::string& name);
 
 }  // namespace cli_testing

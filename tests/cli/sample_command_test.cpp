@@ -2,38 +2,27 @@
 
 #include <filesystem>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/cli/run_samplenet.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
 using cli_testing::fileContents;
 using cli_testing::runSamplenet;
-using cli_testing::temporaryPath;
+using testing_support::scratchPath;
 
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
 
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) result.push_back(line);
-    return result;
-}
-
-std::vector<std::string> cells(const std::string& row) {
-    std::vector<std::string> result;
-    std::istringstream in(row);
-    for (std::string cell; std::getline(in, cell, ',');) result.push_back(cell);
-    return result;
-}
+std::vector<std::string> lines(const std::string& text) { return cli_testing::split(text); }
+std::vector<std::string> cells(const std::string& row) { return cli_testing::split(row, ','); }
 
 // A header of node names, state names in the cells, the same rows for the
 // same seed whether to a file or to standard output.
 TEST(SampleCommand, WritesRepeatableRowsOfStateNames) {
-    const std::string path = temporaryPath("asia-samples.csv");
+    const std::string path = scratchPath("asia-samples.csv");
     const auto toFile = runSamplenet({"sample", kAsia, "-n", "300", "--seed", "5", "-o", path});
     ASSERT_EQ(toFile.exitCode, 0) << toFile.err;
     EXPECT_EQ(toFile.out, "");
@@ -76,8 +65,8 @@ TEST(SampleCommand, RefusesBadInput) {
              {{"sample", kAsia, "-n", "5", "-e", "nothing=yes"}, "nothing"},
              {{"sample", kAsia, "-n", "-1"}, "--samples"},
              {{"sample", kAsia}, "--samples is required"},
-             {{"sample", kAsia, "-n", "5", "-o", temporaryPath("out.parquet")}, "CSV"},
-             {{"sample", kAsia, "-n", "5", "-o", temporaryPath("no-such-directory/out.csv")}, "cannot write"},
+             {{"sample", kAsia, "-n", "5", "-o", scratchPath("out.parquet")}, "CSV"},
+             {{"sample", kAsia, "-n", "5", "-o", scratchPath("no-such-directory/out.csv")}, "cannot write"},
          }) {
         const auto run = runSamplenet(arguments);
         EXPECT_EQ(run.exitCode, 1) << arguments.back();

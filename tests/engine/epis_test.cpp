@@ -143,7 +143,11 @@ void expectColumn(const std::vector<double>& actual, const std::vector<double>& 
     for (std::size_t s = 0; s < expected.size(); ++s) EXPECT_NEAR(actual[s], expected[s], 1e-15) << s;
 }
 
-TEST(EpsilonCutOff, RaisesSmallEntriesAndTakesEqualSharesBack) {
+TEST(EpsilonCutOff, RaisesSmallEntriesAndTakesEqualSharesBackOnlyOnAncestorsOfEvidence) {
+    CutOff untouched(3);
+    untouched.sampleNet.nodes[0]->changeFlag = false;
+    expectColumn(untouched.apply({0.995, 0.004, 0.001}), {0.995, 0.004, 0.001});
+
     CutOff three(3);
     expectColumn(three.apply({0.995, 0.004, 0.001}), {0.98, 0.01, 0.01});
     expectColumn(three.apply({0.995, 0.005, 0.0}), {0.99, 0.01, 0.0});
@@ -152,9 +156,8 @@ TEST(EpsilonCutOff, RaisesSmallEntriesAndTakesEqualSharesBack) {
     expectColumn(three.apply({0.7, 0.2, 0.1}), {0.7, 0.2, 0.1});
     expectColumn(three.apply({0.7, 0.0, 0.3}, true), {0.5, 0.0, 0.5});
     expectColumn(three.apply({0.0, 0.0, 0.0}, true), {0.0, 0.0, 0.0});
-}
 
-TEST(EpsilonCutOff, DoesNotClampWhatItTakesBack) {
+    // What it takes back is not clamped.
     CutOff seven(7);
     seven.host.params.stateCountLimit1 = 7;
     expectColumn(seven.apply({0.5, 0.011, 0.0025, 0.0025, 0.0025, 0.0025, 0.479}),
@@ -172,12 +175,6 @@ TEST(EpsilonCutOff, EpsilonBandsFollowTheStateCount) {
         EXPECT_EQ(result[1], epsilon) << states;
         EXPECT_NEAR(result[0], 0.999 - (epsilon - 0.001), 1e-15) << states;
     }
-}
-
-TEST(EpsilonCutOff, LeavesNodesThatAreNoAncestorsOfEvidence) {
-    CutOff cut(3);
-    cut.sampleNet.nodes[0]->changeFlag = false;
-    expectColumn(cut.apply({0.995, 0.004, 0.001}), {0.995, 0.004, 0.001});
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "lib/exact/triangulation.h"
 #include "lib/formats/formats.h"
 #include "tests/exact/exact_test_networks.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
@@ -183,24 +184,18 @@ TEST(CliqueStructure, LargerRandomNetworksGetTheMinFillCliquesJoinedIntoAJunctio
 TEST(CliqueStructure, RefusesTablesAboveTheMemoryLimit) {
     // The clique tables alone (twice 8 entries of 8 bytes) pass 100 bytes
     // once the second clique is found; the last variable is never reached.
-    try {
-        samplenet::JunctionTree(exact_testing::chain(3), {.memoryLimitBytes = 100});
-        ADD_FAILURE() << "no error";
-    } catch (const samplenet::ExactMemoryError& error) {
-        EXPECT_STREQ(error.what(),
-                     "exact inference needs more than the limit of 100 bytes for its clique tables (measuring stopped "
-                     "after 2 of 3 variables, largest clique so far: 2 variables); use an approximate algorithm such "
-                     "as -a epis");
-    }
+    const auto refusal = [](const Network& network, std::size_t limit) {
+        return testing_support::messageOf<samplenet::ExactMemoryError>(
+            [&] { samplenet::JunctionTree(network, {.memoryLimitBytes = limit}); });
+    };
+    EXPECT_EQ(refusal(exact_testing::chain(3), 100),
+              "exact inference needs more than the limit of 100 bytes for its clique tables (measuring stopped "
+              "after 2 of 3 variables, largest clique so far: 2 variables); use an approximate algorithm such "
+              "as -a epis");
     // 150 bytes hold the clique tables but not the separator on top.
-    try {
-        samplenet::JunctionTree(exact_testing::chain(3), {.memoryLimitBytes = 150});
-        ADD_FAILURE() << "no error";
-    } catch (const samplenet::ExactMemoryError& error) {
-        EXPECT_STREQ(error.what(),
-                     "exact inference needs about 160 bytes of clique tables (largest clique: 2 variables), above the "
-                     "limit of 150 bytes; use an approximate algorithm such as -a epis");
-    }
+    EXPECT_EQ(refusal(exact_testing::chain(3), 150),
+              "exact inference needs about 160 bytes of clique tables (largest clique: 2 variables), above the "
+              "limit of 150 bytes; use an approximate algorithm such as -a epis");
     EXPECT_NO_THROW(samplenet::JunctionTree(exact_testing::chain(3), {.memoryLimitBytes = 160}));
 
     // Far beyond the default limit: refused before any table is allocated,
@@ -215,16 +210,12 @@ TEST(CliqueStructure, RefusesTablesAboveTheMemoryLimit) {
     EXPECT_TRUE(stats.exceedsLimit);
     EXPECT_EQ(stats.limitBytes, std::size_t{4} << 30);
     EXPECT_LT(stats.variablesEliminated, big.size());
-    try {
-        samplenet::JunctionTree tree(big);
-        ADD_FAILURE() << "no error";
-    } catch (const samplenet::ExactMemoryError& error) {
-        const std::string message = error.what();
-        EXPECT_TRUE(message.starts_with("exact inference needs more than the limit of 4 GiB for its clique tables "
-                                        "(measuring stopped after "))
-            << message;
-        EXPECT_NE(message.find(" of 900 variables, largest clique so far: "), std::string::npos) << message;
-    }
+    const std::string message =
+        testing_support::messageOf<samplenet::ExactMemoryError>([&] { samplenet::JunctionTree tree(big); });
+    EXPECT_TRUE(message.starts_with("exact inference needs more than the limit of 4 GiB for its clique tables "
+                                    "(measuring stopped after "))
+        << message;
+    EXPECT_NE(message.find(" of 900 variables, largest clique so far: "), std::string::npos) << message;
 }
 
 // On this diagnosis network min-fill, min-weight and weighted min-fill all

@@ -11,6 +11,7 @@
 #include "lib/formats/formats.h"
 #include "lib/model/errors.h"
 #include "tests/exact/exact_test_networks.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
@@ -180,12 +181,7 @@ TEST(ExactQuery, RefusesImpossibleEvidenceAndBadQueries) {
     addVariable(network, 2, {}, {0.4, 0.6});
     addVariable(network, 3, {0}, {1.0, 0.0, 0.0, 0.2, 0.3, 0.5});
     const auto message = [&](const Evidence& evidence, const std::vector<int>& queried) {
-        try {
-            inferExactly(network, evidence, queried);
-        } catch (const std::exception& error) {
-            return std::string(error.what());
-        }
-        return std::string("no error");
+        return testing_support::messageOf<std::exception>([&] { inferExactly(network, evidence, queried); });
     };
     const std::string impossible = "the evidence is impossible under the model (probability 0)";
     // Absorbed into a constant, into a slice, and as a likelihood.

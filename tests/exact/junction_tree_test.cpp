@@ -7,6 +7,7 @@
 
 #include "lib/model/errors.h"
 #include "tests/exact/exact_test_networks.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
@@ -144,13 +145,7 @@ TEST(JunctionTree, RefusesImpossibleAndMalformedEvidence) {
     addVariable(network, 3, {0}, {1.0, 0.0, 0.0, 0.2, 0.3, 0.5});
     const JunctionTree tree(network);
     const auto message = [&](std::map<int, int> hard, std::map<int, std::vector<double>> likelihood = {}) {
-        try {
-            const Evidence evidence{std::move(hard), std::move(likelihood)};
-            tree.infer(evidence);
-        } catch (const samplenet::EvidenceError& error) {
-            return std::string(error.what());
-        }
-        return std::string("no error");
+        return testing_support::messageOf<samplenet::EvidenceError>([&] { tree.infer(Evidence{hard, likelihood}); });
     };
     const std::string impossible = "the evidence is impossible under the model (probability 0)";
     EXPECT_EQ(message({{0, 0}, {1, 2}}), impossible);
@@ -167,12 +162,7 @@ TEST(JunctionTree, RefusesImpossibleAndMalformedEvidence) {
 
 TEST(JunctionTree, RefusesNetworksWhoseTablesItCannotIndex) {
     const auto message = [](Network network) {
-        try {
-            JunctionTree tree(network);
-        } catch (const samplenet::ModelError& error) {
-            return std::string(error.what());
-        }
-        return std::string("no error");
+        return testing_support::messageOf<samplenet::ModelError>([&] { JunctionTree tree(network); });
     };
     Network shortTable = exact_testing::chain(2);
     shortTable.variables[1].table.pop_back();

@@ -16,6 +16,7 @@
 
 #include "lib/explore/explore_request.h"
 #include "lib/formats/formats.h"
+#include "tests/support/error_message.h"
 
 namespace samplenet {
 namespace {
@@ -84,12 +85,6 @@ TEST_F(ExploreServerTest, BadRequestsGetTheirStatusAndMessageAndTheServerGoesOn)
     ASSERT_TRUE(unknownNode);
     EXPECT_EQ(unknownNode->status, 400);
     EXPECT_EQ(errorOf(unknownNode), "unknown node \"Smoke\"");
-    expectStillAnswering();
-
-    const auto unknownState = client.Post("/api/posteriors", R"({"evidence": ["smoke=often"]})", "application/json");
-    ASSERT_TRUE(unknownState);
-    EXPECT_EQ(unknownState->status, 400);
-    EXPECT_EQ(errorOf(unknownState), "unknown state \"often\" of \"smoke\"; valid states: yes, no");
     expectStillAnswering();
 
     const std::string oversized(kMaxExploreRequestBytes + 1, ' ');
@@ -189,13 +184,8 @@ TEST_F(ExploreServerTest, ThePageAnswersWhileSlowClientsHoldConnections) {
 }
 
 TEST_F(ExploreServerTest, AGivenPortInUseIsAClearError) {
-    try {
-        ExploreServer second(service, server.port());
-        FAIL() << "bound twice";
-    } catch (const std::runtime_error& error) {
-        EXPECT_EQ(std::string(error.what()),
-                  "cannot listen on 127.0.0.1:" + std::to_string(server.port()) + " (in use?)");
-    }
+    EXPECT_EQ(testing_support::messageOf<std::runtime_error>([&] { ExploreServer second(service, server.port()); }),
+              "cannot listen on 127.0.0.1:" + std::to_string(server.port()) + " (in use?)");
 }
 
 }  // namespace

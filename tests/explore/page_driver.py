@@ -1,9 +1,11 @@
 """Drives the explore page in headless Chromium: starts `samplenet explore`,
 opens its address, clicks states and reads back the numbers shown."""
 import json
+import os
 import re
 import shutil
 import subprocess
+import tempfile
 import time
 
 from selenium import webdriver
@@ -54,10 +56,14 @@ class Page:
         for flag in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
                      f"--window-size={width},{height}"):
             options.add_argument(flag)
-        self.driver = webdriver.Chrome(service=Service(chromedriver), options=options)
+        # The browser's own temporary files, which it leaves when stopped, go in a folder of the test's.
+        self.scratch = tempfile.TemporaryDirectory(prefix="samplenet-browser-")
+        service = Service(chromedriver, env={**os.environ, "TMPDIR": self.scratch.name})
+        self.driver = webdriver.Chrome(service=service, options=options)
 
     def close(self):
         self.driver.quit()
+        self.scratch.cleanup()
 
     def shown_count(self):
         return int(self.driver.find_element(By.TAG_NAME, "body").get_attribute("data-shown") or 0)

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "lib/model/errors.h"
+#include "tests/support/scratch_folder.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
@@ -20,12 +21,8 @@ samplenet::Network smokerNetwork() {
 }
 
 std::string errorOf(const std::string& assignment, Evidence evidence = {}) {
-    try {
-        samplenet::addEvidenceAssignment(smokerNetwork(), assignment, evidence);
-    } catch (const samplenet::EvidenceError& error) {
-        return error.what();
-    }
-    return "no error";
+    return testing_support::messageOf<samplenet::EvidenceError>(
+        [&] { samplenet::addEvidenceAssignment(smokerNetwork(), assignment, evidence); });
 }
 
 TEST(EvidenceParser, ReadsStatesAndLikelihoods) {
@@ -49,26 +46,19 @@ TEST(EvidenceParser, NamesWhatIsWrong) {
 }
 
 TEST(EvidenceParser, ReadsFilesWithCommentsAndReportsLines) {
-    const auto path = std::filesystem::temp_directory_path() / "samplenet_evidence_parser_test.txt";
+    const std::string path = testing_support::scratchPath("evidence.txt");
     {
         std::ofstream(path) << "# observed today\n\nSmoker=yes  # asked\nCough=[1, 0, 0]\n";
     }
-    const Evidence evidence = samplenet::readEvidenceFile(smokerNetwork(), path.string());
+    const Evidence evidence = samplenet::readEvidenceFile(smokerNetwork(), path);
     EXPECT_EQ(evidence.hard, (std::map<int, int>{{0, 0}}));
     EXPECT_EQ(evidence.likelihood.at(1), (std::vector<double>{1.0, 0.0, 0.0}));
 
     {
         std::ofstream(path) << "Smoker=yes\n\nCough=awful\n";
     }
-    try {
-        samplenet::readEvidenceFile(smokerNetwork(), path.string());
-        ADD_FAILURE() << "bad evidence file accepted";
-    } catch (const samplenet::EvidenceError& error) {
-        EXPECT_EQ(std::string(error.what()),
-                  path.string() + ":3: unknown state \"awful\" of \"Cough\"; valid states: none, mild, bad");
-    }
-    std::filesystem::remove(path);
-    EXPECT_THROW(samplenet::readEvidenceFile(smokerNetwork(), path.string()), samplenet::EvidenceError);
+    EXPECT_EQ(testing_support::messageOf<samplenet::EvidenceError>([&] { samplenet::readEvidenceFile(smokerNetwork(), path); }),
+              path + ":3: unknown state \"awful\" of \"Cough\"; valid states: none, mild, bad");
 
     // The text form: Windows line ends, no final newline, and .evid for UAI.
     EXPECT_EQ(samplenet::readEvidenceText(smokerNetwork(), "Smoker=no\r\nCough=bad", "e.txt").hard,

@@ -5,14 +5,15 @@
 #include "lib/formats/formats.h"
 #include "lib/formats/text_file.h"
 #include "tests/formats/format_test_support.h"
+#include "tests/support/scratch_folder.h"
 
 namespace samplenet {
 namespace {
 
 using testing_formats::errorOf;
 using testing_formats::expectSameNetwork;
-using testing_formats::readFile;
-using testing_formats::temporaryPath;
+using testing_support::fileContents;
+using testing_support::scratchPath;
 using testing_formats::writeFile;
 
 const char* const kCoin = "variable coin { type discrete [ 2 ] { heads, tails }; }\n"
@@ -31,50 +32,50 @@ TEST(FormatOfPath, ChoosesByExtensionWithOptionalGzip) {
 }
 
 TEST(NetworkFiles, ReadsPlainAndGzipFilesAlike) {
-    const std::string plain = temporaryPath("coin.bif");
+    const std::string plain = scratchPath("coin.bif");
     writeFile(plain, kCoin);
-    const std::string compressed = temporaryPath("coin.bif.gz");
+    const std::string compressed = scratchPath("coin.bif.gz");
     writeTextFile(compressed, kCoin, true);
-    EXPECT_EQ(readFile(compressed).substr(0, 2), "\x1f\x8b");  // gzip magic
+    EXPECT_EQ(fileContents(compressed).substr(0, 2), "\x1f\x8b");  // gzip magic
     expectSameNetwork(readNetwork(plain), readNetwork(compressed));
     EXPECT_EQ(readTextFile(compressed), kCoin);
 
     // A compressed file under a plain name is still read, and vice versa.
-    const std::string misnamed = temporaryPath("coin-compressed.bif");
+    const std::string misnamed = scratchPath("coin-compressed.bif");
     std::filesystem::copy_file(compressed, misnamed);
     EXPECT_EQ(readNetwork(misnamed).variables[0].name, "coin");
 
-    const std::string written = temporaryPath("coin-written.bif");
+    const std::string written = scratchPath("coin-written.bif");
     writeNetwork(readNetwork(compressed), written);
-    EXPECT_EQ(readFile(written).substr(0, 8), "network ");
+    EXPECT_EQ(fileContents(written).substr(0, 8), "network ");
     for (const auto& path : {plain, compressed, misnamed, written}) std::filesystem::remove(path);
 }
 
 TEST(NetworkFiles, ReportsUnreadableFilesAndUnknownExtensions) {
-    const std::string missing = temporaryPath("missing.bif");
+    const std::string missing = scratchPath("missing.bif");
     EXPECT_EQ(errorOf([&] { readNetwork(missing); }), missing + ": cannot open file: No such file or directory");
     EXPECT_EQ(errorOf([&] { readUaiEvidence(Network{}, missing + ".evid"); }),
               missing + ".evid: cannot open file: No such file or directory");
 
-    const std::string directory = temporaryPath("folder.bif");
+    const std::string directory = scratchPath("folder.bif");
     std::filesystem::create_directory(directory);
     EXPECT_EQ(errorOf([&] { readNetwork(directory); }), directory + ": cannot read file: Is a directory");
     std::filesystem::remove(directory);
 
-    const std::string corrupt = temporaryPath("corrupt.bif.gz");
+    const std::string corrupt = scratchPath("corrupt.bif.gz");
     writeFile(corrupt, std::string("\x1f\x8b\x08\x00garbage-after-a-gzip-header", 31));
     EXPECT_NE(errorOf([&] { readNetwork(corrupt); }).find(corrupt + ": cannot read file: "), std::string::npos);
     std::filesystem::remove(corrupt);
 
     EXPECT_EQ(errorOf([&] { readNetwork("network.dsc"); }),
               "network.dsc: unknown file extension, expected .bif, .xml, .xmlbif, .net or .uai, optionally followed by .gz");
-    const std::string unwritable = temporaryPath("no-such-folder") + "/network.bif";
+    const std::string unwritable = scratchPath("no-such-folder") + "/network.bif";
     EXPECT_EQ(errorOf([&] { writeNetwork(Network{}, unwritable); }),
               unwritable + ": cannot write file: No such file or directory");
 }
 
 TEST(NetworkFiles, PrefixesModelErrorsWithThePath) {
-    const std::string path = temporaryPath("loop.bif");
+    const std::string path = scratchPath("loop.bif");
     writeFile(path, "variable A { type discrete [ 2 ] { a, b }; }\n"
                     "probability ( A | A ) { table 0.5, 0.5, 0.5, 0.5; }\n");
     EXPECT_EQ(errorOf([&] { readNetwork(path); }), path + ": cycle: A -> A");
@@ -84,16 +85,16 @@ TEST(NetworkFiles, PrefixesModelErrorsWithThePath) {
 TEST(NetworkFiles, RefusesToWriteAMalformedNetwork) {
     Network network;
     network.variables = {{"A", {"a", "b"}, {}, {0.5}, {}}};
-    const std::string path = temporaryPath("short.bif");
+    const std::string path = scratchPath("short.bif");
     EXPECT_EQ(errorOf([&] { writeNetwork(network, path); }),
               "variable \"A\": table has 1 entries, expected 2 (1 parent configurations x 2 states)");
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST(UaiEvidenceFiles, ReadsEvidenceForANetworkReadFromUai) {
-    const std::string network = temporaryPath("pair.uai");
+    const std::string network = scratchPath("pair.uai");
     writeFile(network, "BAYES\n2\n2 3\n2\n1 0\n2 0 1\n2 0.5 0.5\n6 0.2 0.3 0.5 0.1 0.1 0.8\n");
-    const std::string evidence = temporaryPath("pair.uai.evid");
+    const std::string evidence = scratchPath("pair.uai.evid");
     writeFile(evidence, "1\n1 1 2\n");
     EXPECT_EQ(readUaiEvidence(readNetwork(network), evidence).hard, (std::map<int, int>{{1, 2}}));
     std::filesystem::remove(network);

@@ -2,30 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <fstream>
-#include <sstream>
-
-#include <unistd.h>
 
 #include "lib/model/errors.h"
 
 namespace samplenet::testing_formats {
 
-std::string temporaryPath(const std::string& fileName) {
-    static std::atomic<int> counter{0};
-    return ::testing::TempDir() + "samplenet_" + std::to_string(::getpid()) + "_" + std::to_string(counter++) + "_" +
-           fileName;
-}
-
 void writeFile(const std::string& path, const std::string& contents) {
     std::ofstream(path, std::ios::binary) << contents;
-}
-
-std::string readFile(const std::string& path) {
-    std::ostringstream contents;
-    contents << std::ifstream(path, std::ios::binary).rdbuf();
-    return contents.str();
 }
 
 std::string errorOf(const std::function<void()>& action) {

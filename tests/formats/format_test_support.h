@@ -8,10 +8,7 @@
 
 namespace samplenet::testing_formats {
 
-// A fresh path in the test's temporary directory.
-std::string temporaryPath(const std::string& fileName);
 void writeFile(const std::string& path, const std::string& contents);
-std::string readFile(const std::string& path);
 
 // The message of the ParseError, ModelError or EvidenceError that `action`
 // throws, or "(no error)".

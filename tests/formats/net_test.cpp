@@ -68,13 +68,6 @@ TEST(NetWriter, NestsDataByParentAndReadsBackIdentically) {
         << text;
     expectSameNetwork(network, readNet(text, "again.net"));
 
-    // Names that are not single words are quoted.
-    Network oddNames = network;
-    oddNames.variables[0].name = "rain % today";
-    oddNames.variables[1].name = "(sprinkler)";
-    oddNames.reindex();
-    expectSameNetwork(oddNames, readNet(writeNet(oddNames), "quoted.net"));
-
     // Properties that are not "key = value" cannot be written as attributes.
     Network withBifProperty = network;
     withBifProperty.variables[0].properties.push_back("free text");

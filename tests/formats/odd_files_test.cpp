@@ -16,12 +16,13 @@
 #include "lib/formats/uai.h"
 #include "lib/formats/xmlbif.h"
 #include "tests/formats/format_test_support.h"
+#include "tests/support/scratch_folder.h"
 
 namespace samplenet {
 namespace {
 
 using testing_formats::errorOf;
-using testing_formats::temporaryPath;
+using testing_support::scratchPath;
 
 // A parent and a child whose tables sum to `sum` in every column (the
 // last state takes what the others leave).
@@ -46,7 +47,7 @@ const std::vector<Format> kFormats = {
 };
 
 std::string fileOf(const Format& format, const std::string& text) {
-    const std::string path = temporaryPath("odd" + format.extension);
+    const std::string path = scratchPath("odd" + format.extension);
     writeTextFile(path, text, format.extension.ends_with(".gz"));
     return path;
 }
@@ -128,7 +129,7 @@ long peakGrowthOfRefusedRead(const std::string& path, std::size_t maxBytes) {
 
 TEST(OddFiles, AFileAboveTheLimitIsRefusedWithoutBeingHeldInMemory) {
     constexpr std::size_t kLimit = std::size_t{96} << 20;
-    const std::string plain = temporaryPath("large.bif");
+    const std::string plain = scratchPath("large.bif");
     {
         std::ofstream(plain) << "";
         std::filesystem::resize_file(plain, kLimit + 1);  // sparse: no disk used
@@ -136,7 +137,7 @@ TEST(OddFiles, AFileAboveTheLimitIsRefusedWithoutBeingHeldInMemory) {
     EXPECT_LT(peakGrowthOfRefusedRead(plain, kLimit), 16) << "plain file";
     std::filesystem::remove(plain);
 
-    const std::string compressed = temporaryPath("large.bif.gz");
+    const std::string compressed = scratchPath("large.bif.gz");
     {
         const gzFile out = gzopen(compressed.c_str(), "wb9");
         const std::string block(1 << 20, ' ');

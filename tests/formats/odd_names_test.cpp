@@ -7,13 +7,14 @@
 #include "lib/formats/formats.h"
 #include "lib/model/errors.h"
 #include "tests/formats/format_test_support.h"
+#include "tests/support/scratch_folder.h"
 
 namespace samplenet {
 namespace {
 
 using testing_formats::errorOf;
 using testing_formats::expectSameNetwork;
-using testing_formats::temporaryPath;
+using testing_support::scratchPath;
 
 // Names a writer must quote or escape: white space, the formats' symbols and
 // comment marks, non-ASCII letters, and every format's reserved words.
@@ -44,13 +45,13 @@ TEST(OddNames, EveryFormatReadsBackTheNamesItWrote) {
     const Network original = oddlyNamed(kOddNames);
     for (const char* extension : {".bif", ".xml", ".net", ".net.gz"}) {
         SCOPED_TRACE(extension);
-        const std::string path = temporaryPath(std::string("odd") + extension);
+        const std::string path = scratchPath(std::string("odd") + extension);
         writeNetwork(original, path);
         expectSameNetwork(original, readNetwork(path));
         std::filesystem::remove(path);
     }
     // UAI keeps no names, only the structure and tables.
-    const std::string path = temporaryPath("odd.uai");
+    const std::string path = scratchPath("odd.uai");
     writeNetwork(original, path);
     expectSameNetwork(original, readNetwork(path), false);
     std::filesystem::remove(path);
@@ -64,13 +65,13 @@ TEST(OddNames, NamesWithADoubleQuoteAreRefusedWhereTheFormatCannotHoldThem) {
     const Network network = oddlyNamed(names);
     for (const char* extension : {".bif", ".net"}) {
         SCOPED_TRACE(extension);
-        const std::string path = temporaryPath(std::string("quote") + extension);
+        const std::string path = scratchPath(std::string("quote") + extension);
         EXPECT_EQ(errorOf([&] { writeNetwork(network, path); }),
                   "the name \"say \"hi\"\" holds a '\"', which " + std::string(extension + 1 == std::string("bif") ? "BIF" : "NET") +
                       " cannot hold; rename it, or write XMLBIF (.xml)");
         EXPECT_FALSE(std::filesystem::exists(path));
     }
-    const std::string path = temporaryPath("quote.xml");
+    const std::string path = scratchPath("quote.xml");
     writeNetwork(network, path);
     expectSameNetwork(network, readNetwork(path));
 }
@@ -82,10 +83,10 @@ TEST(OddNames, NamesXmlCannotHoldAreRefusedThere) {
         std::vector<std::string> names = kOddNames;
         names[1] = odd;
         const Network network = oddlyNamed(names);
-        const std::string path = temporaryPath("odd.xml");
+        const std::string path = scratchPath("odd.xml");
         EXPECT_EQ(errorOf([&] { writeNetwork(network, path); }).substr(0, 11 + odd.size()), "the name \"" + odd + "\"");
         EXPECT_FALSE(std::filesystem::exists(path));
-        const std::string bif = temporaryPath("odd.bif");
+        const std::string bif = scratchPath("odd.bif");
         writeNetwork(network, bif);
         expectSameNetwork(network, readNetwork(bif));
     }

@@ -5,12 +5,13 @@
 
 #include "lib/formats/formats.h"
 #include "tests/formats/format_test_support.h"
+#include "tests/support/scratch_folder.h"
 
 namespace samplenet {
 namespace {
 
 using testing_formats::expectSameNetwork;
-using testing_formats::temporaryPath;
+using testing_support::scratchPath;
 
 const std::string kNetworks = std::string(SAMPLENET_TEST_DATA) + "/networks/";
 
@@ -50,12 +51,12 @@ TEST_P(RoundTrip, EveryWriterAndReaderPreservesTheNetwork) {
     const Network original = readNetwork(kNetworks + GetParam() + ".bif.gz");
     for (const char* extension : {".bif", ".xml", ".net", ".bif.gz"}) {
         SCOPED_TRACE(extension);
-        const std::string path = temporaryPath(GetParam() + extension);
+        const std::string path = scratchPath(GetParam() + extension);
         writeNetwork(original, path);
         expectSameNetwork(original, readNetwork(path));
         std::filesystem::remove(path);
     }
-    const std::string path = temporaryPath(GetParam() + ".uai");
+    const std::string path = scratchPath(GetParam() + ".uai");
     writeNetwork(original, path);
     const Network fromUai = readNetwork(path);
     std::filesystem::remove(path);

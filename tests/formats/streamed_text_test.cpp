@@ -10,14 +10,15 @@
 #include "lib/formats/text_file.h"
 #include "lib/formats/uai.h"
 #include "tests/formats/format_test_support.h"
+#include "tests/support/scratch_folder.h"
 
 namespace samplenet {
 namespace {
 
 using testing_formats::errorOf;
 using testing_formats::expectSameNetwork;
-using testing_formats::readFile;
-using testing_formats::temporaryPath;
+using testing_support::fileContents;
+using testing_support::scratchPath;
 using testing_formats::writeFile;
 
 constexpr Lexer::Syntax kWordsAndStrings{"", false, false};
@@ -84,13 +85,13 @@ TEST(StreamedUai, FilesReadAndWriteAsWholeTextsDo) {
     const Network expected = readUai(text, "chain.uai");
 
     for (const std::string name : {"chain.uai", "chain.uai.gz"}) {
-        const std::string path = temporaryPath(name);
+        const std::string path = scratchPath(name);
         writeNetwork(expected, path);
         EXPECT_EQ(readTextFile(path), writeUai(expected)) << name;
         expectSameNetwork(expected, readNetwork(path));
     }
     // Written by hand, as the reader must take any spacing.
-    const std::string path = temporaryPath("hand.uai");
+    const std::string path = scratchPath("hand.uai");
     writeFile(path, "\xEF\xBB\xBF" + text);
     expectSameNetwork(expected, readNetwork(path));
 }
@@ -98,7 +99,7 @@ TEST(StreamedUai, FilesReadAndWriteAsWholeTextsDo) {
 TEST(StreamedUai, ErrorsAreTheWholeTextsAndTheLimitBoundsTokens) {
     std::string text = chainText(70000);
     text.replace(text.rfind("0.875"), 5, "oops!");
-    const std::string path = temporaryPath("bad.uai");
+    const std::string path = scratchPath("bad.uai");
     writeFile(path, text);
     const std::string message = errorOf([&] { readUai(text, path); });
     EXPECT_NE(message.find("oops!"), std::string::npos) << message;
@@ -110,7 +111,7 @@ TEST(StreamedUai, ErrorsAreTheWholeTextsAndTheLimitBoundsTokens) {
     // The text is never held whole, so only a token may not pass the limit.
     ReadLimits limits;
     limits.maxTextBytes = Lexer::kWindow;
-    const std::string compressed = temporaryPath("long.uai.gz");
+    const std::string compressed = scratchPath("long.uai.gz");
     writeTextFile(compressed, chainText(70000), true);
     expectSameNetwork(readUai(chainText(70000), "chain.uai"), readNetwork(compressed, limits));
     writeTextFile(compressed, "BAYES\n1\n" + std::string(2 * Lexer::kWindow, '2'), true);

@@ -1,23 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "fuzz/fuzz_input.h"
+#include "tests/support/scratch_folder.h"
 
 namespace samplenet::fuzzing {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string contents(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
-}
+using testing_support::fileContents;
 
 // Every input a fuzz target ever crashed on, kept under the target's name,
 // must now be accepted or refused with a documented error.
@@ -28,7 +22,7 @@ TEST(FuzzRegressions, EveryKeptInputEndsInAResultOrAnError) {
         ASSERT_TRUE(target) << "no fuzz target named " << folder.path().filename();
         for (const auto& file : fs::directory_iterator(folder.path())) {
             SCOPED_TRACE(file.path().string());
-            EXPECT_NO_THROW(consume(*target, contents(file.path())));
+            EXPECT_NO_THROW(consume(*target, fileContents(file.path())));
             ++inputs;
         }
     }
@@ -39,18 +33,18 @@ TEST(FuzzRegressions, EveryKeptInputEndsInAResultOrAnError) {
 // them, or the fuzzers would only ever explore error paths.
 TEST(FuzzSeeds, ValidNetworksAreAcceptedAndErrorCasesRefused) {
     const fs::path seeds = FUZZ_SEEDS;
-    EXPECT_EQ(consume(Target::Bif, contents(seeds / "bif/asia.bif")), Outcome::Accepted);
-    EXPECT_EQ(consume(Target::XmlBif, contents(seeds / "xmlbif/child.xml")), Outcome::Accepted);
-    EXPECT_EQ(consume(Target::Net, contents(seeds / "net/sachs.net")), Outcome::Accepted);
-    EXPECT_EQ(consume(Target::Uai, contents(seeds / "uai/survey.uai")), Outcome::Accepted);
-    EXPECT_EQ(consume(Target::Gzip, contents(seeds / "gzip/cancer.bif.gz")), Outcome::Accepted);
-    EXPECT_EQ(consume(Target::Evidence, contents(seeds / "evidence/file-1")), Outcome::Accepted);
-    EXPECT_EQ(consume(Target::Evidence, contents(seeds / "evidence/uai-1")), Outcome::Accepted);
-    EXPECT_EQ(consume(Target::ExploreRequest, contents(seeds / "explore/evidence-1")), Outcome::Accepted);
-    EXPECT_EQ(consume(Target::ExploreRequest, contents(seeds / "explore/nodes-1")), Outcome::Accepted);
-    EXPECT_EQ(consume(Target::ExploreRequest, contents(seeds / "explore/unknown-state")), Outcome::Refused);
-    EXPECT_EQ(consume(Target::Bif, contents(seeds / "bif/cycle.bif")), Outcome::Refused);
-    EXPECT_EQ(consume(Target::Uai, contents(seeds / "uai/error-00")), Outcome::Refused);
+    EXPECT_EQ(consume(Target::Bif, fileContents(seeds / "bif/asia.bif")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::XmlBif, fileContents(seeds / "xmlbif/child.xml")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::Net, fileContents(seeds / "net/sachs.net")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::Uai, fileContents(seeds / "uai/survey.uai")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::Gzip, fileContents(seeds / "gzip/cancer.bif.gz")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::Evidence, fileContents(seeds / "evidence/file-1")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::Evidence, fileContents(seeds / "evidence/uai-1")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::ExploreRequest, fileContents(seeds / "explore/evidence-1")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::ExploreRequest, fileContents(seeds / "explore/nodes-1")), Outcome::Accepted);
+    EXPECT_EQ(consume(Target::ExploreRequest, fileContents(seeds / "explore/unknown-state")), Outcome::Refused);
+    EXPECT_EQ(consume(Target::Bif, fileContents(seeds / "bif/cycle.bif")), Outcome::Refused);
+    EXPECT_EQ(consume(Target::Uai, fileContents(seeds / "uai/error-00")), Outcome::Refused);
 }
 
 }  // namespace

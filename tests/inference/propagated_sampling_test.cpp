@@ -38,10 +38,7 @@ TEST(PropagatedSampling, DrawsFromThePosteriorItselfOnTrees) {
     for (int trial = 0; trial < 5; ++trial) {
         const testing_support::TinyNet tiny = testing_support::randomNetwork(rng, shape);
         const Network network = testing_support::toNetwork(tiny);
-        const std::vector<int> observed = testing_support::sampledEvidence(rng, tiny, 0.4);
-        Evidence evidence;
-        for (int v = 0; v < tiny.size(); ++v)
-            if (observed[v] >= 0) evidence.hard[v] = observed[v];
+        const Evidence evidence = testing_support::withHardEvidence(testing_support::sampledEvidence(rng, tiny, 0.4));
         InferenceOptions options = bpis(2000);
         options.epis.epsilon1 = options.epis.epsilon2 = options.epis.epsilon3 = options.epis.epsilon4 = 0.0;
         const InferenceResult result = infer(network, evidence, options);

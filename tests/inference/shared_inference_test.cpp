@@ -8,6 +8,7 @@
 #include "lib/inference/inference.h"
 #include "lib/inference/shared_inference.h"
 #include "lib/sampling/share_encoding.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
@@ -57,16 +58,7 @@ samplenet::Evidence testEvidence(const samplenet::Network& network) {
     return samplenet::Evidence{{{59, 0}, {40, 1}}, {{20, likelihood}}};
 }
 
-// The message of what `run` throws as `Error`, or "" when it throws nothing.
-template <typename Error, typename Run>
-std::string thrownMessage(Run run) {
-    try {
-        run();
-    } catch (const Error& error) {
-        return error.what();
-    }
-    return "";
-}
+using testing_support::messageOf;
 
 void expectSameRun(const InferenceResult& local, const InferenceResult& shared, const std::string& what) {
     EXPECT_EQ(shared.posteriors, local.posteriors) << what;
@@ -138,17 +130,17 @@ TEST(SharedInference, RefusesWhatSharesCannotDraw) {
     InferenceOptions options;
     const auto run = [&] { samplenet::inferOnShares(network, evidence, options, drawer); };
     options.algorithm = Algorithm::Lbp;
-    EXPECT_EQ(thrownMessage<std::invalid_argument>(run), "only epis and ais draw their samples in shares, not lbp");
+    EXPECT_EQ(messageOf<std::invalid_argument>(run), "only epis and ais draw their samples in shares, not lbp");
     options.algorithm = Algorithm::Epis;
     options.keepBestSamples = 3;
-    EXPECT_EQ(thrownMessage<std::invalid_argument>(run),
+    EXPECT_EQ(messageOf<std::invalid_argument>(run),
               "samples drawn in shares are not kept: best samples need a local run");
     EXPECT_EQ(drawer.runs, 0);
     options.keepBestSamples = 0;
     options.jobs = 2;
     options.samples = 1000;
     drawer.dropLastShare = true;
-    EXPECT_EQ(thrownMessage<std::runtime_error>(run), "a round of shares came back with shares missing");
+    EXPECT_EQ(messageOf<std::runtime_error>(run), "a round of shares came back with shares missing");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "lib/model/errors.h"
 #include "lib/model/network.h"
+#include "tests/support/error_message.h"
 
 namespace samplenet {
 namespace {
@@ -24,12 +25,7 @@ Network smallNetwork() {
 }
 
 std::string validationMessage(Network network) {
-    try {
-        validate(network);
-    } catch (const ModelError& error) {
-        return error.what();
-    }
-    return "(no error)";
+    return testing_support::messageOf<ModelError>([&] { validate(network); });
 }
 
 TEST(Validate, AcceptsAWellFormedNetworkUnchanged) {

@@ -11,22 +11,18 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "lib/model/errors.h"
+#include "tests/support/error_message.h"
+#include "tests/support/scratch_folder.h"
 
 namespace samplenet {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string contents(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using testing_support::fileContents;
 
 void put(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
@@ -38,31 +34,18 @@ mode_t modeOf(const fs::path& path) {
 
 template <typename Action>
 std::string errorOf(Action action) {
-    try {
-        action();
-    } catch (const FileError& error) {
-        return error.what();
-    }
-    return "no error";
+    return testing_support::messageOf<FileError>(action);
 }
 
 // Each test in a fresh directory of its own; nothing outside it is written.
 class OutputFileTest : public ::testing::Test {
 protected:
-    OutputFileTest()
-        : directory(fs::temp_directory_path() /
-                    ("samplenet-output-test-" + std::to_string(getpid()) + "-" +
-                     ::testing::UnitTest::GetInstance()->current_test_info()->name())) {
-        fs::remove_all(directory);
-        fs::create_directory(directory);
-    }
-    ~OutputFileTest() override { fs::remove_all(directory); }
-
-    std::string at(const std::string& name) const { return (directory / name).string(); }
+    std::string at(const std::string& name) const { return scratch.file(name); }
 
     std::size_t entries() const { return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), {})); }
 
-    const fs::path directory;
+    const testing_support::ScratchFolder scratch;
+    const fs::path& directory = scratch.path();
 };
 
 TEST_F(OutputFileTest, ReplacesARegularFileWholeKeepingItsMode) {
@@ -72,21 +55,21 @@ TEST_F(OutputFileTest, ReplacesARegularFileWholeKeepingItsMode) {
     {
         OutputFile file(target);
         file.write("new, but not yet");
-        EXPECT_EQ(contents(target), "old") << "written in place before commit";
+        EXPECT_EQ(fileContents(target), "old") << "written in place before commit";
         file.abandon();
     }
-    EXPECT_EQ(contents(target), "old");
+    EXPECT_EQ(fileContents(target), "old");
     EXPECT_EQ(entries(), 1u) << "a temporary file was left";
 
     writeOutputFile(target, "new");
-    EXPECT_EQ(contents(target), "new");
+    EXPECT_EQ(fileContents(target), "new");
     EXPECT_EQ(modeOf(target) & 07777, 0640u);
     EXPECT_EQ(entries(), 1u);
 
     // A new file gets the mode any new file gets here.
     put(at("plain"), "");
     writeOutputFile(at("fresh"), "fresh");
-    EXPECT_EQ(contents(at("fresh")), "fresh");
+    EXPECT_EQ(fileContents(at("fresh")), "fresh");
     EXPECT_EQ(modeOf(at("fresh")) & 07777, modeOf(at("plain")) & 07777);
 }
 
@@ -97,12 +80,12 @@ TEST_F(OutputFileTest, FollowsSymbolicLinksAndKeepsThem) {
     writeOutputFile(at("link-to-link.bif"), "new");
     EXPECT_TRUE(fs::is_symlink(at("link.bif")));
     EXPECT_TRUE(fs::is_symlink(at("link-to-link.bif")));
-    EXPECT_EQ(contents(at("target.bif")), "new");
+    EXPECT_EQ(fileContents(at("target.bif")), "new");
 
     fs::create_symlink("missing.bif", at("dangling.bif"));
     writeOutputFile(at("dangling.bif"), "created");
     EXPECT_TRUE(fs::is_symlink(at("dangling.bif")));
-    EXPECT_EQ(contents(at("missing.bif")), "created");
+    EXPECT_EQ(fileContents(at("missing.bif")), "created");
 
     fs::create_symlink("loop-b", at("loop-a"));
     fs::create_symlink("loop-a", at("loop-b"));
@@ -116,7 +99,7 @@ TEST_F(OutputFileTest, WritesThroughAFifoAndACharacterDevice) {
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const std::string text(200000, 'x');  // more than a pipe holds
     std::string received;
-    std::thread reader([&] { received = contents(fifo); });
+    std::thread reader([&] { received = fileContents(fifo); });
     writeOutputFile(fifo, text);
     reader.join();
     EXPECT_EQ(received.size(), text.size());
@@ -138,7 +121,7 @@ TEST_F(OutputFileTest, RefusesReadOnlyFilesFoldersAndMissingFolders) {
     // Also as root, which the system would let write it.
     EXPECT_EQ(errorOf([&] { writeOutputFile(readOnly, "new"); }),
               readOnly + ": cannot write file: the file is read-only (mode 0444)");
-    EXPECT_EQ(contents(readOnly), "kept");
+    EXPECT_EQ(fileContents(readOnly), "kept");
     try {
         writeOutputFile(readOnly, "new");
     } catch (const FileError& error) {
@@ -182,7 +165,7 @@ TEST_F(OutputFileTest, AFailedWriteIsAnErrorAndLeavesTheOldFile) {
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-    EXPECT_EQ(contents(target), "old");
+    EXPECT_EQ(fileContents(target), "old");
     EXPECT_EQ(entries(), 2u);
 }
 

@@ -11,7 +11,9 @@
 #include "lib/plot/posterior_picture.h"
 #include "tests/plot/svg_picture.h"
 #include "tests/support/test_networks.h"
+#include "tests/support/sampling_options.h"
 #include "tests/support/tiny_network.h"
+#include "tests/support/error_message.h"
 
 namespace {
 
@@ -21,21 +23,16 @@ using plot_testing::readSvgPicture;
 
 const plot_testing::BarColours kBarColours{{"#4f81bd", "#c0504d", "#d4a017"}, {"#a7c0de", "#e0a8a6", "#e9d08b"}};
 
-samplenet::Variable variable(std::string name, std::vector<std::string> states, std::vector<int> parents,
-                             std::vector<double> table) {
-    return {std::move(name), std::move(states), std::move(parents), std::move(table), {}};
-}
-
 // Names with characters that DOT, HTML labels and SVG must all escape, and a
 // state ("Rare" yes) whose posterior is below what three decimals show.
 samplenet::Network smokerNetwork() {
     samplenet::Network network;
     network.variables = {
-        variable("Smoker & co", {"yes", "no <sure>"}, {}, {0.3, 0.7}),
-        variable("Cough", {"yes", "no"}, {0}, {0.8, 0.2, 0.1, 0.9}),
-        variable("Lungs \"L\"", {"damaged", "healthy"}, {0}, {0.4, 0.6, 0.0, 1.0}),
-        variable("X-ray", {"shadow", "clear"}, {2}, {0.9, 0.1, 0.2, 0.8}),
-        variable("Rare", {"yes", "no"}, {0}, {0.0001, 0.9999, 0.0002, 0.9998}),
+        {"Smoker & co", {"yes", "no <sure>"}, {}, {0.3, 0.7}, {}},
+        {"Cough", {"yes", "no"}, {0}, {0.8, 0.2, 0.1, 0.9}, {}},
+        {"Lungs \"L\"", {"damaged", "healthy"}, {0}, {0.4, 0.6, 0.0, 1.0}, {}},
+        {"X-ray", {"shadow", "clear"}, {2}, {0.9, 0.1, 0.2, 0.8}, {}},
+        {"Rare", {"yes", "no"}, {0}, {0.0001, 0.9999, 0.0002, 0.9998}, {}},
     };
     network.reindex();
     return network;
@@ -49,11 +46,7 @@ struct Drawing {
     explicit Drawing(samplenet::Algorithm algorithm = samplenet::Algorithm::Exact) {
         evidence.hard[1] = 0;                       // Cough = yes
         evidence.likelihood[3] = {0.9, 0.2};        // X-ray
-        samplenet::InferenceOptions options;
-        options.algorithm = algorithm;
-        options.samples = 2000;
-        options.seed = 7;
-        result = samplenet::infer(network, evidence, options);
+        result = samplenet::infer(network, evidence, testing_support::samplingOptions(algorithm, 2000, 7));
     }
 
     std::map<std::string, DrawnNode> draw(const samplenet::PictureSelection& nodes) const {
@@ -155,12 +148,8 @@ TEST(PictureSelection, LargeNetworksNeedAQueryAndQueriesBringTheirNeighbours) {
 
     const samplenet::Network large =
         testing_support::toNetwork(testing_support::chain(samplenet::kMaxPictureNodes + 1));
-    try {
-        samplenet::selectPictureNodes(large, {});
-        FAIL() << "a network above the limit was drawn whole";
-    } catch (const std::invalid_argument& error) {
-        EXPECT_NE(std::string(error.what()).find("-q"), std::string::npos) << error.what();
-    }
+    const std::string refusal = testing_support::messageOf<std::invalid_argument>([&] { samplenet::selectPictureNodes(large, {}); });
+    EXPECT_NE(refusal.find("-q"), std::string::npos) << refusal;
     const auto queried = samplenet::selectPictureNodes(large, {30, 5, 6});
     EXPECT_EQ(queried.detailed, (std::vector<int>{5, 6, 30}));
     EXPECT_EQ(queried.context, (std::vector<int>{4, 7, 29, 31}));
@@ -173,12 +162,9 @@ TEST(GraphvizRender, WritesEachFormatAndSaysWhenDotIsMissing) {
     EXPECT_THROW(samplenet::renderDot("digraph { a -> }", samplenet::PictureFormat::Svg), std::runtime_error);
 
     setenv("PATH", "/nonexistent", 1);
-    try {
-        samplenet::renderDot(dot, samplenet::PictureFormat::Svg);
-        FAIL() << "drew without a dot program";
-    } catch (const std::runtime_error& error) {
-        EXPECT_NE(std::string(error.what()).find("Graphviz"), std::string::npos) << error.what();
-    }
+    const std::string refusal =
+        testing_support::messageOf<std::runtime_error>([&] { samplenet::renderDot(dot, samplenet::PictureFormat::Svg); });
+    EXPECT_NE(refusal.find("Graphviz"), std::string::npos) << refusal;
 }
 
 }  // namespace

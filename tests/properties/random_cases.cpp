@@ -13,8 +13,7 @@ RandomCase randomCase(std::mt19937& rng, const testing_support::RandomNetworkSha
     c.network = testing_support::toNetwork(c.net);
     const std::vector<int> hard = testing_support::sampledEvidence(rng, c.net, 0.3);
     std::vector<std::vector<double>> likelihood(c.net.size());
-    for (int v = 0; v < c.net.size(); ++v)
-        if (hard[v] >= 0) c.evidence.hard[v] = hard[v];
+    c.evidence = testing_support::withHardEvidence(hard);
     if (withLikelihood) {
         std::uniform_real_distribution<double> factor(0.1, 2.0);
         for (int v = 0; v < c.net.size(); ++v) {

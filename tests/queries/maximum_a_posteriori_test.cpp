@@ -35,10 +35,7 @@ TEST(MaximumAPosteriori, IsTheMostProbableEntryOfTheExactJointPosterior) {
         shape.variables = 5 + static_cast<int>(rng() % 6);
         const auto tiny = testing_support::randomNetwork(rng, shape);
         const samplenet::Network network = testing_support::toNetwork(tiny);
-        Evidence evidence;
-        const std::vector<int> observed = testing_support::sampledEvidence(rng, tiny, 0.25);
-        for (int v = 0; v < network.size(); ++v)
-            if (observed[v] >= 0) evidence.hard[v] = observed[v];
+        const Evidence evidence = testing_support::withHardEvidence(testing_support::sampledEvidence(rng, tiny, 0.25));
         std::vector<int> all(network.size());
         for (int v = 0; v < network.size(); ++v) all[v] = v;
         std::shuffle(all.begin(), all.end(), rng);

@@ -18,6 +18,7 @@
 namespace {
 
 using samplenet::Evidence;
+using testing_support::withHardEvidence;
 using testing_support::TinyNet;
 
 // Every complete assignment with its probability times the likelihoods,
@@ -49,13 +50,6 @@ Enumeration enumerateAll(const TinyNet& net, const Evidence& evidence) {
     }
 }
 
-Evidence evidenceOf(const std::vector<int>& observed) {
-    Evidence evidence;
-    for (std::size_t v = 0; v < observed.size(); ++v)
-        if (observed[v] >= 0) evidence.hard[static_cast<int>(v)] = observed[v];
-    return evidence;
-}
-
 // Random networks with zeros, evidence drawn from the model (likely), set
 // by hand (often unlikely, sometimes impossible), and a likelihood finding.
 TEST(MostProbableExplanation, EqualsTheBestOfEveryAssignment) {
@@ -64,7 +58,7 @@ TEST(MostProbableExplanation, EqualsTheBestOfEveryAssignment) {
     for (int trial = 0; trial < 60; ++trial) {
         const TinyNet net = testing_support::randomNetwork(rng, {7, 3, 3, 0.2, false});
         const samplenet::Network network = testing_support::toNetwork(net);
-        Evidence evidence = evidenceOf(testing_support::sampledEvidence(rng, net, 0.3));
+        Evidence evidence = withHardEvidence(testing_support::sampledEvidence(rng, net, 0.3));
         if (trial % 3 == 1) evidence.hard[trial % net.size()] = net.states[trial % net.size()] - 1;
         if (trial % 3 == 2 && !evidence.hard.count(0)) {
             evidence.likelihood[0] = std::vector<double>(net.states[0], 0.5);
@@ -113,7 +107,7 @@ TEST(ApproximateExplanation, FindsTheExactOneOnSmallNetworksAndLeavesThePosterio
     for (int trial = 0; trial < 30; ++trial) {
         const TinyNet net = testing_support::randomNetwork(rng, {8, 3, 3, 0.2, false});
         const samplenet::Network network = testing_support::toNetwork(net);
-        const Evidence evidence = evidenceOf(testing_support::sampledEvidence(rng, net, 0.3));
+        const Evidence evidence = withHardEvidence(testing_support::sampledEvidence(rng, net, 0.3));
         const auto exact = samplenet::mostProbableExplanation(network, evidence);
         samplenet::InferenceOptions options;
         options.samples = 5000;
@@ -158,7 +152,7 @@ TEST(JointPosterior, EqualsEnumerationAndAgreesWithTheMarginals) {
     for (int trial = 0; trial < 40; ++trial) {
         const TinyNet net = testing_support::randomNetwork(rng, {7, 3, 3, 0.2, false});
         const samplenet::Network network = testing_support::toNetwork(net);
-        Evidence evidence = evidenceOf(testing_support::sampledEvidence(rng, net, 0.3));
+        Evidence evidence = withHardEvidence(testing_support::sampledEvidence(rng, net, 0.3));
         if (trial % 2 && !evidence.hard.count(1)) {
             evidence.likelihood[1] = std::vector<double>(net.states[1], 0.2);
             evidence.likelihood[1][0] = 1.0;

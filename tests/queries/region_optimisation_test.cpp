@@ -13,16 +13,10 @@
 namespace {
 
 using samplenet::Evidence;
+using testing_support::withHardEvidence;
 using samplenet::Network;
 using samplenet::RegionOptimisation;
 using testing_support::TinyNet;
-
-Evidence evidenceOf(const std::vector<int>& observed) {
-    Evidence evidence;
-    for (std::size_t v = 0; v < observed.size(); ++v)
-        if (observed[v] >= 0) evidence.hard[static_cast<int>(v)] = observed[v];
-    return evidence;
-}
 
 // Random states for the unobserved variables, the evidence's for the rest:
 // often impossible (the tables have zeros), which a move must handle too.
@@ -64,7 +58,7 @@ TEST(RegionOptimisation, OverEveryVariableGivesTheMostProbableExplanation) {
     for (int trial = 0; trial < 40; ++trial) {
         const TinyNet net = testing_support::randomNetwork(rng, {8, 3, 3, 0.2, trial % 4 == 0});
         const Network network = testing_support::toNetwork(net);
-        Evidence evidence = evidenceOf(testing_support::sampledEvidence(rng, net, 0.3));
+        Evidence evidence = withHardEvidence(testing_support::sampledEvidence(rng, net, 0.3));
         if (trial % 3 == 1) {
             const int v = static_cast<int>(rng() % net.size());
             if (!evidence.hard.count(v)) {
@@ -102,7 +96,7 @@ TEST(RegionOptimisation, OverARegionIsTheBestOfItsStatesWithTheRestHeld) {
     for (int trial = 0; trial < 40; ++trial) {
         const TinyNet net = testing_support::randomNetwork(rng, {10, 3, 3, 0.1, false});
         const Network network = testing_support::toNetwork(net);
-        const Evidence evidence = evidenceOf(testing_support::sampledEvidence(rng, net, 0.2));
+        const Evidence evidence = withHardEvidence(testing_support::sampledEvidence(rng, net, 0.2));
         const RegionOptimisation regions(network, evidence);
         const auto children = network.children();
         SCOPED_TRACE("trial " + std::to_string(trial));

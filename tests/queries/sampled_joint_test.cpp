@@ -33,10 +33,7 @@ TEST(SampledJointPosterior, AgreesWithTheExactTableAndWithTheRunsMarginals) {
     for (int trial = 0; trial < 16; ++trial) {
         const TinyNet net = testing_support::randomNetwork(rng, {7, 3, 3, 0.2, false});
         const samplenet::Network network = testing_support::toNetwork(net);
-        Evidence evidence;
-        const std::vector<int> observed = testing_support::sampledEvidence(rng, net, 0.3);
-        for (int v = 0; v < net.size(); ++v)
-            if (observed[v] >= 0) evidence.hard[v] = observed[v];
+        Evidence evidence = testing_support::withHardEvidence(testing_support::sampledEvidence(rng, net, 0.3));
         if (trial % 2 && !evidence.hard.count(2)) evidence.likelihood[2] = std::vector<double>(net.states[2], 0.3);
         if (trial % 2 && !evidence.hard.count(2)) evidence.likelihood[2][0] = 1.0;
         // Three variables in a shuffled order, observed ones among them.

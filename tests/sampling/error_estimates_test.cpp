@@ -84,9 +84,7 @@ TEST(ErrorEstimates, IntervalsCoverTheExactAnswers) {
     const std::vector<int> observed = testing_support::allSensorsAlarm();
     const std::vector<std::vector<double>> likelihood = {{0.3, 1.0}};
     const auto exact = testing_support::enumerate(net, observed, likelihood);
-    Evidence evidence{{}, {{0, {0.3, 1.0}}}};
-    for (int v = 0; v < net.size(); ++v)
-        if (observed[v] >= 0) evidence.hard[v] = observed[v];
+    const Evidence evidence = testing_support::withHardEvidence(observed, {{}, {{0, {0.3, 1.0}}}});
     for (const Algorithm algorithm : {Algorithm::Epis, Algorithm::Ais}) {
         int entries = 0, covered = 0, runs = 0, evidenceCovered = 0;
         for (long seed = 0; seed < 60; ++seed) {
@@ -117,9 +115,7 @@ TEST(ErrorEstimates, IntervalsCoverTheExactAnswers) {
 TEST(ErrorEstimates, ReportedVarianceMatchesTheSpreadOverRuns) {
     const TinyNet net = testing_support::rareFault();
     const std::vector<int> observed = testing_support::allSensorsAlarm();
-    Evidence evidence;
-    for (int v = 0; v < net.size(); ++v)
-        if (observed[v] >= 0) evidence.hard[v] = observed[v];
+    const Evidence evidence = testing_support::withHardEvidence(observed);
     constexpr int kRuns = 400;
     const int v = 1;  // the fault, whose posterior the evidence moves most
     double sum = 0.0, sumOfSquares = 0.0, reported = 0.0;
@@ -150,9 +146,7 @@ TEST(TargetError, DrawsInRoundsUntilEveryPosteriorIsWithinIt) {
     const TinyNet net = testing_support::threeLayerLoopy();
     const std::vector<int> observed = {-1, -1, 1, -1, -1, -1, 2};
     const auto exact = testing_support::enumerate(net, observed);
-    Evidence evidence;
-    for (int v = 0; v < net.size(); ++v)
-        if (observed[v] >= 0) evidence.hard[v] = observed[v];
+    const Evidence evidence = testing_support::withHardEvidence(observed);
     for (const int jobs : {1, 2}) {
         InferenceOptions options = samplingOptions(Algorithm::Epis, 1'000'000, 21);
         options.targetError = 0.005;

@@ -19,4 +19,10 @@ samplenet::Network toNetwork(const TinyNet& net) {
     return network;
 }
 
+samplenet::Evidence withHardEvidence(const std::vector<int>& states, samplenet::Evidence evidence) {
+    for (int v = 0; v < static_cast<int>(states.size()); ++v)
+        if (states[v] >= 0) evidence.hard[v] = states[v];
+    return evidence;
+}
+
 }  // namespace testing_support
