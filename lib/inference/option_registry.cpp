@@ -86,7 +86,9 @@ const std::vector<OptionSpec> kOptions{
      .concern = "Propagation",
      .help = "Least probability that epis's and bpis's importance tables give a possible state of a variable of up "
              "to 4 states (larger variables keep 0.001, 0.0005 and 0.0001 by size); raise it when the evidence "
-             "makes states likely that the propagation underrates",
+             "makes states likely that the propagation underrates; lower it, to 0, on a network of many thousands of "
+             "nodes without zeros, where the floor's small departures from the tables add up over the nodes and "
+             "leave few effective samples",
      .kind = OptionKind::Number,
      .least = 0,
      .most = 0.2,
