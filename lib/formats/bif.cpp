@@ -15,8 +15,10 @@ constexpr Lexer::Syntax kBifSyntax{"{}()[],;|", true, false};
 
 class BifReader {
 public:
-    BifReader(std::string_view text, const std::string& path, const ReadLimits& limits)
-        : builder_(path, limits), lexer_(text, builder_.errors(), kBifSyntax) {}
+    BifReader(TextPull pull, const std::string& path, const ReadLimits& limits)
+        : builder_(path, limits), lexer_(std::move(pull), builder_.errors(), kBifSyntax, limits.maxTextBytes) {}
+
+    bool empty() const { return lexer_.peek().kind == Token::Kind::End; }
 
     Network read() {
         while (lexer_.peek().kind != Token::Kind::End) {
@@ -62,6 +64,8 @@ private:
             lexer_.next();
             lexer_.expect('[');
             const Token count = lexer_.next();
+            // Kept for the message below, when the lexer has moved on.
+            const std::string countText(count.text);
             const auto declared = parseNumber(count.text);
             // Whole numbers up to 2^53, which a double holds exactly; the
             // state limit then decides.
@@ -77,7 +81,7 @@ private:
                 variable.states.emplace_back(lexer_.expectName("state name").text);
             }
             if (variable.states.size() != static_cast<std::size_t>(*declared))
-                builder_.fail(lexer_.peek().line, std::string(count.text) + " states", std::to_string(variable.states.size()));
+                builder_.fail(lexer_.peek().line, countText + " states", std::to_string(variable.states.size()));
             lexer_.next();
             lexer_.expect(';');
         }
@@ -188,7 +192,11 @@ void appendValues(std::string& out, const double* values, std::size_t count) {
 }  // namespace
 
 Network readBif(std::string_view text, const std::string& path, const ReadLimits& limits) {
-    return BifReader(networkText(text, path), path, limits).read();
+    return readBif(pullOf(text), path, limits);
+}
+
+Network readBif(TextPull pull, const std::string& path, const ReadLimits& limits) {
+    return readNetworkFrom<BifReader>(std::move(pull), path, limits);
 }
 
 std::string writeBif(const Network& network) {

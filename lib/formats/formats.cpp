@@ -52,18 +52,16 @@ std::optional<FileFormat> formatOfPath(const std::string& path) {
 
 Network readNetwork(const std::string& path, const ReadLimits& limits) {
     const FileFormat format = requireFormat(path);
-    if (format == FileFormat::Uai) {
-        // The format of large generated networks, read without holding its
-        // text, so its length is not limited (its longest token is).
-        TextFileReader file(path, std::numeric_limits<std::size_t>::max());
-        return readUai([&file](char* into, std::size_t room) { return file.read(into, room); }, path, limits);
-    }
-    const std::string text = readTextFile(path, limits.maxTextBytes);
+    if (format == FileFormat::XmlBif) return readXmlBif(readTextFile(path, limits.maxTextBytes), path, limits);
+    // The other formats are read without holding their text, so its length
+    // is not limited (its longest token is).
+    TextFileReader file(path, std::numeric_limits<std::size_t>::max());
+    TextPull pull = [&file](char* into, std::size_t room) { return file.read(into, room); };
     switch (format) {
-        case FileFormat::Bif: return readBif(text, path, limits);
-        case FileFormat::XmlBif: return readXmlBif(text, path, limits);
-        case FileFormat::Net: return readNet(text, path, limits);
-        case FileFormat::Uai: return readUai(text, path, limits);
+        case FileFormat::Bif: return readBif(std::move(pull), path, limits);
+        case FileFormat::Net: return readNet(std::move(pull), path, limits);
+        case FileFormat::Uai: return readUai(std::move(pull), path, limits);
+        case FileFormat::XmlBif: break;
     }
     throw ParseError(path + ": unsupported format");
 }

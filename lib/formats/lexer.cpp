@@ -35,8 +35,7 @@ Lexer::Lexer(std::string_view text, const ParseErrors& errors, Syntax syntax)
 bool Lexer::moreText(std::size_t keepFrom) {
     if (!pull_) return false;
     const std::size_t kept = text_.size() - keepFrom;
-    if (kept > maxToken_)
-        errors_.fail(line_, concat({"a token of at most ", std::to_string(maxToken_), " bytes"}), "a longer one");
+    if (kept > maxToken_) failLongToken();
     std::vector<char> next(kept + kWindow);
     std::copy(text_.begin() + static_cast<std::ptrdiff_t>(keepFrom), text_.end(), next.begin());
     const std::size_t count = pull_(next.data() + kept, kWindow);
@@ -45,11 +44,19 @@ bool Lexer::moreText(std::size_t keepFrom) {
         return false;
     }
     next.resize(kept + count);
-    previousWindow_ = std::move(window_);
+    // Later windows read for the same token hold only blanks, comments and
+    // the part of the token they copy along.
+    if (!previousKept_) previousWindow_ = std::move(window_);
+    previousKept_ = true;
     window_ = std::move(next);
     text_ = std::string_view(window_.data(), window_.size());
     position_ -= keepFrom;
+    currentStart_ -= std::min(currentStart_, keepFrom);
     return true;
+}
+
+void Lexer::failLongToken() const {
+    errors_.fail(line_, concat({"a token of at most ", std::to_string(maxToken_), " bytes"}), "a longer one");
 }
 
 void Lexer::failAt(const Token& token, std::string_view expected) const {
@@ -62,6 +69,10 @@ bool Lexer::atComment() const {
     return position_ + 1 < text_.size() && (text_[position_ + 1] == '/' || text_[position_ + 1] == '*');
 }
 
+bool Lexer::undecidedSlash() const {
+    return pull_ && position_ + 1 == text_.size() && text_[position_] == '/' && classOf('/') == CommentLead;
+}
+
 void Lexer::skipBlank() {
     while (position_ < text_.size()) {
         const char c = text_[position_];
@@ -69,18 +80,42 @@ void Lexer::skipBlank() {
         if (charClass == Blank) {
             line_ += c == '\n';
             ++position_;
+        } else if (charClass == CommentLead && undecidedSlash()) {
+            moreText(position_);
         } else if (charClass != CommentLead || !atComment()) {
             return;
         } else if (c == '/' && text_[position_ + 1] == '*') {
-            const int startLine = line_;
-            const std::size_t end = text_.find("*/", position_ + 2);
-            if (end == std::string_view::npos) errors_.fail(startLine, "end of comment '*/'", "end of file");
-            for (std::size_t i = position_; i < end; ++i) line_ += text_[i] == '\n';
-            position_ = end + 2;
+            skipBlockComment();
         } else {
-            position_ = text_.find('\n', position_);
-            if (position_ == std::string_view::npos) position_ = text_.size();
+            skipLineComment();
         }
+    }
+}
+
+void Lexer::skipBlockComment() {
+    const int startLine = line_;
+    std::size_t from = position_ + 2;
+    std::size_t end = text_.find("*/", from);
+    while (end == std::string_view::npos) {
+        // A '*' that ends the text may be closed by a '/' in the next window.
+        const std::size_t keepFrom = std::max(from, text_.size() - 1);
+        for (std::size_t i = position_; i < keepFrom; ++i) line_ += text_[i] == '\n';
+        position_ = keepFrom;
+        if (!moreText(keepFrom)) errors_.fail(startLine, "end of comment '*/'", "end of file");
+        from = 0;
+        end = text_.find("*/", from);
+    }
+    for (std::size_t i = position_; i < end; ++i) line_ += text_[i] == '\n';
+    position_ = end + 2;
+}
+
+// Stops at the line's end, which skipBlank counts.
+void Lexer::skipLineComment() {
+    position_ = text_.find('\n', position_);
+    while (position_ == std::string_view::npos) {
+        position_ = text_.size();
+        if (!moreText(position_)) return;
+        position_ = text_.find('\n');
     }
 }
 
@@ -90,6 +125,7 @@ bool Lexer::isWordChar(char c) const {
 }
 
 Token Lexer::scan() {
+    previousKept_ = false;
     do {
         skipBlank();
     } while (position_ == text_.size() && moreText(position_));
@@ -114,9 +150,14 @@ Token Lexer::scan() {
         token.kind = Token::Kind::Word;
         std::size_t start = position_;
         for (;;) {
-            while (position_ < text_.size() && isWordChar(text_[position_])) ++position_;
-            if (position_ < text_.size() || !moreText(start)) break;
-            start = 0;  // the word's beginning now starts the text
+            while (position_ < text_.size() && !undecidedSlash() && isWordChar(text_[position_])) ++position_;
+            const bool atEnd = position_ == text_.size();
+            if (!atEnd && !undecidedSlash()) break;
+            if (moreText(start)) {
+                start = 0;  // the word's beginning now starts the text
+            } else if (atEnd) {
+                break;
+            }
         }
         token.text = text_.substr(start, position_ - start);
     }
@@ -152,20 +193,27 @@ double Lexer::expectProbability() {
     return value;
 }
 
-std::string_view Lexer::rawUntilSemicolon() {
+std::string Lexer::rawUntilSemicolon() {
     position_ = currentStart_;
     line_ = currentStartLine_;
+    previousKept_ = false;
     bool inString = false;
-    while (position_ < text_.size() && (inString || text_[position_] != ';')) {
-        inString ^= text_[position_] == '"';
-        line_ += text_[position_] == '\n';
-        ++position_;
+    std::string raw;
+    for (;;) {
+        const std::size_t from = position_;
+        while (position_ < text_.size() && (inString || text_[position_] != ';')) {
+            inString ^= text_[position_] == '"';
+            line_ += text_[position_] == '\n';
+            ++position_;
+        }
+        raw.append(text_.substr(from, position_ - from));
+        if (position_ < text_.size()) break;
+        if (pull_ && raw.size() > maxToken_) failLongToken();
+        if (!moreText(position_)) errors_.fail(line_, "';'", "end of file");
     }
-    if (position_ == text_.size()) errors_.fail(line_, "';'", "end of file");
-    std::string_view raw = text_.substr(currentStart_, position_ - currentStart_);
     ++position_;
     current_ = scan();
-    return trimmed(raw);
+    return std::string(trimmed(raw));
 }
 
 void appendName(std::string& out, std::string_view name, const Lexer::Syntax& syntax) {

@@ -37,10 +37,11 @@ public:
     };
 
     Lexer(std::string_view text, const ParseErrors& errors, Syntax syntax);
-    // Reads the text from `pull` a window of kWindow bytes at a time instead
-    // of holding it whole: a token's text stays valid until the lexer has
-    // read a window past it. A token longer than `maxToken` bytes fails. For
-    // syntaxes without comments, and not for rawUntilSemicolon.
+    // Reads the text from `pull` a window of up to kWindow bytes at a time
+    // (shorter pieces are taken as they come) instead of holding it whole. The text of the token next() returned last
+    // and of peek() stays valid until the following next() or
+    // rawUntilSemicolon(). A token, or a rawUntilSemicolon text, longer than
+    // `maxToken` bytes fails.
     Lexer(TextPull pull, const ParseErrors& errors, Syntax syntax, std::size_t maxToken);
     static constexpr std::size_t kWindow = std::size_t{1} << 20;
 
@@ -54,7 +55,7 @@ public:
     double expectProbability();
     // The source text from the next token up to the next ';' outside quotes,
     // trimmed; the ';' is consumed.
-    std::string_view rawUntilSemicolon();
+    std::string rawUntilSemicolon();
 
     [[noreturn]] void fail(std::string_view expected) const { failAt(current_, expected); }
     [[noreturn]] void failAt(const Token& token, std::string_view expected) const;
@@ -63,11 +64,21 @@ private:
     enum CharClass : unsigned char { Other, Blank, Symbol, Quote, CommentLead };
     CharClass classOf(char c) const { return classes_[static_cast<unsigned char>(c)]; }
     void skipBlank();
+    // Past a "/* ... */" comment that starts at the current position.
+    void skipBlockComment();
+    // Past a comment that runs to the end of the line.
+    void skipLineComment();
     bool atComment() const;
+    // Whether the current character is a '/' that only the next window can
+    // tell from the start of a comment.
+    bool undecidedSlash() const;
+    [[noreturn]] void failLongToken() const;
     bool isWordChar(char c) const;
     Token scan();
     // Streamed: the text from `keepFrom` on, then the next window, become the
     // text; positions move with it. False at the end (or for a whole text).
+    // Only the first call after a token was returned keeps the window that
+    // token is in.
     bool moreText(std::size_t keepFrom);
 
     TextPull pull_;
@@ -76,6 +87,7 @@ private:
     // scanned last may still point into.
     std::vector<char> window_;
     std::vector<char> previousWindow_;
+    bool previousKept_ = false;
     std::string_view text_;
     const ParseErrors& errors_;
     std::array<CharClass, 256> classes_{};

@@ -14,8 +14,10 @@ constexpr Lexer::Syntax kNetSyntax{"{}()=;|", false, true};
 
 class NetReader {
 public:
-    NetReader(std::string_view text, const std::string& path, const ReadLimits& limits)
-        : builder_(path, limits), lexer_(text, builder_.errors(), kNetSyntax) {}
+    NetReader(TextPull pull, const std::string& path, const ReadLimits& limits)
+        : builder_(path, limits), lexer_(std::move(pull), builder_.errors(), kNetSyntax, limits.maxTextBytes) {}
+
+    bool empty() const { return lexer_.peek().kind == Token::Kind::End; }
 
     Network read() {
         if (!lexer_.peek().isWord("net")) lexer_.fail("'net'");
@@ -49,7 +51,7 @@ public:
 
 private:
     // "key = value" up to the ';', which is consumed.
-    std::string_view readAttribute() {
+    std::string readAttribute() {
         if (lexer_.peek().kind != Token::Kind::Word) lexer_.fail("attribute name or '}'");
         return lexer_.rawUntilSemicolon();
     }
@@ -166,7 +168,11 @@ void appendData(std::string& out, const Network& network, const Variable& variab
 }  // namespace
 
 Network readNet(std::string_view text, const std::string& path, const ReadLimits& limits) {
-    return NetReader(networkText(text, path), path, limits).read();
+    return readNet(pullOf(text), path, limits);
+}
+
+Network readNet(TextPull pull, const std::string& path, const ReadLimits& limits) {
+    return readNetworkFrom<NetReader>(std::move(pull), path, limits);
 }
 
 std::string writeNet(const Network& network) {

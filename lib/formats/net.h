@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "lib/formats/read_limits.h"
+#include "lib/formats/text_pull.h"
 #include "lib/model/network.h"
 
 namespace samplenet {
@@ -14,6 +15,10 @@ namespace samplenet {
 // other than `states` are kept as "key = value" properties; the net's `name`
 // attribute is the network name. `path` only labels error messages.
 Network readNet(std::string_view text, const std::string& path, const ReadLimits& limits = {});
+// The same, reading the text a piece at a time from `pull`, so that a large
+// network's text is never held whole: the limit on text bounds its longest
+// token (or property) instead.
+Network readNet(TextPull pull, const std::string& path, const ReadLimits& limits = {});
 
 // Properties that are not of the form "key = value" cannot be expressed in
 // this format and are left out.

@@ -1,7 +1,6 @@
 #include "lib/formats/uai.h"
 
 #include <charconv>
-#include <cstring>
 #include <limits>
 
 #include "lib/formats/lexer.h"
@@ -76,19 +75,6 @@ Network parseUai(Lexer& lexer, NetworkBuilder& builder) {
     }
     if (lexer.peek().kind != Token::Kind::End) lexer.fail("end of file");
     return builder.finish(lexer.peek().line);
-}
-
-// `pull`'s text without the byte-order mark some editors put first.
-TextPull withoutByteOrderMark(TextPull pull) {
-    return [pull = std::move(pull), first = true](char* into, std::size_t room) mutable {
-        std::size_t count = pull(into, room);
-        if (!first) return count;
-        first = false;
-        if (!std::string_view(into, count).starts_with(kByteOrderMark)) return count;
-        count -= kByteOrderMark.size();
-        std::memmove(into, into + kByteOrderMark.size(), count);
-        return count;
-    };
 }
 
 }  // namespace
