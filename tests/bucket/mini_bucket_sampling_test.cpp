@@ -4,11 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include "lib/exact/junction_tree.h"
+#include "lib/benchmark/reference_marginals.h"
 #include "lib/formats/formats.h"
 #include "lib/inference/inference.h"
 #include "lib/inference/mini_bucket_run.h"
@@ -89,12 +88,6 @@ Network colouring(int count, int colours) {
     return testing_support::toNetwork(net);
 }
 
-Evidence childrenObserved(const Network& network, int count) {
-    Evidence evidence;
-    for (int v = count; v < network.size(); ++v) evidence.hard[v] = 1;
-    return evidence;
-}
-
 // Twelve fair bits under eight parity checks of four bits each, every check
 // a chain of deterministic exclusive-or nodes whose end is observed even:
 // forward sampling meets the evidence once in 2^8 samples.
@@ -131,7 +124,8 @@ TEST(MiniBucketSampling, BacksOutOfDeadEndsWithoutLosingSamples) {
 
 TEST(MiniBucketSampling, ImpossibleEvidenceFailsWithTheUsualMessage) {
     const Network network = colouring(4, 3);
-    const Evidence evidence = childrenObserved(network, 4);
+    Evidence evidence;
+    for (int v = 4; v < network.size(); ++v) evidence.hard[v] = 1;
     for (const std::optional<std::size_t> bound : {std::optional<std::size_t>{}, std::optional<std::size_t>{1}}) {
         const std::string message = testing_support::messageOf<InferenceError>([&] {
             if (bound) inferByMiniBuckets(network, evidence, wmb(100), *bound);
@@ -193,21 +187,12 @@ TEST(MiniBucketSampling, AnswersAPedigreeWithinEightMebibytes) {
     InferenceOptions options = wmb(2000);
     options.memoryLimitBytes = std::size_t{8} << 20;
     const InferenceResult result = infer(pedigree, instance.evidence, options);
-    std::ifstream file(instance.path + ".MAR");
-    std::string word;
-    int count = 0;
-    file >> word >> count;
-    ASSERT_EQ(count, pedigree.size());
+    const auto reference = readReferenceMarginals(instance.path + ".MAR");
+    ASSERT_EQ(static_cast<int>(reference.size()), pedigree.size());
     double largest = 0.0;
-    for (int v = 0; v < count; ++v) {
-        int states = 0;
-        file >> states;
-        for (int s = 0; s < states; ++s) {
-            double p = 0.0;
-            file >> p;
-            largest = std::max(largest, std::abs(result.posteriors[v][s] - p));
-        }
-    }
+    for (int v = 0; v < pedigree.size(); ++v)
+        for (std::size_t s = 0; s < reference[v].size(); ++s)
+            largest = std::max(largest, std::abs(result.posteriors[v][s] - reference[v][s]));
     EXPECT_LE(largest, result.sampling->errors.errorBound + 1e-6);
     EXPECT_LT(largest, 0.05);
 }
