@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
+#include <algorithm>
 #include <string>
 
 #include "lib/benchmark/evidence_cases.h"

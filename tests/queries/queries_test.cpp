@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <limits>
 #include <random>
 
 #include "lib/model/errors.h"
