@@ -43,15 +43,6 @@ def test_interventions_equal_pgmpy_causal_inference(request, name, do):
             assert result[node] == pytest.approx(expected.values, abs=1e-9), node
 
 
-def test_do_differs_from_observing_upstream_and_agrees_downstream(asia):
-    setting = asia.infer(do={"lung": "yes"}, algorithm="exact")
-    seeing = asia.infer(evidence={"lung": "yes"}, algorithm="exact")
-    assert setting["smoke"].tolist() == pytest.approx([0.5, 0.5])
-    assert seeing["smoke"][0] > 0.6
-    assert setting["xray"] == pytest.approx(seeing["xray"])
-    assert setting["lung"].tolist() == [1.0, 0.0]
-
-
 @pytest.mark.parametrize("algorithm", ["epis", "ais", "lbp", "exact", "wmb"])
 def test_interventions_equal_the_command_line(alarm, cli, algorithm):
     command = [cli, "infer", str(NETWORKS / "alarm.bif.gz"), "-a", algorithm, "-n", "2000", "--seed", "5",

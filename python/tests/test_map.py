@@ -7,12 +7,6 @@ import samplenet
 from conftest import NETWORKS
 
 
-def test_map_is_not_the_whole_explanation_restricted(asia):
-    whole = asia.mpe(evidence={"xray": "yes"}, algorithm="exact").states
-    assert (whole["lung"], whole["bronc"]) == ("yes", "yes")
-    assert asia.map(["lung", "bronc"], evidence={"xray": "yes"}).states == {"lung": "no", "bronc": "no"}
-
-
 def test_map_equals_the_command_line(asia, cli):
     answer = asia.map(["lung", "bronc"], evidence={"dysp": "yes"}, likelihood={"xray": [0.9, 0.2]})
     reply = json.loads(subprocess.run(

@@ -117,8 +117,6 @@ TEST(BatchStreaming, AnOutputFileAppearsOnlyWholeAndAnUnwritableOneFailsBeforeAn
     EXPECT_NE(unwritable.err.find("no_such_folder/out.csv: cannot write file: No such file or directory"),
               std::string::npos)
         << unwritable.err;
-    const auto folder = runSamplenet({"batch", dataFile("smoker.bif"), badFirst, "-o", directory.string()});
-    EXPECT_NE(folder.err.find("cannot write file: Is a directory"), std::string::npos) << folder.err;
 
     // A failing case leaves the earlier output file as it was.
     const auto failed = runSamplenet({"batch", dataFile("smoker.bif"), badFirst, "--on-error", "fail", "-o", output});

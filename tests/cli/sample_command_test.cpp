@@ -38,8 +38,6 @@ TEST(SampleCommand, WritesRepeatableRowsOfStateNames) {
     }
     const auto again = runSamplenet({"sample", kAsia, "-n", "300", "--seed", "5"});
     EXPECT_EQ(again.out, written);
-    const auto other = runSamplenet({"sample", kAsia, "-n", "300", "--seed", "6"});
-    EXPECT_NE(other.out, written);
 }
 
 // With evidence every row keeps the observed state and carries its weight:

@@ -50,17 +50,6 @@ TEST(EpisAccuracy, PropagationBeatsSamplingFromTheNetworkItself) {
     EXPECT_LT(withPropagation * 3, without);
 }
 
-TEST(EpisRun, SameClockReadingsGiveIdenticalBeliefs) {
-    auto run = [](long seed) {
-        TestHost host(threeLayerLoopy(), {-1, -1, 1, -1, -1, -1, 2});
-        host.sampleCount = 300;
-        EXPECT_EQ(runDriver(host, Driver::Epis, seed), 0);
-        return allBeliefs(host, 7);
-    };
-    EXPECT_EQ(run(5), run(5));
-    EXPECT_NE(run(5), run(6));
-}
-
 TEST(EpisRun, IterationsAreTheSmallerOfDepthAndPropagationLength) {
     auto run = [](int depth, int length) {
         TestHost host(chain(5), {-1, -1, -1, -1, 1});

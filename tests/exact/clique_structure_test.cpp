@@ -93,7 +93,7 @@ std::vector<std::vector<int>> cliquesByFullRescoring(
     return cliques;
 }
 
-TEST(CliqueStructure, AChainsCliquesAreItsLinks) {
+TEST(CliqueStructure, AChainsCliquesAreItsLinksAndTheirEstimateStopsAtTheLimit) {
     const Network chain = exact_testing::chain(5);
     const auto stats = samplenet::estimateCliques(chain);
     EXPECT_EQ(stats.cliqueCount, 4);
@@ -103,6 +103,25 @@ TEST(CliqueStructure, AChainsCliquesAreItsLinks) {
     // Clique tables twice, three two-entry separators and the buffer of one.
     EXPECT_EQ(stats.estimatedBytes, sizeof(double) * (2 * 16 + 3 * 2 + 2));
     EXPECT_EQ(samplenet::JunctionTree(chain).statistics(), stats);
+
+    // Four cliques of 4 entries, held twice as doubles, are 256 bytes before
+    // the separators: the estimate stops once the tables certainly exceed
+    // the limit.
+    const auto complete = samplenet::estimateCliques(chain, {.memoryLimitBytes = 256});
+    EXPECT_FALSE(complete.exceedsLimit);
+    EXPECT_EQ(complete.variablesEliminated, 5);
+    EXPECT_GT(complete.estimatedBytes, complete.limitBytes);  // the separators come on top
+    const auto stopped = samplenet::estimateCliques(chain, {.memoryLimitBytes = 255});
+    EXPECT_TRUE(stopped.exceedsLimit);
+    EXPECT_EQ(stopped.limitBytes, 255u);
+    EXPECT_EQ(stopped.variablesEliminated, 4);
+    EXPECT_EQ(stopped.cliqueCount, 4);
+    EXPECT_EQ(stopped.estimatedBytes, 256u);  // the lower bound it stopped at
+    // The first clique alone overruns a tiny limit.
+    const auto first = samplenet::estimateCliques(chain, {.memoryLimitBytes = 63});
+    EXPECT_TRUE(first.exceedsLimit);
+    EXPECT_EQ(first.variablesEliminated, 1);
+    EXPECT_EQ(first.cliqueCount, 1);
 }
 
 TEST(CliqueStructure, TiesInFillAreBrokenBySmallerTables) {
@@ -227,30 +246,6 @@ TEST(CliqueStructure, TriesShuffledOrdersWhenNoCriterionFitsTheLimit) {
     EXPECT_FALSE(stats.exceedsLimit);
     EXPECT_LE(stats.estimatedBytes, stats.limitBytes);
     EXPECT_NE(stats.order.find("shuffled ties"), std::string::npos) << stats.order;
-}
-
-TEST(CliqueStructure, EstimateStopsOnceTheCliqueTablesCertainlyExceedTheLimit) {
-    // Five binary variables in a chain: four cliques of 4 entries, held twice
-    // as doubles, are 256 bytes before the separators.
-    const Network chain = exact_testing::chain(5);
-    const auto complete = samplenet::estimateCliques(chain, {.memoryLimitBytes = 256});
-    EXPECT_FALSE(complete.exceedsLimit);
-    EXPECT_EQ(complete.variablesEliminated, 5);
-    EXPECT_EQ(complete.totalEntries, 16u);
-    EXPECT_GT(complete.estimatedBytes, complete.limitBytes);  // the separators come on top
-
-    const auto stopped = samplenet::estimateCliques(chain, {.memoryLimitBytes = 255});
-    EXPECT_TRUE(stopped.exceedsLimit);
-    EXPECT_EQ(stopped.limitBytes, 255u);
-    EXPECT_EQ(stopped.variablesEliminated, 4);
-    EXPECT_EQ(stopped.cliqueCount, 4);
-    EXPECT_EQ(stopped.estimatedBytes, 256u);  // the lower bound it stopped at
-
-    // The first clique alone overruns a tiny limit.
-    const auto first = samplenet::estimateCliques(chain, {.memoryLimitBytes = 63});
-    EXPECT_TRUE(first.exceedsLimit);
-    EXPECT_EQ(first.variablesEliminated, 1);
-    EXPECT_EQ(first.cliqueCount, 1);
 }
 
 // Each variable's parents are the two before it: the cliques are the

@@ -5,6 +5,9 @@
 #include <numeric>
 #include <string>
 
+#include "tests/support/test_networks.h"
+#include "tests/support/tiny_network.h"
+
 namespace exact_testing {
 
 using samplenet::Evidence;
@@ -21,44 +24,9 @@ int addVariable(Network& network, int stateCount, std::vector<int> parents, std:
     return network.size() - 1;
 }
 
-Network chain(int length) {
-    Network network;
-    addVariable(network, 2, {}, {0.3, 0.7});
-    for (int v = 1; v < length; ++v) {
-        const double stay = 0.6 + 0.3 * (v % 3) / 3.0;
-        addVariable(network, 2, {v - 1}, {stay, 1 - stay, 0.25, 0.75});
-    }
-    return network;
-}
-
-Network loopy() {
-    Network network;
-    const int a = addVariable(network, 2, {}, {0.2, 0.8});
-    const int b = addVariable(network, 3, {a}, {0.1, 0.3, 0.6, 0.5, 0.25, 0.25});
-    const int c = addVariable(network, 2, {a}, {0.9, 0.1, 0.35, 0.65});
-    const int d = addVariable(network, 2, {b, c},
-                              {0.99, 0.01, 0.4, 0.6, 0.7, 0.3, 0.2, 0.8, 0.5, 0.5, 0.05, 0.95});
-    const int e = addVariable(network, 3, {c}, {0.6, 0.3, 0.1, 0.1, 0.1, 0.8});
-    addVariable(network, 2, {d, e}, {0.9, 0.1, 0.8, 0.2, 0.3, 0.7, 0.6, 0.4, 0.15, 0.85, 0.01, 0.99});
-    addVariable(network, 2, {b}, {0.7, 0.3, 0.45, 0.55, 0.2, 0.8});
-    return network;
-}
-
-Network polytree() {
-    Network network;
-    const int a = addVariable(network, 2, {}, {0.6, 0.4});
-    const int b = addVariable(network, 3, {}, {0.2, 0.5, 0.3});
-    const int c = addVariable(network, 2, {}, {0.15, 0.85});
-    std::vector<double> table;
-    for (int q = 0; q < 12; ++q) {
-        const double first = 0.05 + 0.075 * q;
-        table.insert(table.end(), {first, 1 - first});
-    }
-    const int d = addVariable(network, 2, {a, b, c}, table);
-    addVariable(network, 3, {d}, {0.5, 0.3, 0.2, 0.1, 0.2, 0.7});
-    addVariable(network, 2, {d}, {0.95, 0.05, 0.3, 0.7});
-    return network;
-}
+Network chain(int length) { return testing_support::toNetwork(testing_support::chain(length)); }
+Network loopy() { return testing_support::toNetwork(testing_support::threeLayerLoopy()); }
+Network polytree() { return testing_support::toNetwork(testing_support::polytree()); }
 
 Network randomNetwork(unsigned seed, int variableCount, int maxStates) {
     std::mt19937 rng(seed);

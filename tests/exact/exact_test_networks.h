@@ -13,11 +13,9 @@ namespace exact_testing {
 // Appends a variable named "v<index>" with states "s0", "s1", ...
 int addVariable(samplenet::Network& network, int stateCount, std::vector<int> parents, std::vector<double> table);
 
-// Binary chain v0 -> v1 -> ... with varied tables.
+// The shared chain, loopy and polytree networks as model networks.
 samplenet::Network chain(int length);
-// Several paths between the same variables, so the moral graph has cycles.
 samplenet::Network loopy();
-// Singly connected, with a variable of three parents and one of two children.
 samplenet::Network polytree();
 // `variableCount` variables of 2..maxStates states and up to three parents
 // each, listed in a shuffled (not topological) order.

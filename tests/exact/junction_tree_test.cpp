@@ -52,8 +52,13 @@ Evidence unlikelyEvidence(const Network& network) {
     return evidence;
 }
 
+// The last network has two separate components.
 TEST(JunctionTree, AgreesWithEnumerationOnHandBuiltNetworks) {
-    for (const Network& network : {exact_testing::chain(6), exact_testing::loopy(), exact_testing::polytree()}) {
+    Network components = exact_testing::chain(3);
+    addVariable(components, 3, {}, {0.2, 0.3, 0.5});
+    addVariable(components, 2, {3}, {0.1, 0.9, 0.6, 0.4, 0.5, 0.5});
+    for (const Network& network :
+         {exact_testing::chain(6), exact_testing::loopy(), exact_testing::polytree(), components}) {
         const JunctionTree tree(network);
         for (const Evidence& evidence : evidenceCases(network, 7)) expectAgreesWithEnumeration(tree, network, evidence);
         expectAgreesWithEnumeration(tree, network, unlikelyEvidence(network));
@@ -166,23 +171,15 @@ TEST(JunctionTree, RefusesNetworksWhoseTablesItCannotIndex) {
     };
     Network shortTable = exact_testing::chain(2);
     shortTable.variables[1].table.pop_back();
-    EXPECT_EQ(message(shortTable), "variable 'v1' has 3 table entries, expected 4");
+    EXPECT_EQ(message(shortTable), "variable 'V1' has 3 table entries, expected 4");
     Network strayParent = exact_testing::chain(2);
     strayParent.variables[1].parents = {5};
-    EXPECT_EQ(message(strayParent), "variable 'v1' has an invalid parent index 5");
+    EXPECT_EQ(message(strayParent), "variable 'V1' has an invalid parent index 5");
     Network twiceParent = exact_testing::chain(2);
     twiceParent.variables[1].parents = {0, 0};
     twiceParent.variables[1].table.assign(8, 0.5);
-    EXPECT_EQ(message(twiceParent), "variable 'v1' lists a parent twice");
+    EXPECT_EQ(message(twiceParent), "variable 'V1' lists a parent twice");
     EXPECT_EQ(JunctionTree(Network{}).infer({}).posteriors.size(), 0u);
-}
-
-TEST(JunctionTree, HandlesSeparateComponents) {
-    Network network = exact_testing::chain(3);
-    addVariable(network, 3, {}, {0.2, 0.3, 0.5});
-    addVariable(network, 2, {3}, {0.1, 0.9, 0.6, 0.4, 0.5, 0.5});
-    const JunctionTree tree(network);
-    for (const Evidence& evidence : evidenceCases(network, 3)) expectAgreesWithEnumeration(tree, network, evidence);
 }
 
 }  // namespace

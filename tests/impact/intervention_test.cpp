@@ -7,6 +7,7 @@
 #include "lib/inference/inference.h"
 #include "lib/model/errors.h"
 #include "tests/impact/network_enumeration.h"
+#include "tests/support/brute_force.h"
 #include "tests/support/error_message.h"
 
 namespace {
@@ -27,7 +28,7 @@ std::vector<std::vector<double>> truncatedProductPosteriors(const Evidence& evid
     std::vector<std::vector<double>> posteriors;
     for (const auto& variable : asia().variables) posteriors.emplace_back(variable.stateCount(), 0.0);
     double total = 0.0;
-    impact_testing::enumerateJointStates(asia(), skipped, [&](const std::vector<int>& states, double p) {
+    testing_support::enumerateJointStates(asia(), skipped, [&](const std::vector<int>& states, double p) {
         for (const auto* fixed : {&evidence.hard, &set})
             for (const auto& [v, state] : *fixed)
                 if (states[v] != state) return;

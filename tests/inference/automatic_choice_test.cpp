@@ -72,8 +72,6 @@ TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
     EXPECT_TRUE(run.sampling->targetMet.value_or(false));
     EXPECT_EQ(run.choice.rfind("pilot: the junction tree exceeds the memory limit of 1 MiB; drew from ", 0), 0u)
         << run.choice;
-    // infer() with the automatic choice gives the same numbers.
-    EXPECT_EQ(samplenet::infer(network, Evidence{{{399, 0}}, {}}, options).posteriors, run.posteriors);
 }
 
 }  // namespace

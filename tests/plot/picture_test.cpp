@@ -60,52 +60,43 @@ bool hasText(const DrawnNode& node, const std::string& text) {
     return std::find(node.texts.begin(), node.texts.end(), text) != node.texts.end();
 }
 
-TEST(PosteriorPicture, EveryStateIsDrawnWithABarAndNumberThatMatchItsPosterior) {
-    const Drawing drawing;
-    const auto drawn = drawing.draw(samplenet::selectPictureNodes(drawing.network, {}));
-    ASSERT_EQ(drawn.size(), 5u);
-    for (int v = 0; v < drawing.network.size(); ++v) {
-        const auto& variable = drawing.network.variables[v];
-        ASSERT_TRUE(drawn.count(variable.name)) << variable.name;
-        const DrawnNode& node = drawn.at(variable.name);
-        ASSERT_EQ(node.states.size(), variable.states.size()) << variable.name;
-        for (int s = 0; s < variable.stateCount(); ++s) {
-            const double p = drawing.result.posteriors[v][s];
-            const auto& row = node.states.at(variable.states[s]);
-            EXPECT_DOUBLE_EQ(row.length, 100.0) << variable.name;
-            EXPECT_NEAR(row.filled, std::round(100.0 * p), 1e-9) << variable.name << " " << variable.states[s];
-            EXPECT_EQ(row.number, samplenet::pictureProbabilityText(p));
-            EXPECT_EQ(row.interval, 0.0);
-            EXPECT_EQ(row.intervalText, "");
-        }
-    }
-    EXPECT_EQ(drawn.at("Rare").states.at("yes").number, "<0.001");
-    EXPECT_EQ(drawn.at("Rare").states.at("yes").filled, 0.0);
-}
-
-TEST(PosteriorPicture, SampledPosteriorsShowTheirIntervalsOnTheBarAndAfterTheNumber) {
-    const Drawing drawing(samplenet::Algorithm::Epis);
-    ASSERT_FALSE(drawing.result.standardErrors.empty());
-    const auto drawn = drawing.draw(samplenet::selectPictureNodes(drawing.network, {}));
+// Exact posteriors have no interval; sampled ones show theirs on the bar and
+// after the number.
+TEST(PosteriorPicture, EveryStateIsDrawnWithABarNumberAndIntervalThatMatchItsPosterior) {
     const auto points = [](double p) { return std::round(100.0 * std::clamp(p, 0.0, 1.0)); };
-    int shaded = 0;
-    for (int v = 0; v < drawing.network.size(); ++v) {
-        const auto& variable = drawing.network.variables[v];
-        for (int s = 0; s < variable.stateCount(); ++s) {
-            const double p = drawing.result.posteriors[v][s];
-            const double half = 1.96 * drawing.result.standardErrors[v][s];
-            const auto& row = drawn.at(variable.name).states.at(variable.states[s]);
-            SCOPED_TRACE(variable.name + " " + variable.states[s]);
-            EXPECT_DOUBLE_EQ(row.length, 100.0);
-            EXPECT_NEAR(row.filled, points(p), 1e-9);
-            EXPECT_NEAR(row.interval, points(p + half) - points(p - half), 1e-9);
-            EXPECT_EQ(row.intervalText, half > 0 ? samplenet::pictureIntervalText(half) : "");
-            if (row.interval > 0) ++shaded;
+    for (const auto algorithm : {samplenet::Algorithm::Exact, samplenet::Algorithm::Epis}) {
+        const Drawing drawing(algorithm);
+        const bool sampled = algorithm == samplenet::Algorithm::Epis;
+        ASSERT_EQ(drawing.result.standardErrors.empty(), !sampled);
+        const auto drawn = drawing.draw(samplenet::selectPictureNodes(drawing.network, {}));
+        ASSERT_EQ(drawn.size(), 5u);
+        int shaded = 0;
+        for (int v = 0; v < drawing.network.size(); ++v) {
+            const auto& variable = drawing.network.variables[v];
+            ASSERT_TRUE(drawn.count(variable.name)) << variable.name;
+            ASSERT_EQ(drawn.at(variable.name).states.size(), variable.states.size()) << variable.name;
+            for (int s = 0; s < variable.stateCount(); ++s) {
+                const double p = drawing.result.posteriors[v][s];
+                const double half = sampled ? 1.96 * drawing.result.standardErrors[v][s] : 0.0;
+                const auto& row = drawn.at(variable.name).states.at(variable.states[s]);
+                SCOPED_TRACE(variable.name + " " + variable.states[s]);
+                EXPECT_DOUBLE_EQ(row.length, 100.0);
+                EXPECT_NEAR(row.filled, points(p), 1e-9);
+                EXPECT_EQ(row.number, samplenet::pictureProbabilityText(p));
+                EXPECT_NEAR(row.interval, points(p + half) - points(p - half), 1e-9);
+                EXPECT_EQ(row.intervalText, half > 0 ? samplenet::pictureIntervalText(half) : "");
+                if (row.interval > 0) ++shaded;
+            }
         }
+        // 2,000 samples leave intervals of a few hundredths on the unobserved nodes.
+        if (sampled) {
+            EXPECT_GE(shaded, 4);
+        } else {
+            EXPECT_EQ(shaded, 0);
+            EXPECT_EQ(drawn.at("Rare").states.at("yes").number, "<0.001");
+        }
+        EXPECT_EQ(drawn.at("Cough").states.at("yes").intervalText, "") << "an observed state has no interval";
     }
-    // 2,000 samples leave intervals of a few hundredths on the unobserved nodes.
-    EXPECT_GE(shaded, 4);
-    EXPECT_EQ(drawn.at("Cough").states.at("yes").intervalText, "") << "an observed state has no interval";
     EXPECT_EQ(samplenet::pictureIntervalText(0.0123), "\u00b10.012");
     EXPECT_EQ(samplenet::pictureIntervalText(0.0001), "\u00b1<0.001");
 }

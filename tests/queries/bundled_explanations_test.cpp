@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
-#include <random>
+#include <algorithm>
 #include <string>
 
 #include "lib/benchmark/evidence_cases.h"
 #include "lib/formats/formats.h"
 #include "lib/model/errors.h"
 #include "lib/queries/most_probable_explanation.h"
+#include "tests/support/brute_force.h"
 
 namespace {
 
@@ -16,31 +16,21 @@ using samplenet::Evidence;
 using samplenet::Network;
 
 struct Enumerated {
-    double bestLogJoint = -std::numeric_limits<double>::infinity();
-    double logTotal = -std::numeric_limits<double>::infinity();
+    double bestLogJoint, logTotal;
 };
 
 // Every assignment that agrees with the hard evidence, straight from the
 // tables.
 Enumerated enumerate(const Network& network, const Evidence& evidence) {
-    Enumerated all;
-    std::vector<int> x(network.size(), 0);
-    for (const auto& [v, state] : evidence.hard) x[v] = state;
-    for (;;) {
-        const double logJoint = samplenet::logJointProbability(network, evidence, x);
-        all.bestLogJoint = std::max(all.bestLogJoint, logJoint);
-        if (logJoint > -std::numeric_limits<double>::infinity()) {
-            const double high = std::max(all.logTotal, logJoint);
-            all.logTotal = high + std::log(std::exp(all.logTotal - high) + std::exp(logJoint - high));
-        }
-        int v = 0;
-        for (; v < network.size(); ++v) {
-            if (evidence.hard.count(v)) continue;
-            if (++x[v] < network.variables[v].stateCount()) break;
-            x[v] = 0;
-        }
-        if (v == network.size()) return all;
-    }
+    double best = 0.0, total = 0.0;
+    testing_support::enumerateJointStates(network, {}, [&](const std::vector<int>& x, double p) {
+        for (const auto& [v, state] : evidence.hard)
+            if (state != x[v]) return;
+        for (const auto& [v, factors] : evidence.likelihood) p *= factors[x[v]];
+        best = std::max(best, p);
+        total += p;
+    });
+    return {std::log(best), std::log(total)};
 }
 
 // The small bundled networks, with no evidence, forward samples observed
