@@ -72,10 +72,6 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments) {
 void runInfer(InferArguments arguments, const CLI::App& command) {
     const OutputFormat format = chosenFormat(arguments, command);
     InferenceRun run = prepareInference(arguments.inference);
-    if (arguments.query.asked()) {
-        writeReport(arguments.outputPath, {answerQuery(arguments.query, run, format, arguments.inference.queries)});
-        return;
-    }
     const std::vector<int> shown = queriedVariables(run.network, arguments.inference.queries);
     // Exact inference computes only what is shown; a page's picture also
     // shows the neighbours.
@@ -83,6 +79,12 @@ void runInfer(InferArguments arguments, const CLI::App& command) {
     runInference(run);
     const PosteriorReport report{run.source, run.network, run.evidence, run.interventions, run.options, run.result, shown};
     writeReport(arguments.outputPath, formatReport(report, format));
+}
+
+void runQuery(const InferArguments& arguments, const CLI::App& command) {
+    const OutputFormat format = chosenFormat(arguments, command);
+    const InferenceRun run = prepareInference(arguments.inference);
+    writeReport(arguments.outputPath, {answerQuery(arguments.query, run, format, arguments.inference.queries)});
 }
 
 }  // namespace samplenet_cli

@@ -22,4 +22,8 @@ CLI::App* addInferCommand(CLI::App& app, InferArguments& arguments);
 // any failure before writing.
 void runInfer(InferArguments arguments, const CLI::App& command);
 
+// `infer --mpe` or `--joint`: the one query's answer instead of the
+// posteriors, written the same way.
+void runQuery(const InferArguments& arguments, const CLI::App& command);
+
 }  // namespace samplenet_cli

@@ -82,7 +82,8 @@ int runCommand(int argc, char** argv) {
     }
 
     try {
-        if (infer->parsed()) samplenet_cli::runInfer(inferArguments, *infer);
+        if (infer->parsed() && inferArguments.query.asked()) samplenet_cli::runQuery(inferArguments, *infer);
+        if (infer->parsed() && !inferArguments.query.asked()) samplenet_cli::runInfer(inferArguments, *infer);
         if (info->parsed()) samplenet_cli::runInfo(infoArguments);
         if (convert->parsed()) samplenet_cli::runConvert(convertArguments);
         if (bench->parsed()) samplenet_cli::runBench(benchArguments);
