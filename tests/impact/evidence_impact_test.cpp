@@ -27,22 +27,6 @@ EvidenceImpact impactOn(const Evidence& evidence, int target, Algorithm algorith
                                      optionsFor(algorithm));
 }
 
-// Mutual information in bits of a joint table, entry by entry.
-double mutualInformation(const std::vector<std::vector<double>>& joint) {
-    std::vector<double> rows(joint.size(), 0.0);
-    std::vector<double> columns(joint[0].size(), 0.0);
-    for (std::size_t a = 0; a < joint.size(); ++a)
-        for (std::size_t b = 0; b < joint[a].size(); ++b) {
-            rows[a] += joint[a][b];
-            columns[b] += joint[a][b];
-        }
-    double information = 0.0;
-    for (std::size_t a = 0; a < joint.size(); ++a)
-        for (std::size_t b = 0; b < joint[a].size(); ++b)
-            if (joint[a][b] > 0) information += joint[a][b] * std::log2(joint[a][b] / (rows[a] * columns[b]));
-    return information;
-}
-
 // Every candidate's mutual information and P(target | e, candidate = c)
 // against enumeration, within `errors` standard errors where sampled.
 void expectEnumeratedFigures(const EvidenceImpact& impact, const Evidence& evidence, double errors) {
@@ -52,7 +36,7 @@ void expectEnumeratedFigures(const EvidenceImpact& impact, const Evidence& evide
             impact_testing::pairPosterior(asia(), candidate.variable, target, evidence.hard, evidence.likelihood);
         const std::string name = asia().variables[candidate.variable].name;
         const double tolerance = candidate.standardError ? errors * *candidate.standardError : 1e-12;
-        EXPECT_NEAR(candidate.mutualInformationBits, mutualInformation(joint), tolerance) << name;
+        EXPECT_NEAR(candidate.mutualInformationBits, impact_testing::mutualInformation(joint), tolerance) << name;
         for (std::size_t c = 0; c < joint.size(); ++c) {
             const double pc = joint[c][0] + joint[c][1];
             const auto& given = candidate.targetGiven[c];

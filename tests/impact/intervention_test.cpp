@@ -4,11 +4,11 @@
 
 #include <string>
 
-#include "lib/inference/inference.h"
 #include "lib/model/errors.h"
 #include "tests/impact/network_enumeration.h"
 #include "tests/support/brute_force.h"
 #include "tests/support/error_message.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -41,11 +41,7 @@ std::vector<std::vector<double>> truncatedProductPosteriors(const Evidence& evid
 }
 
 samplenet::InferenceResult inferWith(Algorithm algorithm, const Network& network, const Evidence& evidence) {
-    samplenet::InferenceOptions options;
-    options.algorithm = algorithm;
-    options.seed = 11;
-    options.samples = 200000;
-    return samplenet::infer(network, evidence, options);
+    return samplenet::infer(network, evidence, testing_support::samplingOptions(algorithm, 200000, 11));
 }
 
 TEST(Intervention, EveryAlgorithmOnTheCutNetworkAgreesWithTheTruncatedProduct) {
