@@ -63,6 +63,7 @@ TEST(MostProbableExplanation, EqualsTheBestOfEveryAssignment) {
             continue;
         }
         const auto explanation = samplenet::mostProbableExplanation(network, evidence);
+        EXPECT_TRUE(explanation.exact);
         EXPECT_NEAR(explanation.logJoint, std::log(best), 1e-9);
         EXPECT_NEAR(explanation.logPosterior, std::log(best / total), 1e-9);
         // The assignment returned is one that reaches the maximum.
