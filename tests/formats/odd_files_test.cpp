@@ -4,7 +4,6 @@
 #include <unistd.h>
 #include <zlib.h>
 
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <functional>
