@@ -67,13 +67,6 @@ TEST(NetworkFiles, ReportsUnreadableFilesAndUnknownExtensions) {
               unwritable + ": cannot write file: No such file or directory");
 }
 
-TEST(NetworkFiles, PrefixesModelErrorsWithThePath) {
-    const std::string path = scratchPath("loop.bif");
-    writeFile(path, "variable A { type discrete [ 2 ] { a, b }; }\n"
-                    "probability ( A | A ) { table 0.5, 0.5, 0.5, 0.5; }\n");
-    EXPECT_EQ(errorOf([&] { readNetwork(path); }), path + ": cycle: A -> A");
-}
-
 TEST(NetworkFiles, RefusesToWriteAMalformedNetwork) {
     Network network;
     network.variables = {{"A", {"a", "b"}, {}, {0.5}, {}}};
