@@ -72,18 +72,14 @@ Network permuted(const Network& network, const std::vector<int>& order) {
     return result;
 }
 
-testing_support::TinyNet toTiny(const Network& network) {
-    testing_support::TinyNet tiny;
-    for (const auto& variable : network.variables) tiny.add(variable.stateCount(), variable.parents, variable.table);
-    return tiny;
-}
-
 testing_support::ExactAnswer enumerate(const Network& network, const Evidence& evidence) {
     std::vector<int> hard(network.size(), -1);
     for (const auto& [v, state] : evidence.hard) hard[v] = state;
     std::vector<std::vector<double>> likelihood(network.size());
     for (const auto& [v, factors] : evidence.likelihood) likelihood[v] = factors;
-    return testing_support::enumerate(toTiny(network), hard, likelihood);
+    testing_support::TinyNet tiny;
+    for (const auto& variable : network.variables) tiny.add(variable.stateCount(), variable.parents, variable.table);
+    return testing_support::enumerate(tiny, hard, likelihood);
 }
 
 Evidence randomEvidence(const Network& network, std::mt19937& rng, int hardCount, int likelihoodCount) {

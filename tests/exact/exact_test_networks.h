@@ -26,7 +26,6 @@ samplenet::Network randomNetwork(unsigned seed, int variableCount, int maxStates
 // variable order[i].
 samplenet::Network permuted(const samplenet::Network& network, const std::vector<int>& order);
 
-testing_support::TinyNet toTiny(const samplenet::Network& network);
 testing_support::ExactAnswer enumerate(const samplenet::Network& network, const samplenet::Evidence& evidence);
 
 // Hard evidence on `hardCount` random variables and likelihood evidence on
