@@ -29,10 +29,8 @@ using namespace samplenet;
 using testing_support::messageOf;
 namespace fs = std::filesystem;
 
-Network alarm() { return readNetwork(std::string(SAMPLENET_TEST_DATA) + "/networks/alarm.bif.gz"); }
-
 TEST(EvidenceCases, LikelyAreForwardSamplesAndUnlikelyStayBelowTheBound) {
-    const Network network = alarm();
+    const Network network = readNetwork(SAMPLENET_TEST_DATA "/networks/alarm.bif.gz");
     const JunctionTree exact(network);
     CaseOptions options;
     options.likelyCases = 4;
