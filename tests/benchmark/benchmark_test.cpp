@@ -106,6 +106,9 @@ TEST(AccuracyBenchmark, MeasuresDistancesToTheExactPosteriors) {
     EXPECT_GE(*targeted.rows[2].targetMetShare, 0.5);
 }
 
+// A bundled instance, with its evidence and published marginals beside it.
+const std::string kPromedus = SAMPLENET_TEST_DATA "/uai2014/Promedus_24.uai";
+
 std::string parseErrorOf(const std::string& text) {
     return messageOf<ParseError>([&] { readReferenceMarginals(text, "ref.MAR"); });
 }
@@ -164,11 +167,10 @@ TEST(MarginalComparison, LargestErrorOverReportedEntriesHellingerOverUnobserved)
 
 TEST(UaiBenchmark, ExactAgreesWithThePublishedMarginalsAndFailuresAreRecorded) {
     const testing_support::ScratchFolder folder;
-    const std::string source = std::string(SAMPLENET_TEST_DATA) + "/uai2014/Promedus_24.uai";
     for (const std::string suffix : {"", ".evid", ".MAR"})
-        fs::copy_file(source + suffix, folder.file("Promedus_24.uai" + suffix));
+        fs::copy_file(kPromedus + suffix, folder.file("Promedus_24.uai" + suffix));
     // Not an instance: no reference beside it.
-    fs::copy_file(source, folder.file("Lone.uai"));
+    fs::copy_file(kPromedus, folder.file("Lone.uai"));
 
     const std::vector<UaiInstance> instances = readUaiInstances(folder.path().string());
     ASSERT_EQ(instances.size(), 1u);
@@ -227,9 +229,8 @@ TEST(UaiBenchmark, ExactAgreesWithThePublishedMarginalsAndFailuresAreRecorded) {
 
 TEST(UaiBenchmark, AMarginalsFileOfAnotherShapeIsAnErrorNamingIt) {
     const testing_support::ScratchFolder folder;
-    const std::string source = std::string(SAMPLENET_TEST_DATA) + "/uai2014/Promedus_24.uai";
-    fs::copy_file(source, folder.file("Promedus_24.uai"));
-    fs::copy_file(source + ".evid", folder.file("Promedus_24.uai.evid"));
+    for (const std::string suffix : {"", ".evid"})
+        fs::copy_file(kPromedus + suffix, folder.file("Promedus_24.uai" + suffix));
     std::ofstream(folder.file("Promedus_24.uai.MAR")) << "MAR 1 2 0.5 0.5\n";
     try {
         readUaiInstances(folder.path().string());
