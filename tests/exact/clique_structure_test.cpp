@@ -225,10 +225,6 @@ TEST(CliqueStructure, RefusesTablesAboveTheMemoryLimit) {
     EXPECT_EQ(unlimited.variablesEliminated, big.size());
     EXPECT_GE(unlimited.largestCliqueVariables, 30);
     EXPECT_GT(unlimited.estimatedBytes, std::size_t{16} << 30);
-    const auto stats = samplenet::estimateCliques(big);
-    EXPECT_TRUE(stats.exceedsLimit);
-    EXPECT_EQ(stats.limitBytes, std::size_t{4} << 30);
-    EXPECT_LT(stats.variablesEliminated, big.size());
     const std::string message =
         testing_support::messageOf<samplenet::ExactMemoryError>([&] { samplenet::JunctionTree tree(big); });
     EXPECT_TRUE(message.starts_with("exact inference needs more than the limit of 4 GiB for its clique tables "

@@ -16,31 +16,11 @@
 namespace {
 
 using exact_testing::addVariable;
+using exact_testing::expectAnswers;
 using samplenet::Evidence;
 using samplenet::ExactResult;
 using samplenet::inferExactly;
 using samplenet::Network;
-
-constexpr double tolerance = 1e-12;
-
-// The queried posteriors agree with the reference and the others are left
-// out; the probability of the evidence agrees in log space.
-void expectAnswers(const ExactResult& result, const std::vector<std::vector<double>>& posteriors,
-                   double logProbability, const std::vector<int>& queried) {
-    EXPECT_NEAR(result.logProbabilityOfEvidence, logProbability, tolerance * std::max(1.0, std::abs(logProbability)));
-    ASSERT_EQ(result.posteriors.size(), posteriors.size());
-    std::vector<char> asked(posteriors.size(), queried.empty());
-    for (int v : queried) asked[v] = 1;
-    for (std::size_t v = 0; v < posteriors.size(); ++v) {
-        if (!asked[v]) {
-            EXPECT_TRUE(result.posteriors[v].empty()) << "variable " << v << " was not queried";
-            continue;
-        }
-        ASSERT_EQ(result.posteriors[v].size(), posteriors[v].size()) << "variable " << v;
-        for (std::size_t s = 0; s < posteriors[v].size(); ++s)
-            EXPECT_NEAR(result.posteriors[v][s], posteriors[v][s], tolerance) << "variable " << v << " state " << s;
-    }
-}
 
 // All variables, one, a random third, and the observed ones alone.
 std::vector<std::vector<int>> queries(const Network& network, const Evidence& evidence, std::mt19937& rng) {
@@ -59,12 +39,7 @@ TEST(ExactQuery, AgreesWithEnumerationForEveryKindOfQueryAndEvidence) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         const Network network = exact_testing::randomNetwork(seed, 7 + seed % 5, 2 + seed % 3);
         std::mt19937 rng(seed);
-        const std::vector<Evidence> cases{{},
-                                          exact_testing::randomEvidence(network, rng, 1, 0),
-                                          exact_testing::randomEvidence(network, rng, 4, 0),
-                                          exact_testing::randomEvidence(network, rng, 0, 3),
-                                          exact_testing::randomEvidence(network, rng, 3, 3)};
-        for (const Evidence& evidence : cases) {
+        for (const Evidence& evidence : exact_testing::evidenceCases(network, seed)) {
             const auto truth = exact_testing::enumerate(network, evidence);
             for (const auto& queried : queries(network, evidence, rng))
                 expectAnswers(inferExactly(network, evidence, queried), truth.posteriors,

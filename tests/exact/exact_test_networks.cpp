@@ -1,5 +1,7 @@
 #include "tests/exact/exact_test_networks.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -70,18 +72,14 @@ Network permuted(const Network& network, const std::vector<int>& order) {
     return result;
 }
 
-testing_support::TinyNet toTiny(const Network& network) {
-    testing_support::TinyNet tiny;
-    for (const auto& variable : network.variables) tiny.add(variable.stateCount(), variable.parents, variable.table);
-    return tiny;
-}
-
 testing_support::ExactAnswer enumerate(const Network& network, const Evidence& evidence) {
     std::vector<int> hard(network.size(), -1);
     for (const auto& [v, state] : evidence.hard) hard[v] = state;
     std::vector<std::vector<double>> likelihood(network.size());
     for (const auto& [v, factors] : evidence.likelihood) likelihood[v] = factors;
-    return testing_support::enumerate(toTiny(network), hard, likelihood);
+    testing_support::TinyNet tiny;
+    for (const auto& variable : network.variables) tiny.add(variable.stateCount(), variable.parents, variable.table);
+    return testing_support::enumerate(tiny, hard, likelihood);
 }
 
 Evidence randomEvidence(const Network& network, std::mt19937& rng, int hardCount, int likelihoodCount) {
@@ -99,6 +97,29 @@ Evidence randomEvidence(const Network& network, std::mt19937& rng, int hardCount
         for (int s = 0; s < network.variables[v].stateCount(); ++s) evidence.likelihood[v].push_back(factor(rng));
     }
     return evidence;
+}
+
+std::vector<Evidence> evidenceCases(const Network& network, unsigned seed) {
+    std::mt19937 rng(seed);
+    return {{}, randomEvidence(network, rng, 3, 0), randomEvidence(network, rng, 0, 2), randomEvidence(network, rng, 2, 3)};
+}
+
+void expectAnswers(const samplenet::ExactResult& result, const std::vector<std::vector<double>>& posteriors,
+                   double logProbability, const std::vector<int>& queried) {
+    constexpr double tolerance = 1e-12;
+    EXPECT_NEAR(result.logProbabilityOfEvidence, logProbability, tolerance * std::max(1.0, std::abs(logProbability)));
+    ASSERT_EQ(result.posteriors.size(), posteriors.size());
+    std::vector<char> asked(posteriors.size(), queried.empty());
+    for (int v : queried) asked[v] = 1;
+    for (std::size_t v = 0; v < posteriors.size(); ++v) {
+        if (!asked[v]) {
+            EXPECT_TRUE(result.posteriors[v].empty()) << "variable " << v << " was not queried";
+            continue;
+        }
+        ASSERT_EQ(result.posteriors[v].size(), posteriors[v].size()) << "variable " << v;
+        for (std::size_t s = 0; s < posteriors[v].size(); ++s)
+            EXPECT_NEAR(result.posteriors[v][s], posteriors[v][s], tolerance) << "variable " << v << " state " << s;
+    }
 }
 
 }  // namespace exact_testing

@@ -3,6 +3,7 @@
 #include <random>
 #include <vector>
 
+#include "lib/exact/junction_tree.h"
 #include "lib/model/evidence.h"
 #include "lib/model/network.h"
 #include "tests/support/brute_force.h"
@@ -25,7 +26,6 @@ samplenet::Network randomNetwork(unsigned seed, int variableCount, int maxStates
 // variable order[i].
 samplenet::Network permuted(const samplenet::Network& network, const std::vector<int>& order);
 
-testing_support::TinyNet toTiny(const samplenet::Network& network);
 testing_support::ExactAnswer enumerate(const samplenet::Network& network, const samplenet::Evidence& evidence);
 
 // Hard evidence on `hardCount` random variables and likelihood evidence on
@@ -33,5 +33,14 @@ testing_support::ExactAnswer enumerate(const samplenet::Network& network, const 
 // on the same variables when both are asked for.
 samplenet::Evidence randomEvidence(const samplenet::Network& network, std::mt19937& rng, int hardCount,
                                    int likelihoodCount);
+
+// No evidence, hard, likelihood, both together, and both on one variable.
+std::vector<samplenet::Evidence> evidenceCases(const samplenet::Network& network, unsigned seed);
+
+// The posteriors of `queried` (all when it is empty) agree with the
+// reference and the others are left out; the probability of the evidence
+// agrees in log space.
+void expectAnswers(const samplenet::ExactResult& result, const std::vector<std::vector<double>>& posteriors,
+                   double logProbability, const std::vector<int>& queried = {});
 
 }  // namespace exact_testing

@@ -22,22 +22,7 @@ void expectAgreesWithEnumeration(const JunctionTree& tree, const Network& networ
     const auto truth = exact_testing::enumerate(network, evidence);
     const auto result = tree.infer(evidence);
     EXPECT_NEAR(result.probabilityOfEvidence, truth.probabilityOfEvidence, tolerance * truth.probabilityOfEvidence);
-    EXPECT_NEAR(result.logProbabilityOfEvidence, std::log(truth.probabilityOfEvidence), tolerance);
-    ASSERT_EQ(result.posteriors.size(), truth.posteriors.size());
-    for (std::size_t v = 0; v < truth.posteriors.size(); ++v) {
-        ASSERT_EQ(result.posteriors[v].size(), truth.posteriors[v].size());
-        for (std::size_t s = 0; s < truth.posteriors[v].size(); ++s)
-            EXPECT_NEAR(result.posteriors[v][s], truth.posteriors[v][s], tolerance) << "variable " << v << " state " << s;
-    }
-}
-
-// No evidence, hard, likelihood, both together, and both on one variable.
-std::vector<Evidence> evidenceCases(const Network& network, unsigned seed) {
-    std::mt19937 rng(seed);
-    return {{},
-            exact_testing::randomEvidence(network, rng, 3, 0),
-            exact_testing::randomEvidence(network, rng, 0, 2),
-            exact_testing::randomEvidence(network, rng, 2, 3)};
+    exact_testing::expectAnswers(result, truth.posteriors, std::log(truth.probabilityOfEvidence));
 }
 
 // Observes two variables in three, each in its least likely state given the
@@ -60,7 +45,7 @@ TEST(JunctionTree, AgreesWithEnumerationOnHandBuiltNetworks) {
     for (const Network& network :
          {exact_testing::chain(6), exact_testing::loopy(), exact_testing::polytree(), components}) {
         const JunctionTree tree(network);
-        for (const Evidence& evidence : evidenceCases(network, 7)) expectAgreesWithEnumeration(tree, network, evidence);
+        for (const Evidence& evidence : exact_testing::evidenceCases(network, 7)) expectAgreesWithEnumeration(tree, network, evidence);
         expectAgreesWithEnumeration(tree, network, unlikelyEvidence(network));
     }
 }
@@ -71,7 +56,7 @@ TEST(JunctionTree, AgreesWithEnumerationOnRandomNetworks) {
         const Network network = seed % 2 ? exact_testing::randomNetwork(seed, 8, 4)
                                          : exact_testing::randomNetwork(seed, 10, 3);
         const JunctionTree tree(network);
-        for (const Evidence& evidence : evidenceCases(network, seed)) expectAgreesWithEnumeration(tree, network, evidence);
+        for (const Evidence& evidence : exact_testing::evidenceCases(network, seed)) expectAgreesWithEnumeration(tree, network, evidence);
         const Evidence unlikely = unlikelyEvidence(network);
         expectAgreesWithEnumeration(tree, network, unlikely);
         EXPECT_LT(tree.infer(unlikely).probabilityOfEvidence, 1e-6);
@@ -86,7 +71,7 @@ TEST(JunctionTree, ResultsDoNotDependOnTheOrderVariablesAreListed) {
     for (int round = 0; round < 3; ++round) {
         std::shuffle(order.begin(), order.end(), rng);
         const Network shuffled = exact_testing::permuted(network, order);
-        for (const Evidence& evidence : evidenceCases(network, 20 + round)) {
+        for (const Evidence& evidence : exact_testing::evidenceCases(network, 20 + round)) {
             // The same observations, keyed by the variables' new positions.
             Evidence moved;
             for (int i = 0; i < network.size(); ++i) {

@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "lib/model/errors.h"
+#include "tests/formats/format_test_support.h"
 #include "tests/support/scratch_folder.h"
 #include "tests/support/error_message.h"
 
@@ -47,16 +46,12 @@ TEST(EvidenceParser, NamesWhatIsWrong) {
 
 TEST(EvidenceParser, ReadsFilesWithCommentsAndReportsLines) {
     const std::string path = testing_support::scratchPath("evidence.txt");
-    {
-        std::ofstream(path) << "# observed today\n\nSmoker=yes  # asked\nCough=[1, 0, 0]\n";
-    }
+    samplenet::testing_formats::writeFile(path, "# observed today\n\nSmoker=yes  # asked\nCough=[1, 0, 0]\n");
     const Evidence evidence = samplenet::readEvidenceFile(smokerNetwork(), path);
     EXPECT_EQ(evidence.hard, (std::map<int, int>{{0, 0}}));
     EXPECT_EQ(evidence.likelihood.at(1), (std::vector<double>{1.0, 0.0, 0.0}));
 
-    {
-        std::ofstream(path) << "Smoker=yes\n\nCough=awful\n";
-    }
+    samplenet::testing_formats::writeFile(path, "Smoker=yes\n\nCough=awful\n");
     EXPECT_EQ(testing_support::messageOf<samplenet::EvidenceError>([&] { samplenet::readEvidenceFile(smokerNetwork(), path); }),
               path + ":3: unknown state \"awful\" of \"Cough\"; valid states: none, mild, bad");
 

@@ -44,7 +44,6 @@ TEST(NetworkFiles, ReadsPlainAndGzipFilesAlike) {
     const std::string written = scratchPath("coin-written.bif");
     writeNetwork(readNetwork(compressed), written);
     EXPECT_EQ(fileContents(written).substr(0, 8), "network ");
-    for (const auto& path : {compressed, misnamed, written}) std::filesystem::remove(path);
 }
 
 TEST(NetworkFiles, ReportsUnreadableFilesAndUnknownExtensions) {
@@ -56,26 +55,16 @@ TEST(NetworkFiles, ReportsUnreadableFilesAndUnknownExtensions) {
     const std::string directory = scratchPath("folder.bif");
     std::filesystem::create_directory(directory);
     EXPECT_EQ(errorOf([&] { readNetwork(directory); }), directory + ": cannot read file: Is a directory");
-    std::filesystem::remove(directory);
 
     const std::string corrupt = scratchPath("corrupt.bif.gz");
     writeFile(corrupt, std::string("\x1f\x8b\x08\x00garbage-after-a-gzip-header", 31));
     EXPECT_NE(errorOf([&] { readNetwork(corrupt); }).find(corrupt + ": cannot read file: "), std::string::npos);
-    std::filesystem::remove(corrupt);
 
     EXPECT_EQ(errorOf([&] { readNetwork("network.dsc"); }),
               "network.dsc: unknown file extension, expected .bif, .xml, .xmlbif, .net or .uai, optionally followed by .gz");
     const std::string unwritable = scratchPath("no-such-folder") + "/network.bif";
     EXPECT_EQ(errorOf([&] { writeNetwork(Network{}, unwritable); }),
               unwritable + ": cannot write file: No such file or directory");
-}
-
-TEST(NetworkFiles, PrefixesModelErrorsWithThePath) {
-    const std::string path = scratchPath("loop.bif");
-    writeFile(path, "variable A { type discrete [ 2 ] { a, b }; }\n"
-                    "probability ( A | A ) { table 0.5, 0.5, 0.5, 0.5; }\n");
-    EXPECT_EQ(errorOf([&] { readNetwork(path); }), path + ": cycle: A -> A");
-    std::filesystem::remove(path);
 }
 
 TEST(NetworkFiles, RefusesToWriteAMalformedNetwork) {

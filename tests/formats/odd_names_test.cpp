@@ -43,18 +43,13 @@ Network oddlyNamed(const std::vector<std::string>& names) {
 
 TEST(OddNames, EveryFormatReadsBackTheNamesItWrote) {
     const Network original = oddlyNamed(kOddNames);
-    for (const char* extension : {".bif", ".xml", ".net", ".net.gz"}) {
-        SCOPED_TRACE(extension);
-        const std::string path = scratchPath(std::string("odd") + extension);
-        writeNetwork(original, path);
-        expectSameNetwork(original, readNetwork(path));
-        std::filesystem::remove(path);
-    }
     // UAI keeps no names, only the structure and tables.
-    const std::string path = scratchPath("odd.uai");
-    writeNetwork(original, path);
-    expectSameNetwork(original, readNetwork(path), false);
-    std::filesystem::remove(path);
+    for (const std::string extension : {".bif", ".xml", ".net", ".net.gz", ".uai"}) {
+        SCOPED_TRACE(extension);
+        const std::string path = scratchPath("odd" + extension);
+        writeNetwork(original, path);
+        expectSameNetwork(original, readNetwork(path), extension != ".uai");
+    }
 }
 
 // BIF and NET strings have no escape for '"': such names are refused

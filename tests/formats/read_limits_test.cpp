@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <zlib.h>
-
 #include <string>
 
 #include "lib/formats/bif.h"
@@ -10,6 +8,7 @@
 #include "lib/formats/uai.h"
 #include "lib/formats/xmlbif.h"
 #include "tests/formats/format_test_support.h"
+#include "tests/support/scratch_folder.h"
 
 namespace samplenet {
 namespace {
@@ -66,19 +65,11 @@ TEST(ReadLimits, TablesAreMeasuredBeforeTheyAreAllocated) {
               3);
 }
 
+// The bytes of `text` as the writer compresses it.
 std::string gzip(const std::string& text) {
-    uLongf size = compressBound(static_cast<uLong>(text.size())) + 32;
-    std::string out(size, '\0');
-    z_stream stream{};
-    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-    stream.avail_in = static_cast<uInt>(text.size());
-    stream.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    deflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
-    deflateEnd(&stream);
-    return out;
+    const std::string path = testing_support::scratchPath("text.gz");
+    writeTextFile(path, text, true);
+    return testing_support::fileContents(path);
 }
 
 TEST(Decompression, JoinsMembersAndRefusesBombsTruncationAndTrailingData) {

@@ -49,20 +49,14 @@ class RoundTrip : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(RoundTrip, EveryWriterAndReaderPreservesTheNetwork) {
     const Network original = readNetwork(kNetworks + GetParam() + ".bif.gz");
-    for (const char* extension : {".bif", ".xml", ".net", ".bif.gz"}) {
+    // UAI keeps no names: it regenerates them, so only the rest is compared.
+    for (const std::string extension : {".bif", ".xml", ".net", ".bif.gz", ".uai"}) {
         SCOPED_TRACE(extension);
         const std::string path = scratchPath(GetParam() + extension);
         writeNetwork(original, path);
-        expectSameNetwork(original, readNetwork(path));
+        expectSameNetwork(original, readNetwork(path), extension != ".uai");
         std::filesystem::remove(path);
     }
-    const std::string path = scratchPath(GetParam() + ".uai");
-    writeNetwork(original, path);
-    const Network fromUai = readNetwork(path);
-    std::filesystem::remove(path);
-    expectSameNetwork(original, fromUai, false);
-    EXPECT_EQ(fromUai.variables.back().name, "v" + std::to_string(original.size() - 1));
-    EXPECT_EQ(fromUai.variables.front().states.back(), "s" + std::to_string(original.variables.front().stateCount() - 1));
 }
 
 std::vector<std::string> networkNames() {

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <random>
 
+#include "tests/impact/network_enumeration.h"
+
 namespace {
 
 using samplenet::EstimatedDistribution;
@@ -31,24 +33,12 @@ Split split(const Joint& joint) {
     return s;
 }
 
-double directMutualInformation(const Joint& joint) {
-    const Split s = split(joint);
-    double information = 0.0;
-    for (const auto& row : joint) {
-        double pc = 0.0;
-        for (double p : row) pc += p;
-        for (std::size_t t = 0; t < row.size(); ++t)
-            if (row[t] > 0) information += row[t] * std::log2(row[t] / (pc * s.target.probabilities[t]));
-    }
-    return information;
-}
-
 TEST(InformationMeasures, MutualInformationAndTargetGivenStateFollowTheJoint) {
     // The candidate's third state never occurs, nor the target's last.
     const Joint joint{{0.30, 0.05, 0.0}, {0.10, 0.55, 0.0}, {0.0, 0.0, 0.0}};
     const Split s = split(joint);
     const auto information = samplenet::candidateInformation(s.target, s.given);
-    EXPECT_NEAR(information.mutualInformationBits, directMutualInformation(joint), 1e-12);
+    EXPECT_NEAR(information.mutualInformationBits, impact_testing::mutualInformation(joint), 1e-12);
     EXPECT_NEAR(information.candidate.probabilities[0], 0.35, 1e-12);
     EXPECT_NEAR(information.targetGiven[1].probabilities[1], 0.55 / 0.65, 1e-12);
     EXPECT_EQ(information.targetGiven[1].probabilities[2], 0.0);
@@ -89,7 +79,7 @@ EstimatedDistribution drawn(const std::vector<double>& distribution, int draws, 
 // against its actual root mean square error.
 std::pair<double, double> reportedAndActualError(const Joint& joint, int draws) {
     const Split truth = split(joint);
-    const double exact = directMutualInformation(joint);
+    const double exact = impact_testing::mutualInformation(joint);
     std::mt19937 generator(5);
     double reported = 0.0;
     double squares = 0.0;

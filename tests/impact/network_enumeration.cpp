@@ -1,5 +1,7 @@
 #include "tests/impact/network_enumeration.h"
 
+#include <cmath>
+
 #include "lib/formats/formats.h"
 #include "tests/support/brute_force.h"
 
@@ -29,6 +31,21 @@ std::vector<std::vector<double>> pairPosterior(const samplenet::Network& network
     for (auto& row : table)
         for (double& p : row) p /= total;
     return table;
+}
+
+double mutualInformation(const std::vector<std::vector<double>>& joint) {
+    std::vector<double> rows(joint.size(), 0.0);
+    std::vector<double> columns(joint[0].size(), 0.0);
+    for (std::size_t a = 0; a < joint.size(); ++a)
+        for (std::size_t b = 0; b < joint[a].size(); ++b) {
+            rows[a] += joint[a][b];
+            columns[b] += joint[a][b];
+        }
+    double information = 0.0;
+    for (std::size_t a = 0; a < joint.size(); ++a)
+        for (std::size_t b = 0; b < joint[a].size(); ++b)
+            if (joint[a][b] > 0) information += joint[a][b] * std::log2(joint[a][b] / (rows[a] * columns[b]));
+    return information;
 }
 
 }  // namespace impact_testing

@@ -19,4 +19,7 @@ std::vector<std::vector<double>> pairPosterior(const samplenet::Network& network
                                                const std::map<int, int>& fixed,
                                                const std::map<int, std::vector<double>>& likelihood = {});
 
+// Mutual information in bits of a joint table, entry by entry.
+double mutualInformation(const std::vector<std::vector<double>>& joint);
+
 }  // namespace impact_testing
