@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,11 +14,17 @@ namespace {
 
 std::string quoted(const std::string& name) { return "\"" + name + "\""; }
 
-const Variable& evidenceVariable(const Network& network, int v) {
-    if (v < 0 || v >= network.size())
-        throw EvidenceError("evidence on variable index " + std::to_string(v) + ", but the network has " +
-                            std::to_string(network.size()) + " variables");
-    return network.variables[v];
+void checkLikelihood(const std::string& name, int stateCount, const std::vector<double>& likelihood) {
+    if (static_cast<int>(likelihood.size()) != stateCount)
+        throw EvidenceError("likelihood of " + quoted(name) + " has " + std::to_string(likelihood.size()) +
+                            " values; expected one per state (" + std::to_string(stateCount) + ")");
+    bool anyPositive = false;
+    for (double l : likelihood) {
+        if (!std::isfinite(l) || l < 0.0)
+            throw EvidenceError("likelihood of " + quoted(name) + " has an entry that is not a finite non-negative number");
+        anyPositive = anyPositive || l > 0.0;
+    }
+    if (!anyPositive) throw EvidenceError("likelihood of " + quoted(name) + " is zero for every state");
 }
 
 // Domain pruning over the families (a variable with its parents). A family
@@ -131,27 +138,32 @@ private:
 }  // namespace
 
 void checkLikelihood(const Variable& variable, const std::vector<double>& likelihood) {
-    if (static_cast<int>(likelihood.size()) != variable.stateCount())
-        throw EvidenceError("likelihood of " + quoted(variable.name) + " has " + std::to_string(likelihood.size()) +
-                            " values; expected one per state (" + std::to_string(variable.stateCount()) + ")");
-    bool anyPositive = false;
-    for (double l : likelihood) {
-        if (!std::isfinite(l) || l < 0.0)
-            throw EvidenceError("likelihood of " + quoted(variable.name) +
-                                " has an entry that is not a finite non-negative number");
-        anyPositive = anyPositive || l > 0.0;
+    checkLikelihood(variable.name, variable.stateCount(), likelihood);
+}
+
+void checkEvidenceShape(const Evidence& evidence, int variableCount, const std::function<int(int)>& stateCount,
+                        const std::function<std::string(int)>& name) {
+    const auto checkIndex = [&](int v) {
+        if (v < 0 || v >= variableCount)
+            throw EvidenceError("evidence on variable index " + std::to_string(v) + ", but the network has " +
+                                std::to_string(variableCount) + " variables");
+    };
+    for (const auto& [v, state] : evidence.hard) {
+        checkIndex(v);
+        if (state < 0 || state >= stateCount(v))
+            throw EvidenceError("state index " + std::to_string(state) + " of " + quoted(name(v)) +
+                                " is out of range; it has " + std::to_string(stateCount(v)) + " states");
     }
-    if (!anyPositive) throw EvidenceError("likelihood of " + quoted(variable.name) + " is zero for every state");
+    for (const auto& [v, likelihood] : evidence.likelihood) {
+        checkIndex(v);
+        checkLikelihood(name(v), stateCount(v), likelihood);
+    }
 }
 
 void checkEvidenceShape(const Network& network, const Evidence& evidence) {
-    for (const auto& [v, state] : evidence.hard) {
-        const Variable& variable = evidenceVariable(network, v);
-        if (state < 0 || state >= variable.stateCount())
-            throw EvidenceError("state index " + std::to_string(state) + " of " + quoted(variable.name) +
-                                " is out of range; it has " + std::to_string(variable.stateCount()) + " states");
-    }
-    for (const auto& [v, likelihood] : evidence.likelihood) checkLikelihood(evidenceVariable(network, v), likelihood);
+    checkEvidenceShape(
+        evidence, network.size(), [&](int v) { return network.variables[v].stateCount(); },
+        [&](int v) { return network.variables[v].name; });
 }
 
 std::optional<int> findImpossibleVariable(const Network& network, const Evidence& evidence) {

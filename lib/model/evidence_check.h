@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "lib/model/evidence.h"
@@ -16,6 +18,11 @@ void checkLikelihood(const Variable& variable, const std::vector<double>& likeli
 // exist, or a likelihood vector has the wrong length, a negative or
 // non-finite entry, or no positive entry.
 void checkEvidenceShape(const Network& network, const Evidence& evidence);
+
+// The same checks for code that holds no network: `variableCount`
+// variables, variable v with `stateCount(v)` states and called `name(v)`.
+void checkEvidenceShape(const Evidence& evidence, int variableCount, const std::function<int(int)>& stateCount,
+                        const std::function<std::string(int)>& name);
 
 // A variable none of whose states can occur together with the evidence, found
 // by propagating the zero entries of the tables through every family until

@@ -163,7 +163,7 @@ TEST(ExactQuery, RefusesImpossibleEvidenceAndBadQueries) {
     EXPECT_EQ(message({{{0, 0}, {1, 2}}, {}}, {}), impossible);
     EXPECT_EQ(message({{{1, 1}}, {{0, {1.0, 0.0}}}}, {0}), impossible);
     EXPECT_EQ(message({{}, {{1, {0.0, 0.7, 1.0}}, {0, {1.0, 0.0}}}}, {1}), impossible);
-    EXPECT_EQ(message({{{1, 3}}, {}}, {}), "evidence on 'v1' names state index 3, but it has 3 states");
+    EXPECT_EQ(message({{{1, 3}}, {}}, {}), "state index 3 of \"v1\" is out of range; it has 3 states");
     EXPECT_EQ(message({}, {2}), "queried variable index 2 is out of range");
 }
 

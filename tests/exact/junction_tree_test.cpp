@@ -142,10 +142,10 @@ TEST(JunctionTree, RefusesImpossibleAndMalformedEvidence) {
     EXPECT_EQ(message({}, {{1, {0.0, 0.7, 1.0}}, {0, {1.0, 0.0}}}), impossible);
     EXPECT_EQ(message({{1, 0}}, {{1, {0.0, 1.0, 1.0}}}), impossible);
     EXPECT_EQ(message({{2, 0}}), "evidence on variable index 2, but the network has 2 variables");
-    EXPECT_EQ(message({{1, 3}}), "evidence on 'v1' names state index 3, but it has 3 states");
-    EXPECT_EQ(message({}, {{0, {1.0}}}), "likelihood evidence on 'v0' has 1 weights, but it has 2 states");
-    EXPECT_EQ(message({}, {{0, {1.0, -0.5}}}), "likelihood evidence on 'v0' has a negative or non-finite weight");
-    EXPECT_EQ(message({}, {{0, {0.0, 0.0}}}), "likelihood evidence on 'v0' gives every state weight 0");
+    EXPECT_EQ(message({{1, 3}}), "state index 3 of \"v1\" is out of range; it has 3 states");
+    EXPECT_EQ(message({}, {{0, {1.0}}}), "likelihood of \"v0\" has 1 values; expected one per state (2)");
+    EXPECT_EQ(message({}, {{0, {1.0, -0.5}}}), "likelihood of \"v0\" has an entry that is not a finite non-negative number");
+    EXPECT_EQ(message({}, {{0, {0.0, 0.0}}}), "likelihood of \"v0\" is zero for every state");
     // The tree is still usable after refusing.
     EXPECT_NEAR(tree.infer(Evidence{{{1, 0}}, {}}).posteriors[0][0], 0.4 / (0.4 + 0.6 * 0.2), tolerance);
 }
