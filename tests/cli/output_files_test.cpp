@@ -19,21 +19,13 @@ std::size_t entries(const fs::path& directory) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), {}));
 }
 
-std::string smokerCases(const fs::path& directory, int rows) {
-    const std::string path = (directory / "cases.csv").string();
-    std::ofstream out(path);
-    out << "Smoker,Cough\n";
-    for (int i = 0; i < rows; ++i) out << (i % 2 ? "yes,\n" : ",no\n");
-    return path;
-}
-
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
 const std::string kAlarm = std::string(SAMPLENET_TEST_DATA) + "/networks/alarm.bif.gz";
 
 TEST(OutputFiles, EveryCommandWritesThroughALinkAndRefusesAReadOnlyFile) {
     const testing_support::ScratchFolder scratch;
     const fs::path& directory = scratch.path();
-    const std::string cases = smokerCases(directory, 4);
+    const std::string cases = cli_testing::smokerCases((directory / "cases.csv").string(), 4);
     struct Command {
         std::string output;
         std::vector<std::string> arguments;
@@ -74,7 +66,7 @@ TEST(OutputFiles, EveryCommandWritesThroughALinkAndRefusesAReadOnlyFile) {
 TEST(OutputFiles, AFailedWriteLeavesThePreviousFileAndNoTemporaryOne) {
     const testing_support::ScratchFolder scratch;
     const fs::path& directory = scratch.path();
-    const std::string cases = smokerCases(directory, 400);
+    const std::string cases = cli_testing::smokerCases((directory / "cases.csv").string(), 400);
     const std::string output = (directory / "out.csv").string();
     const std::string network = (directory / "out.bif").string();
     std::ofstream(output) << "old rows";
@@ -97,11 +89,8 @@ TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
     const fs::path& directory = scratch.path();
     const std::vector<std::string> run = {"infer", kAsia, "-a", "exact", "-e", "smoke=yes"};
     auto withOutput = [&](const std::string& name) { return cli_testing::with(run, {"-o", (directory / name).string()}); };
-    for (const char* name : {"p.txt", "p.json", "p.csv", "p.html"}) {
-        const auto written = runSamplenet(withOutput(name));
-        EXPECT_EQ(written.exitCode, 0) << name << ": " << written.err;
-        EXPECT_EQ(written.out, "") << name;
-    }
+    for (const char* name : {"p.txt", "p.json", "p.csv", "p.html"})
+        EXPECT_EQ(cli_testing::runSamplenetOut(withOutput(name)), "") << name;
     // The same report as on standard output, but for the time taken.
     EXPECT_EQ(fileContents((directory / "p.csv").string()), runSamplenet(cli_testing::with(run, {"--format", "csv"})).out);
     const auto json = cli_testing::with(run, {"--format", "json"});
@@ -115,20 +104,15 @@ TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
     EXPECT_NE(fileContents((directory / "p.html").string()).find("<html"), std::string::npos);
 
     // Refused before anything runs, and nothing written.
-    const auto unknown = runSamplenet(withOutput("p.xml"));
-    EXPECT_EQ(unknown.exitCode, 1);
-    EXPECT_NE(unknown.err.find("should end in .txt, .json, .csv or .html"), std::string::npos) << unknown.err;
-    const auto clashed = runSamplenet(cli_testing::with(withOutput("q.csv"), {"--format", "json"}));
-    EXPECT_EQ(clashed.exitCode, 1);
-    EXPECT_NE(clashed.err.find("--format json does not match the extension of -o"), std::string::npos) << clashed.err;
+    cli_testing::expectRefusal(runSamplenet(withOutput("p.xml")), "should end in .txt, .json, .csv or .html");
+    cli_testing::expectRefusal(runSamplenet(cli_testing::with(withOutput("q.csv"), {"--format", "json"})),
+                               "--format json does not match the extension of -o");
     EXPECT_EQ(runSamplenet(cli_testing::with(withOutput("q.json"), {"--format", "json"})).exitCode, 0);
     EXPECT_EQ(entries(directory), 5u);
 }
 
 TEST(StandardOutput, EveryCommandFailsWhenItsOutputCannotBeWritten) {
-    const testing_support::ScratchFolder scratch;
-    const fs::path& directory = scratch.path();
-    const std::string cases = smokerCases(directory, 400);
+    const std::string cases = cli_testing::smokerCases(testing_support::scratchPath("cases.csv"), 400);
     const std::vector<std::vector<std::string>> commands = {
         {"infer"},
         {"infer", "--format", "json"},
