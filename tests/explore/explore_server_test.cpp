@@ -25,17 +25,22 @@ std::string errorOf(const httplib::Result& result) {
     return nlohmann::json::parse(result->body).at("error").get<std::string>();
 }
 
-// Writes raw bytes to the server and returns what it answers.
-std::string rawExchange(int port, const std::string& bytes) {
+// A socket connected to the server on loopback, or -1.
+int connectedSocket(int port) {
     const int fd = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-        close(fd);
-        return "";
-    }
+    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return fd;
+    close(fd);
+    return -1;
+}
+
+// Writes raw bytes to the server and returns what it answers.
+std::string rawExchange(int port, const std::string& bytes) {
+    const int fd = connectedSocket(port);
+    if (fd < 0) return "";
     (void)!write(fd, bytes.data(), bytes.size());
     shutdown(fd, SHUT_WR);
     std::string answer;
@@ -142,12 +147,8 @@ TEST_F(ExploreServerTest, ThePageAnswersWhileSlowClientsHoldConnections) {
     const auto opened = std::chrono::steady_clock::now();
     std::vector<int> slow;
     for (int i = 0; i < 30; ++i) {
-        const int fd = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(server.port()));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const int fd = connectedSocket(server.port());
+        ASSERT_GE(fd, 0);
         const std::string start = "POST /api/posteriors HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.port()) + "\r\n";
         ASSERT_EQ(write(fd, start.data(), start.size()), static_cast<ssize_t>(start.size()));
         slow.push_back(fd);

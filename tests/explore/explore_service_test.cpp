@@ -11,8 +11,6 @@
 #include "lib/explore/explore_request.h"
 #include "lib/formats/formats.h"
 #include "lib/formats/evidence_parser.h"
-#include "lib/model/errors.h"
-#include "tests/support/error_message.h"
 
 namespace samplenet {
 namespace {
@@ -76,10 +74,6 @@ TEST(ExploreService, RefusesBadRequestsWithTheirStatusAndMessage) {
             EXPECT_FALSE(reply.allow.empty());
         }
     }
-    // The same messages as the command line's -e.
-    Evidence evidence;
-    EXPECT_EQ(errorOf(service.handle("POST", "/api/posteriors", R"({"evidence": ["asia=maybe"]})")),
-              testing_support::messageOf<EvidenceError>([&] { addEvidenceAssignment(asia(), "asia=maybe", evidence); }));
     EXPECT_EQ(service.handle("POST", "/api/posteriors", R"({"evidence": []})").status, 200);
     EXPECT_EQ(service.handle("GET", "/api/network", "").status, 200);
 }
