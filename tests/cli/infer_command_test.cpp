@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "tests/cli/run_samplenet.h"
 #include "tests/support/scratch_folder.h"
@@ -37,18 +36,16 @@ Posteriors fromJson(const std::string& text) {
 }
 
 Posteriors fromCsv(const std::string& text) {
-    std::istringstream lines(text);
-    std::string line;
-    std::getline(lines, line);
+    const std::vector<std::string> lines = cli_testing::split(text);
     // The samplers add each entry's standard error, all but lbp P(evidence).
-    EXPECT_TRUE(line == "node,state,probability" || line == "node,state,probability,ln_probability_of_evidence" ||
-                line == "node,state,probability,standard_error,ln_probability_of_evidence")
-        << line;
+    EXPECT_TRUE(lines.at(0) == "node,state,probability" ||
+                lines.at(0) == "node,state,probability,ln_probability_of_evidence" ||
+                lines.at(0) == "node,state,probability,standard_error,ln_probability_of_evidence")
+        << lines.at(0);
     Posteriors posteriors;
-    while (std::getline(lines, line)) {
-        const auto first = line.find(',');
-        const auto second = line.find(',', first + 1);
-        posteriors[line.substr(0, first)].push_back(std::stod(line.substr(second + 1)));
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        const std::vector<std::string> cells = cli_testing::split(lines[i], ',');
+        posteriors[cells.at(0)].push_back(std::stod(cells.at(2)));
     }
     return posteriors;
 }

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -31,13 +30,11 @@ TEST(Interventions, EveryOutputOfInferNamesThemAndTheirCausesStayPut) {
     EXPECT_EQ(impact["interventions"], json({{"lung", "no"}}));
     for (const json& candidate : impact["candidates"]) EXPECT_NE(candidate["node"], "lung");
 
-    std::istringstream rows(cli_testing::runSamplenetOut({"sample", kAsia, "-n", "200", "--seed", "1", "--do", "tub=yes"}));
-    std::string row;
-    std::getline(rows, row);
-    ASSERT_EQ(row.substr(0, 9), "asia,tub,");
-    int count = 0;
-    for (; std::getline(rows, row); ++count) EXPECT_EQ(row.substr(row.find(',') + 1, 4), "yes,") << row;
-    EXPECT_EQ(count, 200);
+    const auto rows =
+        cli_testing::split(cli_testing::runSamplenetOut({"sample", kAsia, "-n", "200", "--seed", "1", "--do", "tub=yes"}));
+    ASSERT_EQ(rows.size(), 1u + 200u);
+    ASSERT_EQ(rows[0].substr(0, 9), "asia,tub,");
+    for (std::size_t r = 1; r < rows.size(); ++r) EXPECT_EQ(rows[r].substr(rows[r].find(',') + 1, 4), "yes,") << rows[r];
 }
 
 TEST(Interventions, BatchAppliesThemToEveryCaseAndRefusesAColumnTheySet) {
