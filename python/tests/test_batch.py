@@ -85,6 +85,8 @@ def test_bad_header_or_arguments_fail_before_any_case(asia):
         asia.infer_many(pd.DataFrame({"asia": ["yes"]}), on_error="ignore")
     with pytest.raises(samplenet.OptionError, match="unknown node 'nope' in query"):
         asia.infer_many(pd.DataFrame({"asia": ["yes"]}), query=["nope"])
+    with pytest.raises(samplenet.OptionError, match="seed"):
+        asia.infer_many(pd.DataFrame({"asia": ["yes"]}), seed=-1)
 
 
 def test_numeric_state_names_survive_pandas_reading_them_as_floats(tmp_path):

@@ -1,5 +1,4 @@
 import itertools
-import math
 import pickle
 
 import numpy as np
@@ -75,15 +74,10 @@ def test_a_query_computes_only_its_nodes_with_the_same_numbers(alarm):
     for node in ("HR", "CO"):
         np.testing.assert_array_equal(part[node], full[node])
         np.testing.assert_array_equal(part.standard_errors[node], full.standard_errors[node])
+    # The bound covers every posterior's 95% interval.
+    assert full.sampling.error_bound >= 1.96 * max(errors.max() for errors in full.standard_errors.values())
     with pytest.raises(ValueError, match="computed only its query"):
         part.picture(["HYPOVOLEMIA"])
-
-
-def test_sampling_results_carry_their_error_bound(alarm):
-    result = alarm.infer(evidence={"BP": "LOW"}, algorithm="epis", samples=3000, seed=1)
-    largest = max(errors.max() for errors in result.standard_errors.values())
-    assert result.sampling.error_bound >= 1.96 * largest
-    assert math.isfinite(result.sampling.error_bound)
 
 
 def test_queries_refuse_what_they_cannot_answer(asia):

@@ -65,6 +65,7 @@ TEST(BadInput, OneLineMessageAndExitCode) {
          "the evidence is impossible under the model"},
         {{"infer", smoker, "--iterations", "-3"}, 1, "--iterations"},
         {{"infer", smoker, "--seed", "soon"}, 1, "--seed"},
+        {{"infer", smoker, "--seed", "-1"}, 1, "--seed: expected a whole number of at least 0"},
         {{"infer", smoker, "-a", "gibbs"}, 1, "unknown algorithm \"gibbs\""},
         {{"infer", smoker, "--format", "xml"}, 1, "unknown format \"xml\""},
         {{"convert", smoker, "out.txt"}, 1, "cannot tell the format of \"out.txt\""},

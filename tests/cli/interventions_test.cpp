@@ -10,6 +10,7 @@ namespace {
 
 using cli_testing::runSamplenet;
 using cli_testing::runSamplenetJson;
+using cli_testing::runSamplenetOut;
 using nlohmann::json;
 
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
@@ -31,16 +32,18 @@ TEST(Interventions, EveryOutputOfInferNamesThemAndTheirCausesStayPut) {
     for (const json& candidate : impact["candidates"]) EXPECT_NE(candidate["node"], "lung");
 
     const auto rows =
-        cli_testing::split(cli_testing::runSamplenetOut({"sample", kAsia, "-n", "200", "--seed", "1", "--do", "tub=yes"}));
+        cli_testing::split(runSamplenetOut({"sample", kAsia, "-n", "200", "--seed", "1", "--do", "tub=yes"}));
     ASSERT_EQ(rows.size(), 1u + 200u);
     ASSERT_EQ(rows[0].substr(0, 9), "asia,tub,");
-    for (std::size_t r = 1; r < rows.size(); ++r) EXPECT_EQ(rows[r].substr(rows[r].find(',') + 1, 4), "yes,") << rows[r];
+    for (std::size_t r = 1; r < rows.size(); ++r) {
+        EXPECT_EQ(rows[r].substr(rows[r].find(',') + 1, 4), "yes,") << rows[r];
+    }
 }
 
 TEST(Interventions, BatchAppliesThemToEveryCaseAndRefusesAColumnTheySet) {
     const std::string cases = cli_testing::scratchFile("cases.csv", "dysp\nyes\nno\n");
     const std::string batch =
-        cli_testing::runSamplenetOut({"batch", kAsia, cases, "-q", "smoke", "--do", "lung=yes", "-a", "exact", "-j", "1"});
+        runSamplenetOut({"batch", kAsia, cases, "-q", "smoke", "--do", "lung=yes", "-a", "exact", "-j", "1"});
     const json infer =
         runSamplenetJson({"infer", kAsia, "-q", "smoke", "--do", "lung=yes", "-e", "dysp=no", "-a", "exact", "--format", "json"});
     const std::string lastRow = batch.substr(batch.rfind("\n2,") + 1);
