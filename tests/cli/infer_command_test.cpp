@@ -13,6 +13,7 @@ namespace {
 
 using cli_testing::dataFile;
 using cli_testing::runSamplenet;
+using cli_testing::runSamplenetJson;
 using cli_testing::runSamplenetOut;
 using cli_testing::with;
 using Posteriors = std::map<std::string, std::vector<double>>;
@@ -87,10 +88,9 @@ TEST(InferCommand, MarksAnUnreliableSampledAnswerInEveryFormat) {
     EXPECT_NE(runSamplenet(with(few, {"--format", "html"})).out.find("<p class=\"warning\">unreliable"), std::string::npos);
 
     // An unmet target is a warning too; a met one is not.
-    const auto unmet = nlohmann::json::parse(runSamplenet(with(few, {"--target-error", "0.001", "--format", "json"})).out);
+    const auto unmet = runSamplenetJson(with(few, {"--target-error", "0.001", "--format", "json"}));
     EXPECT_FALSE(unmet.at("reliable").get<bool>());
-    const auto met = nlohmann::json::parse(
-        runSamplenet(with(kEpisGivenCough, {"-n", "4000", "--target-error", "0.05", "--format", "json"})).out);
+    const auto met = runSamplenetJson(with(kEpisGivenCough, {"-n", "4000", "--target-error", "0.05", "--format", "json"}));
     EXPECT_TRUE(met.at("target_met").get<bool>());
     EXPECT_TRUE(met.at("reliable").get<bool>());
     EXPECT_FALSE(met.contains("warning"));

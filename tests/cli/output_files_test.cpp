@@ -71,14 +71,9 @@ TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
     auto withOutput = [&](const std::string& name) { return cli_testing::with(run, {"-o", (directory / name).string()}); };
     for (const char* name : {"p.txt", "p.json", "p.csv", "p.html"})
         EXPECT_EQ(cli_testing::runSamplenetOut(withOutput(name)), "") << name;
-    // The same report as on standard output, but for the time taken.
+    // The same report as on standard output; InferCommand compares JSON's.
     EXPECT_EQ(fileContents((directory / "p.csv").string()), runSamplenet(cli_testing::with(run, {"--format", "csv"})).out);
-    const auto json = cli_testing::with(run, {"--format", "json"});
-    nlohmann::json fromFile = nlohmann::json::parse(fileContents((directory / "p.json").string()));
-    nlohmann::json printed = cli_testing::runSamplenetJson(json);
-    fromFile.erase("seconds");
-    printed.erase("seconds");
-    EXPECT_EQ(fromFile, printed);
+    EXPECT_EQ(nlohmann::json::parse(fileContents((directory / "p.json").string())).at("evidence").at("smoke"), "yes");
     const std::string table = fileContents((directory / "p.txt").string());
     EXPECT_NE(table.find("# evidence: smoke=yes"), std::string::npos) << table;
     EXPECT_NE(fileContents((directory / "p.html").string()).find("<html"), std::string::npos);

@@ -66,16 +66,14 @@ std::vector<std::string> split(const std::string& text, char separator) {
 
 std::string dataFile(const std::string& name) { return std::string(CLI_TEST_DATA) + "/" + name; }
 
-nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments) {
-    const Run run = runSamplenet(arguments);
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    return nlohmann::json::parse(run.out);
-}
-
 std::string runSamplenetOut(const std::vector<std::string>& arguments) {
     const Run run = runSamplenet(arguments);
     EXPECT_EQ(run.exitCode, 0) << run.err;
     return run.out;
+}
+
+nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments) {
+    return nlohmann::json::parse(runSamplenetOut(arguments));
 }
 
 void expectRefusal(const Run& run, const std::string& message, int exitCode) {
