@@ -21,8 +21,11 @@
 namespace samplenet {
 namespace {
 
-std::string errorOf(const httplib::Result& result) {
-    return nlohmann::json::parse(result->body).at("error").get<std::string>();
+// Checks a refused request's status and the message its JSON body gives.
+void expectRefused(const httplib::Result& result, int status, const std::string& message) {
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, status);
+    EXPECT_EQ(nlohmann::json::parse(result->body).at("error").get<std::string>(), message);
 }
 
 // A socket connected to the server on loopback, or -1.
@@ -87,17 +90,14 @@ TEST_F(ExploreServerTest, ServesThePageOnLoopbackAtAFreePort) {
 
 TEST_F(ExploreServerTest, BadRequestsGetTheirStatusAndMessageAndTheServerGoesOn) {
     const std::string oversized(kMaxExploreRequestBytes + 1, ' ');
-    const auto tooLarge = client.Post("/api/posteriors", oversized, "application/json");
-    ASSERT_TRUE(tooLarge);
-    EXPECT_EQ(tooLarge->status, 413);
-    EXPECT_EQ(errorOf(tooLarge), "the request body is larger than the 1048576 bytes allowed");
+    expectRefused(client.Post("/api/posteriors", oversized, "application/json"), 413,
+                  "the request body is larger than the 1048576 bytes allowed");
     expectStillAnswering();
 
     const auto wrongMethod = client.Get("/api/posteriors");
     ASSERT_TRUE(wrongMethod);
-    EXPECT_EQ(wrongMethod->status, 405);
+    expectRefused(wrongMethod, 405, "/api/posteriors takes POST, not GET");
     EXPECT_EQ(wrongMethod->get_header_value("Allow"), "POST");
-    EXPECT_EQ(errorOf(wrongMethod), "/api/posteriors takes POST, not GET");
     expectStillAnswering();
 
     const std::string garbage = rawExchange(server.port(), "\x01\xff not http at all\r\n\r\n");
@@ -109,10 +109,8 @@ TEST_F(ExploreServerTest, BadRequestsGetTheirStatusAndMessageAndTheServerGoesOn)
 // A web page elsewhere that points its own host name at this machine sends
 // its own name in Host; such requests are refused.
 TEST_F(ExploreServerTest, RefusesRequestsAddressedToAnotherHost) {
-    const auto result = client.Get("/api/network", {{"Host", "attacker.example:" + std::to_string(server.port())}});
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->status, 403);
-    EXPECT_EQ(errorOf(result), "this server answers only requests addressed to " + server.url());
+    expectRefused(client.Get("/api/network", {{"Host", "attacker.example:" + std::to_string(server.port())}}), 403,
+                  "this server answers only requests addressed to " + server.url());
     expectStillAnswering();
 }
 
@@ -121,17 +119,13 @@ TEST_F(ExploreServerTest, RefusesRequestsAddressedToAnotherHost) {
 TEST_F(ExploreServerTest, WorkIsStartedOnlyByJsonRequestsFromItsOwnPage) {
     const std::string body = R"({"evidence": ["smoke=yes"]})";
     const std::string port = std::to_string(server.port());
-    const auto plainText = client.Post("/api/posteriors", body, "text/plain");
-    ASSERT_TRUE(plainText);
-    EXPECT_EQ(plainText->status, 415);
-    EXPECT_EQ(errorOf(plainText), "POST requests must send Content-Type: application/json");
+    expectRefused(client.Post("/api/posteriors", body, "text/plain"), 415,
+                  "POST requests must send Content-Type: application/json");
     const std::vector<std::string> foreigners{"http://attacker.example", "null",
                                               "http://127.0.0.1:" + std::to_string(server.port() + 1)};
     for (const std::string& foreign : foreigners) {
-        const auto result = client.Post("/api/picture", {{"Origin", foreign}}, R"({"nodes": []})", "application/json");
-        ASSERT_TRUE(result);
-        EXPECT_EQ(result->status, 403) << foreign;
-        EXPECT_EQ(errorOf(result), "this server answers only its own page (" + server.url() + "), not requests from " + foreign);
+        expectRefused(client.Post("/api/picture", {{"Origin", foreign}}, R"({"nodes": []})", "application/json"), 403,
+                      "this server answers only its own page (" + server.url() + "), not requests from " + foreign);
     }
     for (const std::string& own : std::vector<std::string>{"http://127.0.0.1:" + port, "http://localhost:" + port}) {
         const auto result = client.Post("/api/posteriors", {{"Origin", own}}, body, "application/json; charset=utf-8");
