@@ -33,13 +33,6 @@ def test_every_bad_option_raises_an_option_error_naming_it(asia, option, value):
     assert isinstance(error.value, ValueError) and isinstance(error.value, samplenet.Error)
 
 
-def test_a_negative_seed_is_refused_by_python_and_the_command_line_alike(asia, cli, tmp_path):
-    with pytest.raises(OptionError, match="seed"):
-        asia.infer_many(pd.DataFrame({"asia": ["yes"]}), seed=-1)
-    run = subprocess.run([cli, "infer", "--seed", "-1"], capture_output=True, text=True)
-    assert run.returncode == 1 and "--seed" in run.stderr
-
-
 def test_every_surface_takes_the_registered_options_with_the_same_checks(asia, cli):
     from samplenet.options import OPTIONS
 

@@ -108,7 +108,5 @@ def test_the_shell_command_prints_what_the_command_line_prints(cluster, cli):
 def test_what_a_cluster_cannot_draw_is_refused_before_it_starts(client, alarm):
     with pytest.raises(samplenet.OptionError, match="a cluster draws epis or ais samples"):
         alarm.infer(EVIDENCE, client=client)
-    with pytest.raises(samplenet.OptionError, match="a cluster draws epis or ais samples"):
-        alarm.infer(EVIDENCE, algorithm="lbp", client=client)
     with pytest.raises(ValueError, match="not a sampling plan"):
         samplenet._core.draw_share(b"junk", b"", 10)

@@ -52,17 +52,6 @@ def test_exact_mutual_information_equals_pgmpy(request, pgmpy_models, name, targ
     assert informations == sorted(informations, reverse=True)
 
 
-def test_sampled_mutual_information_lies_within_its_errors_of_pgmpy(asia, pgmpy_models):
-    evidence = {"dysp": "yes"}
-    impact = asia.impact("either", evidence=evidence, algorithm="epis", samples=20_000, seed=12)
-    assert impact.seed == 12 and impact.runs == 3 and not impact.warnings
-    for candidate in impact.candidates:
-        expected = pgmpy_mutual_information(pgmpy_models["asia"], candidate.node, "either", evidence)
-        assert 0 < candidate.standard_error < 0.02
-        assert abs(candidate.mutual_information - expected) < 4 * candidate.standard_error, candidate.node
-        assert candidate.standard_errors is not None
-
-
 @pytest.mark.parametrize("algorithm", ["exact", "epis"])
 def test_impact_equals_the_command_line(asia, cli, algorithm):
     command = [cli, "impact", str(NETWORKS / "asia.bif.gz"), "-t", "either", "-e", "xray=yes", "--do", "smoke=no",
@@ -71,6 +60,8 @@ def test_impact_equals_the_command_line(asia, cli, algorithm):
     impact = asia.impact("either", evidence={"xray": "yes"}, do={"smoke": "no"}, algorithm=algorithm, samples=3000,
                          seed=77)
     assert printed["interventions"] == impact.interventions == {"smoke": "no"}
+    # The library's tests check sampled figures against enumeration.
+    assert printed["runs"] == impact.runs and impact.seed == (77 if algorithm == "epis" else None)
     assert printed["target"]["posterior"]["probabilities"] == impact.target_posterior.tolist()
     assert [c["node"] for c in printed["candidates"]] == [c.node for c in impact.candidates]
     for entry, candidate in zip(printed["candidates"], impact.candidates):

@@ -25,8 +25,6 @@ def test_map_by_a_sampler_finds_the_exact_states_and_equals_the_command_line(ala
     assert sampled.states == exact.states
     assert not sampled.exact and sampled.estimated and sampled.algorithm == "epis"
     assert sampled.choice.startswith("approximate: ")
-    assert sampled.log_posterior_probability == pytest.approx(
-        exact.log_posterior_probability, abs=4 * sampled.log_posterior_probability_standard_error)
     reply = json.loads(subprocess.run(
         [cli, "infer", str(NETWORKS / "alarm.bif.gz"), "-e", "HRBP=HIGH", "--mpe", "-q", "HR", "-q", "CO", "-q", "BP",
          "-a", "epis", "-n", "20000", "--seed", "4", "--format", "json"],

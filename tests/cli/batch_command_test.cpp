@@ -3,65 +3,69 @@
 #include <algorithm>
 
 #include <cmath>
-#include <fstream>
 
 #include "lib/batch/batch_case.h"
 #include "tests/cli/run_samplenet.h"
-#include "tests/support/scratch_folder.h"
 
 namespace {
 
 using cli_testing::dataFile;
+using cli_testing::expectRefusal;
 using cli_testing::runSamplenet;
-
-std::string writeCases(const std::string& name, const std::string& text) {
-    const std::string path = testing_support::scratchPath(name);
-    std::ofstream(path) << text;
-    return path;
-}
+using cli_testing::runSamplenetOut;
+using cli_testing::scratchFile;
+using cli_testing::split;
 
 const std::string kAlarm = std::string(SAMPLENET_TEST_DATA) + "/networks/alarm.bif.gz";
 
+// How batch's row `row` starts when it is infer's run with `arguments`:
+// the row number and the posteriors, then with `errors` their standard
+// errors, from infer's CSV (node,state,probability,standard_error,...).
+std::string rowOfInfer(const std::string& row, const std::vector<std::string>& arguments, bool errors) {
+    const std::string csv = runSamplenetOut(cli_testing::with(arguments, {"--format", "csv"}));
+    std::string posteriors = row, standardErrors;
+    for (const std::string& line : split(csv)) {
+        if (line.rfind("node,", 0) == 0) continue;
+        const std::vector<std::string> cells = split(line, ',');
+        posteriors += "," + cells.at(2);
+        standardErrors += "," + cells.at(3);
+    }
+    return posteriors + (errors ? standardErrors : "") + ",";
+}
+
 TEST(BatchCommand, EachRowEqualsInferWithTheCaseSeedWhateverTheJobs) {
-    const std::string cases = writeCases("alarm_cases.csv",
-                                         "BP,HRSAT,CVP\nLOW,HIGH,\n,LOW,\"[0.2,0.5,0.3]\"\nHIGH,,\n,,\nNORMAL,HIGH,LOW\n");
+    const std::string cases = scratchFile(
+        "alarm_cases.csv", "BP,HRSAT,CVP\nLOW,HIGH,\n,LOW,\"[0.2,0.5,0.3]\"\nHIGH,,\n,,\nNORMAL,HIGH,LOW\n");
     std::string first;
     for (const char* jobs : {"1", "2", "3"}) {
-        const auto run = runSamplenet({"batch", kAlarm, cases, "-n", "1000", "--seed", "17", "-q", "HYPOVOLEMIA",
-                                       "-q", "CO", "-j", jobs});
-        ASSERT_EQ(run.exitCode, 0) << run.err;
-        if (first.empty()) first = run.out;
-        EXPECT_EQ(run.out, first) << "with " << jobs << " jobs";
+        const std::string out = runSamplenetOut(
+            {"batch", kAlarm, cases, "-n", "1000", "--seed", "17", "-q", "HYPOVOLEMIA", "-q", "CO", "-j", jobs});
+        if (first.empty()) first = out;
+        EXPECT_EQ(out, first) << "with " << jobs << " jobs";
     }
-    const auto rows = cli_testing::split(first);
+    const auto rows = split(first);
     ASSERT_EQ(rows.size(), 6u);
     EXPECT_EQ(rows[0],
               "row,HYPOVOLEMIA=TRUE,HYPOVOLEMIA=FALSE,CO=LOW,CO=NORMAL,CO=HIGH,ln_probability_of_evidence,"
               "probability_of_evidence_relative_error,effective_sample_size,error_bound,reliable");
 
     // Row 2 is case 1: infer with that case's seed prints the same numbers.
-    const auto single = runSamplenet({"infer", kAlarm, "-a", "epis", "-e", "HRSAT=LOW", "-e", "CVP=[0.2,0.5,0.3]", "-n", "1000",
-                                      "--seed", std::to_string(samplenet::caseSeed(17, 1)), "-q", "HYPOVOLEMIA", "-q",
-                                      "CO", "--format", "csv"});
-    ASSERT_EQ(single.exitCode, 0) << single.err;
-    std::string expected = "2";
-    for (const std::string& line : cli_testing::split(single.out))
-        if (line.rfind("node,", 0) != 0) {
-            // node,state,probability,standard_error
-            const auto third = line.find(',', line.find(',') + 1) + 1;
-            expected += "," + line.substr(third, line.find(',', third) - third);
-        }
-    // The posteriors, then the estimate of P(evidence), its error, the effective
-    // sample size, the error bound and whether the answer is reliable.
-    EXPECT_EQ(rows[2].substr(0, expected.size() + 1), expected + ",");
+    // After the posteriors, the estimate of P(evidence), its error, the
+    // effective sample size, the error bound and whether it is reliable.
+    const std::string expected =
+        rowOfInfer("2", {"infer", kAlarm, "-a", "epis", "-e", "HRSAT=LOW", "-e", "CVP=[0.2,0.5,0.3]", "-n", "1000",
+                         "--seed", std::to_string(samplenet::caseSeed(17, 1)), "-q", "HYPOVOLEMIA", "-q", "CO"},
+                   false);
+    EXPECT_EQ(rows[2].substr(0, expected.size()), expected);
     EXPECT_EQ(std::count(rows[2].begin(), rows[2].end(), ','), 10);
 }
 
 TEST(BatchCommand, ExactRowsCarryTheProbabilityOfTheEvidence) {
-    const std::string cases = writeCases("smoker_cases.csv", "Cough,Lungs\nyes,\n\"[0.8,0.1]\",healthy\n");
-    const auto run = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-q", "Smoker", "-j", "2"});
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    const auto rows = cli_testing::split(run.out);
+    const std::string text = "Cough,Lungs\nyes,\n\"[0.8,0.1]\",healthy\n";
+    const std::string cases = scratchFile("smoker_cases.csv", text);
+    const std::string printed =
+        runSamplenetOut({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-q", "Smoker", "-j", "2"});
+    const auto rows = split(printed);
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[0], "row,Smoker=yes,Smoker=no,ln_probability_of_evidence");
     double smoker = 0, logP = 0;
@@ -71,18 +75,16 @@ TEST(BatchCommand, ExactRowsCarryTheProbabilityOfTheEvidence) {
     EXPECT_EQ(rows[2].substr(0, 2), "2,");
 
     // A byte-order mark, as some spreadsheets write, changes nothing.
-    const std::string marked = writeCases("marked_cases.csv", "\xEF\xBB\xBF" "Cough,Lungs\nyes,\n\"[0.8,0.1]\",healthy\n");
-    const auto markedRun = runSamplenet({"batch", dataFile("smoker.bif"), marked, "-a", "exact", "-q", "Smoker"});
-    ASSERT_EQ(markedRun.exitCode, 0) << markedRun.err;
-    EXPECT_EQ(markedRun.out, run.out);
+    const std::string marked = scratchFile("marked_cases.csv", "\xEF\xBB\xBF" + text);
+    EXPECT_EQ(runSamplenetOut({"batch", dataFile("smoker.bif"), marked, "-a", "exact", "-q", "Smoker"}), printed);
 }
 
 TEST(BatchCommand, BadRowsAreReportedByNumberAndSkippedOrFailTheRun) {
-    const std::string cases = writeCases("bad_rows.csv",
-                                         "Smoker,Lungs\nyes,\nmaybe,\nno,damaged\nno,healthy,extra\n,healthy\n");
+    const std::string cases =
+        scratchFile("bad_rows.csv", "Smoker,Lungs\nyes,\nmaybe,\nno,damaged\nno,healthy,extra\n,healthy\n");
     const auto skipped = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-j", "2"});
     EXPECT_EQ(skipped.exitCode, 0) << skipped.err;
-    const auto rows = cli_testing::split(skipped.out);
+    const auto rows = split(skipped.out);
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[1].substr(0, 2), "1,");
     EXPECT_EQ(rows[2].substr(0, 2), "5,");
@@ -92,10 +94,10 @@ TEST(BatchCommand, BadRowsAreReportedByNumberAndSkippedOrFailTheRun) {
 
     const auto failed = runSamplenet({"batch", dataFile("smoker.bif"), cases, "--on-error", "fail"});
     EXPECT_EQ(failed.exitCode, 1);
-    EXPECT_EQ(cli_testing::split(failed.out).size(), 2u) << "the header and row 1, streamed before row 2 failed";
+    EXPECT_EQ(split(failed.out).size(), 2u) << "the header and row 1, streamed before row 2 failed";
     EXPECT_NE(failed.err.find("row 2: unknown state"), std::string::npos) << failed.err;
 
-    const std::string impossible = writeCases("impossible.csv", "Smoker,Lungs\nno,damaged\n");
+    const std::string impossible = scratchFile("impossible.csv", "Smoker,Lungs\nno,damaged\n");
     const auto inferenceFailed =
         runSamplenet({"batch", dataFile("smoker.bif"), impossible, "-a", "exact", "--on-error", "fail"});
     EXPECT_EQ(inferenceFailed.exitCode, 2);
@@ -106,36 +108,23 @@ TEST(BatchCommand, BadRowsAreReportedByNumberAndSkippedOrFailTheRun) {
 // the summary, each the one infer gives with the case's seed; auto leaves
 // them empty for a case it answers exactly.
 TEST(BatchCommand, StandardErrorsOnRequestAreInfersForEachCase) {
-    const std::string cases = writeCases("error_cases.csv", "Cough,Lungs\nyes,\n,healthy\n");
-    const auto run = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-n", "2000", "--seed", "4", "-q",
-                                   "Smoker", "--standard-errors"});
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    const auto rows = cli_testing::split(run.out);
+    const std::string cases = scratchFile("error_cases.csv", "Cough,Lungs\nyes,\n,healthy\n");
+    const auto rows = split(runSamplenetOut(
+        {"batch", dataFile("smoker.bif"), cases, "-n", "2000", "--seed", "4", "-q", "Smoker", "--standard-errors"}));
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[0], "row,Smoker=yes,Smoker=no,standard_error:Smoker=yes,standard_error:Smoker=no,"
                        "ln_probability_of_evidence,probability_of_evidence_relative_error,effective_sample_size,"
                        "error_bound,reliable");
-    const auto single = runSamplenet({"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Lungs=healthy", "-n",
-                                      "2000", "--seed", std::to_string(samplenet::caseSeed(4, 1)), "-q", "Smoker",
-                                      "--format", "csv"});
-    ASSERT_EQ(single.exitCode, 0) << single.err;
-    // node,state,probability,standard_error,ln_probability_of_evidence
-    std::string posteriors = "2", errors;
-    for (const std::string& line : cli_testing::split(single.out)) {
-        if (line.rfind("node,", 0) == 0) continue;
-        const auto third = line.find(',', line.find(',') + 1) + 1;
-        const auto fourth = line.find(',', third) + 1;
-        posteriors += "," + line.substr(third, fourth - 1 - third);
-        errors += "," + line.substr(fourth, line.find(',', fourth) - fourth);
-    }
-    EXPECT_EQ(rows[2].substr(0, posteriors.size() + errors.size() + 1), posteriors + errors + ",");
+    const std::string expected = rowOfInfer("2", {"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Lungs=healthy",
+                                                  "-n", "2000", "--seed", std::to_string(samplenet::caseSeed(4, 1)),
+                                                  "-q", "Smoker"},
+                                            true);
+    EXPECT_EQ(rows[2].substr(0, expected.size()), expected);
 
-    const auto automatic = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "auto", "-q", "Smoker",
-                                         "--standard-errors"});
-    ASSERT_EQ(automatic.exitCode, 0) << automatic.err;
-    const auto answered = cli_testing::split(automatic.out);
+    const auto answered = split(runSamplenetOut(
+        {"batch", dataFile("smoker.bif"), cases, "-a", "auto", "-q", "Smoker", "--standard-errors"}));
     ASSERT_EQ(answered.size(), 3u);
-    const std::vector<std::string> cells = cli_testing::split(answered[1], ',');
+    const std::vector<std::string> cells = split(answered[1], ',');
     ASSERT_GE(cells.size(), 6u) << answered[1];
     EXPECT_NEAR(std::stod(cells[1]), 24.0 / 31.0, 1e-12) << "answered exactly";
     EXPECT_EQ(cells[3] + cells[4], "") << answered[1];
@@ -157,15 +146,16 @@ TEST(BatchCommand, BadCaseFilesAndOptionsSayWhatWasExpected) {
         {"Smoker\nyes\n", {"--standard-errors", "-a", "exact"}, "--standard-errors: exact gives no standard errors"},
         {"Smoker\nyes\n", {"--standard-errors", "-a", "lbp"}, "--standard-errors: lbp gives no standard errors"},
     };
+    // A CSV error may come after the header was printed.
     for (const auto& bad : cases) {
-        const auto run = runSamplenet(cli_testing::with({"batch", dataFile("smoker.bif"), writeCases("bad_file.csv", bad.text)}, bad.extra));
+        const std::string file = scratchFile("bad_file.csv", bad.text);
+        const auto run = runSamplenet(cli_testing::with({"batch", dataFile("smoker.bif"), file}, bad.extra));
         EXPECT_EQ(run.exitCode, 1) << bad.message;
         EXPECT_NE(run.err.find(bad.message), std::string::npos) << run.err;
         EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
     }
-    const auto missing = runSamplenet({"batch", dataFile("smoker.bif"), "no_such_cases.csv"});
-    EXPECT_EQ(missing.exitCode, 1);
-    EXPECT_NE(missing.err.find("no_such_cases.csv: cannot open the case file"), std::string::npos) << missing.err;
+    expectRefusal(runSamplenet({"batch", dataFile("smoker.bif"), "no_such_cases.csv"}),
+                  "no_such_cases.csv: cannot open the case file");
 }
 
 }  // namespace

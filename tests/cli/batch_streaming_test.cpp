@@ -25,16 +25,8 @@ namespace {
 using cli_testing::dataFile;
 using cli_testing::fileContents;
 using cli_testing::runSamplenet;
+using cli_testing::runSamplenetOut;
 using testing_support::scratchPath;
-
-std::string casesOfSmoker(const std::string& name, std::size_t rows) {
-    const std::string path = scratchPath(name);
-    std::ofstream out(path);
-    out << "Smoker,Cough\n";
-    const char* cells[] = {"yes,", "no,yes", ",no", ","};
-    for (std::size_t i = 0; i < rows; ++i) out << cells[i % 4] << "\n";
-    return path;
-}
 
 // Starts samplenet with its output and errors discarded.
 pid_t startSamplenet(const std::vector<std::string>& arguments) {
@@ -69,7 +61,7 @@ bool ended(pid_t pid) {
 }
 
 TEST(BatchStreaming, AStopSignalEndsTheWorkersAndLeavesNoOutputFile) {
-    const std::string cases = casesOfSmoker("slow_cases.csv", 40);
+    const std::string cases = cli_testing::smokerCases(scratchPath("slow_cases.csv"), 40);
     for (const int signal : {SIGTERM, SIGINT}) {
         const testing_support::ScratchFolder directory;
         const std::string output = directory.file("out.csv");
@@ -100,34 +92,29 @@ TEST(BatchStreaming, AStopSignalEndsTheWorkersAndLeavesNoOutputFile) {
 TEST(BatchStreaming, AnOutputFileAppearsOnlyWholeAndAnUnwritableOneFailsBeforeAnyCase) {
     const testing_support::ScratchFolder scratch;
     const std::filesystem::path& directory = scratch.path();
-    const std::string cases = casesOfSmoker("whole_cases.csv", 50);
+    const std::string cases = cli_testing::smokerCases(scratchPath("whole_cases.csv"), 50);
     const std::string output = scratch.file("out.csv");
-    const auto toFile = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-j", "2", "-o", output});
-    ASSERT_EQ(toFile.exitCode, 0) << toFile.err;
-    const auto toStandardOutput = runSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact"});
-    EXPECT_EQ(fileContents(output), toStandardOutput.out);
+    EXPECT_EQ(runSamplenetOut({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-j", "2", "-o", output}), "");
+    const std::string printed = runSamplenetOut({"batch", dataFile("smoker.bif"), cases, "-a", "exact"});
+    EXPECT_EQ(fileContents(output), printed);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 1) << "a temporary file was left";
 
     // The first row is bad: with the output checked first, it is never run.
-    const std::string badFirst = scratchPath("bad_first.csv");
-    std::ofstream(badFirst) << "Smoker\nmaybe\nyes\n";
-    const auto unwritable = runSamplenet({"batch", dataFile("smoker.bif"), badFirst, "--on-error", "fail", "-o",
-                                          (directory / "no_such_folder" / "out.csv").string()});
-    EXPECT_EQ(unwritable.exitCode, 1);
-    EXPECT_NE(unwritable.err.find("no_such_folder/out.csv: cannot write file: No such file or directory"),
-              std::string::npos)
-        << unwritable.err;
+    const std::string badFirst = cli_testing::scratchFile("bad_first.csv", "Smoker\nmaybe\nyes\n");
+    cli_testing::expectRefusal(runSamplenet({"batch", dataFile("smoker.bif"), badFirst, "--on-error", "fail", "-o",
+                                             (directory / "no_such_folder" / "out.csv").string()}),
+                               "no_such_folder/out.csv: cannot write file: No such file or directory");
 
     // A failing case leaves the earlier output file as it was.
     const auto failed = runSamplenet({"batch", dataFile("smoker.bif"), badFirst, "--on-error", "fail", "-o", output});
     EXPECT_EQ(failed.exitCode, 1);
-    EXPECT_EQ(fileContents(output), toStandardOutput.out);
+    EXPECT_EQ(fileContents(output), printed);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 1);
 }
 
 // Peak resident memory of one batch run over `rows` cases, in KiB.
 long peakMemoryOfBatch(std::size_t rows) {
-    const std::string cases = casesOfSmoker("memory_cases.csv", rows);
+    const std::string cases = cli_testing::smokerCases(scratchPath("memory_cases.csv"), rows);
     const pid_t batch = startSamplenet({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-j", "1"});
     int status = 0;
     rusage usage{};
@@ -146,7 +133,7 @@ TEST(BatchStreaming, MemoryDoesNotGrowWithTheNumberOfCases) {
 }
 
 TEST(BatchStreaming, DrawsAProgressBarOnATerminalOnly) {
-    const std::string cases = casesOfSmoker("progress_cases.csv", 60);
+    const std::string cases = cli_testing::smokerCases(scratchPath("progress_cases.csv"), 60);
     const std::string output = scratchPath("progress.csv");
     const std::string batch = std::string(SAMPLENET_BINARY) + " batch " + dataFile("smoker.bif") + " " + cases +
                               " -a epis -n 100000 -j 2 -o " + output;

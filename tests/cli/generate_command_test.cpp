@@ -12,17 +12,14 @@ using testing_support::scratchPath;
 
 TEST(GenerateCommand, WritesANetworkThatReadsBack) {
     const std::string path = scratchPath("random.bif.gz");
-    const auto run = runSamplenet({"generate", path, "--nodes", "40", "--states", "2,3", "--max-parents", "2",
-                                   "--locality", "5", "--zero-share", "0.2", "--seed", "11"});
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(cli_testing::runSamplenetOut({"generate", path, "--nodes", "40", "--states", "2,3", "--max-parents", "2",
+                                            "--locality", "5", "--zero-share", "0.2", "--seed", "11"}),
+              "");
     EXPECT_EQ(cli_testing::fileContents(path).substr(0, 2), "\x1f\x8b");  // gzip
-    const auto info = runSamplenet({"info", path});
-    ASSERT_EQ(info.exitCode, 0) << info.err;
-    EXPECT_NE(info.out.find("nodes: 40\n"), std::string::npos) << info.out;
-    EXPECT_NE(info.out.find("states: min 2, max 3,"), std::string::npos) << info.out;
-    EXPECT_NE(info.out.find("max in-degree: 2\n"), std::string::npos) << info.out;
-    std::filesystem::remove(path);
+    const std::string info = cli_testing::runSamplenetOut({"info", path});
+    EXPECT_NE(info.find("nodes: 40\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("states: min 2, max 3,"), std::string::npos) << info;
+    EXPECT_NE(info.find("max in-degree: 2\n"), std::string::npos) << info;
 }
 
 // Refused before anything is written, with one line naming what is wrong.
@@ -43,10 +40,7 @@ TEST(GenerateCommand, RefusesWithoutWriting) {
     };
     for (const auto& bad : cases) {
         const std::string path = scratchPath(bad.file);
-        const auto run = runSamplenet(cli_testing::with({"generate", path}, bad.options));
-        EXPECT_EQ(run.exitCode, 1) << bad.file;
-        EXPECT_NE(run.err.find(bad.message), std::string::npos) << run.err;
-        EXPECT_EQ(run.out, "") << bad.file;
+        cli_testing::expectRefusal(runSamplenet(cli_testing::with({"generate", path}, bad.options)), bad.message);
         EXPECT_FALSE(std::filesystem::exists(path)) << bad.file;
     }
 }

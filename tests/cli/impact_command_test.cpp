@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -10,7 +9,7 @@
 
 namespace {
 
-using cli_testing::runSamplenet;
+using cli_testing::runSamplenetOut;
 using cli_testing::runSamplenetJson;
 using nlohmann::json;
 
@@ -38,25 +37,18 @@ TEST(ImpactCommand, RanksCandidatesWithTheTargetPosteriorThatInferGives) {
 }
 
 TEST(ImpactCommand, TopLimitsEveryFormatAndSampledRunsCarryErrors) {
-    const auto csv = runSamplenet({"impact", kAsia, "-t", "lung", "--top", "2", "--format", "csv", "-a", "epis", "-n",
-                                   "5000", "--seed", "4"});
-    ASSERT_EQ(csv.exitCode, 0) << csv.err;
-    std::istringstream lines(csv.out);
-    std::string line;
-    std::getline(lines, line);
-    EXPECT_EQ(line, "node,mutual_information_bits,standard_error,state,probability,probability_standard_error,"
-                    "lung=yes,lung=no");
-    int rows = 0;
-    while (std::getline(lines, line)) {
-        ++rows;
-        EXPECT_EQ(std::count(line.begin(), line.end(), ','), 7) << line;
-        EXPECT_EQ(line.find(",,"), std::string::npos) << "a sampled run leaves no error empty: " << line;
+    const auto lines = cli_testing::split(runSamplenetOut(
+        {"impact", kAsia, "-t", "lung", "--top", "2", "--format", "csv", "-a", "epis", "-n", "5000", "--seed", "4"}));
+    ASSERT_EQ(lines.size(), 1u + 4u);  // two binary candidates
+    EXPECT_EQ(lines[0], "node,mutual_information_bits,standard_error,state,probability,probability_standard_error,"
+                        "lung=yes,lung=no");
+    for (std::size_t row = 1; row < lines.size(); ++row) {
+        EXPECT_EQ(std::count(lines[row].begin(), lines[row].end(), ','), 7) << lines[row];
+        EXPECT_EQ(lines[row].find(",,"), std::string::npos) << "a sampled run leaves no error empty: " << lines[row];
     }
-    EXPECT_EQ(rows, 4);  // two binary candidates
-    const auto table = runSamplenet({"impact", kAsia, "-t", "lung", "--top", "1", "-a", "exact"});
-    ASSERT_EQ(table.exitCode, 0) << table.err;
-    EXPECT_NE(table.out.find("# target lung: yes 0.0550, no 0.9450; entropy"), std::string::npos) << table.out;
-    EXPECT_EQ(std::count(table.out.begin(), table.out.end(), '\n'), 4 + 1 + 2) << table.out;
+    const std::string table = runSamplenetOut({"impact", kAsia, "-t", "lung", "--top", "1", "-a", "exact"});
+    EXPECT_NE(table.find("# target lung: yes 0.0550, no 0.9450; entropy"), std::string::npos) << table;
+    EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 4 + 1 + 2) << table;
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "tests/cli/run_samplenet.h"
 #include "tests/support/scratch_folder.h"
@@ -14,6 +13,8 @@ namespace {
 
 using cli_testing::dataFile;
 using cli_testing::runSamplenet;
+using cli_testing::runSamplenetJson;
+using cli_testing::runSamplenetOut;
 using cli_testing::with;
 using Posteriors = std::map<std::string, std::vector<double>>;
 
@@ -22,6 +23,10 @@ using Posteriors = std::map<std::string, std::vector<double>>;
 // P(Lungs = damaged) = 0.4 * 24 / 31.
 const double kSmokerGivenCough = 24.0 / 31.0;
 const double kDamagedGivenCough = 0.4 * 24.0 / 31.0;
+
+// epis given Cough = yes, seeded; the tests add how many samples to draw.
+const std::vector<std::string> kEpisGivenCough{"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Cough=yes",
+                                               "--seed", "5"};
 
 Posteriors fromJson(const std::string& text) {
     const auto json = nlohmann::json::parse(text);
@@ -32,18 +37,16 @@ Posteriors fromJson(const std::string& text) {
 }
 
 Posteriors fromCsv(const std::string& text) {
-    std::istringstream lines(text);
-    std::string line;
-    std::getline(lines, line);
+    const std::vector<std::string> lines = cli_testing::split(text);
     // The samplers add each entry's standard error, all but lbp P(evidence).
-    EXPECT_TRUE(line == "node,state,probability" || line == "node,state,probability,ln_probability_of_evidence" ||
-                line == "node,state,probability,standard_error,ln_probability_of_evidence")
-        << line;
+    EXPECT_TRUE(lines.at(0) == "node,state,probability" ||
+                lines.at(0) == "node,state,probability,ln_probability_of_evidence" ||
+                lines.at(0) == "node,state,probability,standard_error,ln_probability_of_evidence")
+        << lines.at(0);
     Posteriors posteriors;
-    while (std::getline(lines, line)) {
-        const auto first = line.find(',');
-        const auto second = line.find(',', first + 1);
-        posteriors[line.substr(0, first)].push_back(std::stod(line.substr(second + 1)));
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        const std::vector<std::string> cells = cli_testing::split(lines[i], ',');
+        posteriors[cells.at(0)].push_back(std::stod(cells.at(2)));
     }
     return posteriors;
 }
@@ -51,8 +54,7 @@ Posteriors fromCsv(const std::string& text) {
 // A sampler's reported errors hold its distance from the known answer, in
 // every format that shows them.
 TEST(InferCommand, SamplersReportErrorsThatHoldTheirDistanceFromTheAnswer) {
-    const std::vector<std::string> base{"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Cough=yes",
-                                        "-n", "4000", "--seed", "5"};
+    const std::vector<std::string> base = with(kEpisGivenCough, {"-n", "4000"});
     const auto json = nlohmann::json::parse(runSamplenet(with(base, {"--format", "json"})).out);
     const auto& smoker = json.at("posteriors").at(0);
     ASSERT_EQ(smoker.at("node"), "Smoker");
@@ -72,8 +74,7 @@ TEST(InferCommand, SamplersReportErrorsThatHoldTheirDistanceFromTheAnswer) {
 // Fifty samples cannot carry a hundred effective ones: every output says the
 // answer is unreliable, and none prints an error bound that looks precise.
 TEST(InferCommand, MarksAnUnreliableSampledAnswerInEveryFormat) {
-    const std::vector<std::string> few{"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Cough=yes",
-                                       "-n", "50", "--seed", "5"};
+    const std::vector<std::string> few = with(kEpisGivenCough, {"-n", "50"});
     const auto run = runSamplenet(with(few, {"--format", "json"}));
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const auto json = nlohmann::json::parse(run.out);
@@ -87,11 +88,9 @@ TEST(InferCommand, MarksAnUnreliableSampledAnswerInEveryFormat) {
     EXPECT_NE(runSamplenet(with(few, {"--format", "html"})).out.find("<p class=\"warning\">unreliable"), std::string::npos);
 
     // An unmet target is a warning too; a met one is not.
-    const auto unmet = nlohmann::json::parse(runSamplenet(with(few, {"--target-error", "0.001", "--format", "json"})).out);
+    const auto unmet = runSamplenetJson(with(few, {"--target-error", "0.001", "--format", "json"}));
     EXPECT_FALSE(unmet.at("reliable").get<bool>());
-    const std::vector<std::string> enough{"infer", dataFile("smoker.bif"), "-a", "epis", "-e", "Cough=yes", "-n",
-                                          "4000", "--seed", "5", "--target-error", "0.05", "--format", "json"};
-    const auto met = nlohmann::json::parse(runSamplenet(enough).out);
+    const auto met = runSamplenetJson(with(kEpisGivenCough, {"-n", "4000", "--target-error", "0.05", "--format", "json"}));
     EXPECT_TRUE(met.at("target_met").get<bool>());
     EXPECT_TRUE(met.at("reliable").get<bool>());
     EXPECT_FALSE(met.contains("warning"));
@@ -100,9 +99,8 @@ TEST(InferCommand, MarksAnUnreliableSampledAnswerInEveryFormat) {
 // A target error without -n is met however many samples it takes (within
 // the time); -n caps it.
 TEST(InferCommand, OnlyAGivenSampleCountCapsATargetError) {
-    std::vector<std::string> arguments{"infer", dataFile("smoker.bif"), "-a",         "epis",   "-e",
-                                       "Cough=yes", "--seed", "5", "--target-error", "0.003", "--max-seconds",
-                                       "3600",      "--format", "json"};
+    const std::vector<std::string> arguments =
+        with(kEpisGivenCough, {"--target-error", "0.003", "--max-seconds", "3600", "--format", "json"});
     const auto uncapped = runSamplenet(arguments);
     const auto json = nlohmann::json::parse(uncapped.out);
     EXPECT_TRUE(json.at("samples").is_null());
@@ -145,13 +143,12 @@ TEST(InferCommand, KnownPosteriorInEveryFormat) {
 TEST(InferCommand, SamplersLikelihoodsQueriesAndEvidenceFiles) {
     // 0.3 * (0.8 + 0.2 * 0.5) / (0.3 * 0.9 + 0.7 * (0.1 + 0.9 * 0.5))
     const double smokerGivenLikelihood = 0.27 / 0.655;
-    auto run = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=[1, 0.5]", "-a", "lbp", "--format",
-                             "json"});
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_NEAR(fromJson(run.out).at("Smoker")[0], smokerGivenLikelihood, 1e-12);
+    const std::string likelihood =
+        runSamplenetOut({"infer", dataFile("smoker.bif"), "-e", "Cough=[1, 0.5]", "-a", "lbp", "--format", "json"});
+    EXPECT_NEAR(fromJson(likelihood).at("Smoker")[0], smokerGivenLikelihood, 1e-12);
 
     for (const std::string algorithm : {"epis", "ais"}) {
-        run = runSamplenet({"infer", dataFile("smoker.bif"), "--evidence-file", dataFile("smoker.evidence"), "-a",
+        const auto run = runSamplenet({"infer", dataFile("smoker.bif"), "--evidence-file", dataFile("smoker.evidence"), "-a",
                             algorithm, "-n", "20000", "--seed", "7", "-q", "Lungs", "-q", "Smoker", "--format",
                             "csv"});
         ASSERT_EQ(run.exitCode, 0) << run.err;
@@ -208,21 +205,19 @@ TEST(InferCommand, TimeBudgetStopsSamplingAndSaysHowFar) {
         EXPECT_EQ(run.err, "samplenet: note: the time limit of 0.3 s stopped sampling after " + std::to_string(drawn) +
                                " of 2000000000 samples\n");
     }
-    const auto table =
-        runSamplenet({"infer", dataFile("smoker.bif"), "-a", "epis", "-n", "2000000000", "--max-seconds", "0.2"});
-    ASSERT_EQ(table.exitCode, 0) << table.err;
-    EXPECT_NE(table.out.find(" of 2000000000 samples (time limit 0.2 s)"), std::string::npos) << table.out;
+    const std::string table =
+        runSamplenetOut({"infer", dataFile("smoker.bif"), "-a", "epis", "-n", "2000000000", "--max-seconds", "0.2"});
+    EXPECT_NE(table.find(" of 2000000000 samples (time limit 0.2 s)"), std::string::npos) << table;
 }
 
 // Without -a the choice is automatic: exact where the junction tree is
 // small, and the report says so, with P(evidence).
 TEST(InferCommand, ChoosesAutomaticallyAndSaysWhy) {
-    const auto run = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "--format", "json"});
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    const auto json = nlohmann::json::parse(run.out);
+    const std::string out = runSamplenetOut({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "--format", "json"});
+    const auto json = nlohmann::json::parse(out);
     EXPECT_EQ(json.at("algorithm"), "exact");
     EXPECT_EQ(json.at("chosen_because").get<std::string>().rfind("exact: the junction tree holds ", 0), 0u);
-    EXPECT_NEAR(fromJson(run.out).at("Smoker")[0], kSmokerGivenCough, 1e-12);
+    EXPECT_NEAR(fromJson(out).at("Smoker")[0], kSmokerGivenCough, 1e-12);
     EXPECT_NEAR(json.at("ln_probability_of_evidence").get<double>(), std::log(0.31), 1e-12);
     const auto table = runSamplenet({"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "exact"});
     EXPECT_NE(table.out.find("exact, P(evidence) = 0.31 "), std::string::npos) << table.out;
@@ -235,10 +230,9 @@ TEST(InferCommand, LoopyPropagationSaysWhatConvergedMeans) {
         "a fixed point was reached (no belief changed by more than the tolerance), not that the beliefs are accurate: "
         "loopy belief propagation gives no error bound";
     const std::vector<std::string> lbp{"infer", dataFile("smoker.bif"), "-e", "Cough=yes", "-a", "lbp", "--tolerance", "1e-9"};
-    const auto table = runSamplenet(lbp);
-    ASSERT_EQ(table.exitCode, 0) << table.err;
-    EXPECT_NE(table.out.find(", converged (last change"), std::string::npos) << table.out;
-    EXPECT_NE(table.out.find("\n# note: \"converged\" means " + means + "\n"), std::string::npos) << table.out;
+    const std::string table = runSamplenetOut(lbp);
+    EXPECT_NE(table.find(", converged (last change"), std::string::npos) << table;
+    EXPECT_NE(table.find("\n# note: \"converged\" means " + means + "\n"), std::string::npos) << table;
     const auto json = nlohmann::json::parse(runSamplenet(with(lbp, {"--format", "json"})).out);
     EXPECT_EQ(json.at("converged"), true);
     EXPECT_EQ(json.at("converged_means"), means);

@@ -19,74 +19,46 @@ std::size_t entries(const fs::path& directory) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), {}));
 }
 
-std::string smokerCases(const fs::path& directory, int rows) {
-    const std::string path = (directory / "cases.csv").string();
-    std::ofstream out(path);
-    out << "Smoker,Cough\n";
-    for (int i = 0; i < rows; ++i) out << (i % 2 ? "yes,\n" : ",no\n");
-    return path;
-}
-
 const std::string kAsia = std::string(SAMPLENET_TEST_DATA) + "/networks/asia.bif.gz";
 const std::string kAlarm = std::string(SAMPLENET_TEST_DATA) + "/networks/alarm.bif.gz";
 
-TEST(OutputFiles, EveryCommandWritesThroughALinkAndRefusesAReadOnlyFile) {
+// Every command writes through the one output file writer: a read-only
+// file is refused, even as root, whom the system would let write it.
+TEST(OutputFiles, EveryCommandRefusesAReadOnlyFile) {
     const testing_support::ScratchFolder scratch;
-    const fs::path& directory = scratch.path();
-    const std::string cases = smokerCases(directory, 4);
-    struct Command {
-        std::string output;
-        std::vector<std::string> arguments;
+    const std::string cases = cli_testing::smokerCases(scratch.file("cases.csv"), 4);
+    const std::vector<std::vector<std::string>> commands = {
+        {"convert", kAsia, scratch.file("net.bif")},
+        {"generate", "--nodes", "5", "--seed", "1", scratch.file("random.xml")},
+        {"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-o", scratch.file("rows.csv")},
+        {"plot", kAsia, "-a", "exact", "-o", scratch.file("asia.svg")},
+        {"infer", kAsia, "-a", "exact", "-o", scratch.file("asia.json")},
     };
-    const std::vector<Command> commands = {
-        {"net.bif", {"convert", kAsia}},
-        {"random.xml", {"generate", "--nodes", "5", "--seed", "1"}},
-        {"rows.csv", {"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-o"}},
-        {"asia.svg", {"plot", kAsia, "-a", "exact", "-o"}},
-        {"asia.json", {"infer", kAsia, "-a", "exact", "-o"}},
-    };
-    for (const Command& command : commands) {
-        const fs::path target = directory / ("target-" + command.output);
-        const fs::path link = directory / command.output;
+    for (const auto& command : commands) {
+        const std::string& target = command.back();
         std::ofstream(target) << "old";
-        fs::create_symlink(target.filename(), link);
-        std::vector<std::string> arguments = command.arguments;
-        arguments.push_back(link.string());
-        const auto written = runSamplenet(arguments);
-        EXPECT_EQ(written.exitCode, 0) << command.output << ": " << written.err;
-        EXPECT_TRUE(fs::is_symlink(link)) << command.output << ": the link was replaced";
-        const std::string output = fileContents(target.string());
-        EXPECT_TRUE(output != "old" && !output.empty()) << command.output << ": the link's target was not written";
-
-        // Also as root, which the system would let write it.
         chmod(target.c_str(), 0444);
-        const auto refused = runSamplenet(arguments);
-        EXPECT_EQ(refused.exitCode, 1) << command.output;
-        EXPECT_NE(refused.err.find(link.string() + ": cannot write file: the file is read-only (mode 0444)"),
-                  std::string::npos)
-            << refused.err;
-        EXPECT_EQ(fileContents(target.string()), output) << command.output;
-        EXPECT_EQ(fs::status(target).permissions(), fs::perms(0444)) << command.output;
+        cli_testing::expectRefusal(runSamplenet(command),
+                                   target + ": cannot write file: the file is read-only (mode 0444)");
+        EXPECT_EQ(fileContents(target), "old") << target;
     }
-    EXPECT_EQ(entries(directory), 1 + 2 * commands.size()) << "a temporary file was left";
+    EXPECT_EQ(entries(scratch.path()), 1 + commands.size()) << "a temporary file was left";
 }
 
 TEST(OutputFiles, AFailedWriteLeavesThePreviousFileAndNoTemporaryOne) {
     const testing_support::ScratchFolder scratch;
     const fs::path& directory = scratch.path();
-    const std::string cases = smokerCases(directory, 400);
+    const std::string cases = cli_testing::smokerCases((directory / "cases.csv").string(), 400);
     const std::string output = (directory / "out.csv").string();
     const std::string network = (directory / "out.bif").string();
     std::ofstream(output) << "old rows";
     std::ofstream(network) << "old network";
     // Four blocks of 512 bytes hold neither alarm's text nor 400 rows.
-    const auto converted = runSamplenetWithFileSizeLimit({"convert", kAlarm, network}, 4);
-    EXPECT_EQ(converted.exitCode, 1);
-    EXPECT_NE(converted.err.find(network + ": cannot write file: File too large"), std::string::npos) << converted.err;
-    const auto batch =
-        runSamplenetWithFileSizeLimit({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-o", output}, 4);
-    EXPECT_EQ(batch.exitCode, 1);
-    EXPECT_NE(batch.err.find(output + ": cannot write file: File too large"), std::string::npos) << batch.err;
+    cli_testing::expectRefusal(runSamplenetWithFileSizeLimit({"convert", kAlarm, network}, 4),
+                               network + ": cannot write file: File too large");
+    cli_testing::expectRefusal(
+        runSamplenetWithFileSizeLimit({"batch", dataFile("smoker.bif"), cases, "-a", "exact", "-o", output}, 4),
+        output + ": cannot write file: File too large");
     EXPECT_EQ(fileContents(output), "old rows");
     EXPECT_EQ(fileContents(network), "old network");
     EXPECT_EQ(entries(directory), 3u) << "a temporary file was left";
@@ -97,38 +69,25 @@ TEST(OutputFiles, InferWritesTheFormatTheExtensionNames) {
     const fs::path& directory = scratch.path();
     const std::vector<std::string> run = {"infer", kAsia, "-a", "exact", "-e", "smoke=yes"};
     auto withOutput = [&](const std::string& name) { return cli_testing::with(run, {"-o", (directory / name).string()}); };
-    for (const char* name : {"p.txt", "p.json", "p.csv", "p.html"}) {
-        const auto written = runSamplenet(withOutput(name));
-        EXPECT_EQ(written.exitCode, 0) << name << ": " << written.err;
-        EXPECT_EQ(written.out, "") << name;
-    }
-    // The same report as on standard output, but for the time taken.
+    for (const char* name : {"p.txt", "p.json", "p.csv", "p.html"})
+        EXPECT_EQ(cli_testing::runSamplenetOut(withOutput(name)), "") << name;
+    // The same report as on standard output; InferCommand compares JSON's.
     EXPECT_EQ(fileContents((directory / "p.csv").string()), runSamplenet(cli_testing::with(run, {"--format", "csv"})).out);
-    const auto json = cli_testing::with(run, {"--format", "json"});
-    nlohmann::json fromFile = nlohmann::json::parse(fileContents((directory / "p.json").string()));
-    nlohmann::json printed = cli_testing::runSamplenetJson(json);
-    fromFile.erase("seconds");
-    printed.erase("seconds");
-    EXPECT_EQ(fromFile, printed);
+    EXPECT_EQ(nlohmann::json::parse(fileContents((directory / "p.json").string())).at("evidence").at("smoke"), "yes");
     const std::string table = fileContents((directory / "p.txt").string());
     EXPECT_NE(table.find("# evidence: smoke=yes"), std::string::npos) << table;
     EXPECT_NE(fileContents((directory / "p.html").string()).find("<html"), std::string::npos);
 
     // Refused before anything runs, and nothing written.
-    const auto unknown = runSamplenet(withOutput("p.xml"));
-    EXPECT_EQ(unknown.exitCode, 1);
-    EXPECT_NE(unknown.err.find("should end in .txt, .json, .csv or .html"), std::string::npos) << unknown.err;
-    const auto clashed = runSamplenet(cli_testing::with(withOutput("q.csv"), {"--format", "json"}));
-    EXPECT_EQ(clashed.exitCode, 1);
-    EXPECT_NE(clashed.err.find("--format json does not match the extension of -o"), std::string::npos) << clashed.err;
+    cli_testing::expectRefusal(runSamplenet(withOutput("p.xml")), "should end in .txt, .json, .csv or .html");
+    cli_testing::expectRefusal(runSamplenet(cli_testing::with(withOutput("q.csv"), {"--format", "json"})),
+                               "--format json does not match the extension of -o");
     EXPECT_EQ(runSamplenet(cli_testing::with(withOutput("q.json"), {"--format", "json"})).exitCode, 0);
     EXPECT_EQ(entries(directory), 5u);
 }
 
 TEST(StandardOutput, EveryCommandFailsWhenItsOutputCannotBeWritten) {
-    const testing_support::ScratchFolder scratch;
-    const fs::path& directory = scratch.path();
-    const std::string cases = smokerCases(directory, 400);
+    const std::string cases = cli_testing::smokerCases(testing_support::scratchPath("cases.csv"), 400);
     const std::vector<std::vector<std::string>> commands = {
         {"infer"},
         {"infer", "--format", "json"},

@@ -5,17 +5,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/run_samplenet.h"
-#include "tests/support/scratch_folder.h"
 
 namespace {
 
 using cli_testing::dataFile;
 using cli_testing::runSamplenet;
 using cli_testing::runSamplenetJson;
+using cli_testing::runSamplenetOut;
 
 // The CSV's rows as cells, header first (none of these cells is quoted).
 std::vector<std::vector<std::string>> csvRows(const std::string& text) {
@@ -45,34 +44,28 @@ TEST(ReportEcho, CsvCarriesTheLogProbabilitiesThatJsonGives) {
     for (const std::string algorithm : {"exact", "epis"}) {
         const std::vector<std::string> arguments{"infer", smoker, "-e", "Cough=yes", "-a", algorithm,
                                                  "-n", "2000", "--seed", "3"};
-        const auto csv = runSamplenet(withFormat(arguments, "csv"));
-        ASSERT_EQ(csv.exitCode, 0) << csv.err;
+        const std::string csv = runSamplenetOut(withFormat(arguments, "csv"));
         const double json = runSamplenetJson(withFormat(arguments, "json")).at("ln_probability_of_evidence");
-        EXPECT_EQ(constantColumn(csv.out, "ln_probability_of_evidence"), json) << algorithm;
+        EXPECT_EQ(constantColumn(csv, "ln_probability_of_evidence"), json) << algorithm;
         // P(Cough = yes) = 0.3 * 0.8 + 0.7 * 0.1.
         EXPECT_NEAR(json, std::log(0.31), algorithm == "exact" ? 1e-12 : 0.05) << algorithm;
+
+        // An explanation's P(x, e) and P(x | e).
+        const std::vector<std::string> explained = cli_testing::with(arguments, {"--mpe"});
+        const std::string explanationCsv = runSamplenetOut(withFormat(explained, "csv"));
+        const auto explanation = runSamplenetJson(withFormat(explained, "json"));
+        EXPECT_EQ(csvRows(explanationCsv).at(0), (std::vector<std::string>{"node", "state", "observed",
+                                                                           "ln_joint_probability",
+                                                                           "ln_posterior_probability"}));
+        EXPECT_EQ(csvRows(explanationCsv).size(), 4u);
+        for (const char* column : {"ln_joint_probability", "ln_posterior_probability"})
+            EXPECT_EQ(constantColumn(explanationCsv, column), explanation.at(column).get<double>()) << column;
+        // Smoker = yes, Cough = yes, Lungs = healthy: 0.3 * 0.8 * 0.6.
+        EXPECT_NEAR(explanation.at("ln_joint_probability").get<double>(), std::log(0.144), 1e-12) << algorithm;
     }
     // Loopy propagation estimates no P(evidence): no column rather than an empty one.
     const auto lbp = runSamplenet({"infer", smoker, "-e", "Cough=yes", "-a", "lbp", "--format", "csv"});
     EXPECT_EQ(lbp.out.substr(0, lbp.out.find('\n')), "node,state,probability");
-
-    // An explanation's P(x, e) and P(x | e), exact and sampled.
-    for (const std::string algorithm : {"exact", "epis"}) {
-        const std::vector<std::string> arguments{"infer", smoker, "-e", "Cough=yes", "--mpe", "-a", algorithm,
-                                                 "-n", "2000", "--seed", "3"};
-        const auto csv = runSamplenet(withFormat(arguments, "csv"));
-        ASSERT_EQ(csv.exitCode, 0) << csv.err;
-        const auto json = runSamplenetJson(withFormat(arguments, "json"));
-        EXPECT_EQ(csvRows(csv.out).at(0),
-                  (std::vector<std::string>{"node", "state", "observed", "ln_joint_probability",
-                                            "ln_posterior_probability"}));
-        EXPECT_EQ(csvRows(csv.out).size(), 4u);
-        EXPECT_EQ(constantColumn(csv.out, "ln_joint_probability"), json.at("ln_joint_probability").get<double>());
-        EXPECT_EQ(constantColumn(csv.out, "ln_posterior_probability"),
-                  json.at("ln_posterior_probability").get<double>());
-        // Smoker = yes, Cough = yes, Lungs = healthy: 0.3 * 0.8 * 0.6.
-        EXPECT_NEAR(json.at("ln_joint_probability").get<double>(), std::log(0.144), 1e-12) << algorithm;
-    }
 }
 
 TEST(ReportEcho, EvidenceComesBackInTheOrderGiven) {
@@ -81,15 +74,12 @@ TEST(ReportEcho, EvidenceComesBackInTheOrderGiven) {
     // kind nor the node's place reorders them.
     const std::vector<std::string> arguments{"infer", smoker, "-e", "Lungs=[0.5,1]", "-e", "Cough=yes",
                                              "-a", "exact"};
-    const auto table = runSamplenet(arguments);
-    ASSERT_EQ(table.exitCode, 0) << table.err;
-    EXPECT_NE(table.out.find("# evidence: Lungs=[0.5,1], Cough=yes\n"), std::string::npos) << table.out;
+    const std::string table = runSamplenetOut(arguments);
+    EXPECT_NE(table.find("# evidence: Lungs=[0.5,1], Cough=yes\n"), std::string::npos) << table;
 
     // Parsed keeping the order of the keys, which plain nlohmann::json sorts.
     const auto evidenceKeys = [](const std::vector<std::string>& arguments) {
-        const auto run = runSamplenet(arguments);
-        EXPECT_EQ(run.exitCode, 0) << run.err;
-        const auto json = nlohmann::ordered_json::parse(run.out);
+        const auto json = nlohmann::ordered_json::parse(runSamplenetOut(arguments));
         std::vector<std::string> keys;
         for (const auto& [key, value] : json.at("evidence").items()) keys.push_back(key);
         return keys;
@@ -100,8 +90,7 @@ TEST(ReportEcho, EvidenceComesBackInTheOrderGiven) {
     EXPECT_NE(html.out.find("evidence: Lungs=[0.5,1], Cough=yes<"), std::string::npos);
 
     // An explanation's JSON, and evidence from a file then -e, in that order.
-    const std::string file = testing_support::scratchPath("ordered.evidence");
-    std::ofstream(file) << "Lungs=healthy\nCough=no\n";
+    const std::string file = cli_testing::scratchFile("ordered.evidence", "Lungs=healthy\nCough=no\n");
     EXPECT_EQ(evidenceKeys({"infer", smoker, "--evidence-file", file, "-e", "Smoker=no", "--mpe", "--format", "json"}),
               (std::vector<std::string>{"Lungs", "Cough", "Smoker"}));
 }

@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 
 namespace cli_testing {
@@ -65,10 +66,37 @@ std::vector<std::string> split(const std::string& text, char separator) {
 
 std::string dataFile(const std::string& name) { return std::string(CLI_TEST_DATA) + "/" + name; }
 
-nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments) {
+std::string runSamplenetOut(const std::vector<std::string>& arguments) {
     const Run run = runSamplenet(arguments);
     EXPECT_EQ(run.exitCode, 0) << run.err;
-    return nlohmann::json::parse(run.out);
+    return run.out;
+}
+
+nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments) {
+    return nlohmann::json::parse(runSamplenetOut(arguments));
+}
+
+void expectRefusal(const Run& run, const std::string& message, int exitCode) {
+    SCOPED_TRACE("expecting the error \"" + message + "\"");
+    EXPECT_EQ(run.exitCode, exitCode) << run.err;
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err.rfind("samplenet: error: ", 0), 0u) << run.err;
+    EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
+    EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
+}
+
+std::string scratchFile(const std::string& name, const std::string& text) {
+    const std::string path = testing_support::scratchPath(name);
+    std::ofstream(path) << text;
+    return path;
+}
+
+std::string smokerCases(const std::string& path, std::size_t rows) {
+    std::ofstream out(path);
+    out << "Smoker,Cough\n";
+    const char* cells[] = {"yes,", "no,yes", ",no", ","};
+    for (std::size_t i = 0; i < rows; ++i) out << cells[i % 4] << "\n";
+    return path;
 }
 
 }  // namespace cli_testing

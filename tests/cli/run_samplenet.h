@@ -40,4 +40,18 @@ std::string dataFile(const std::string& name);
 // The JSON a successful run printed (a test failure when it failed).
 nlohmann::json runSamplenetJson(const std::vector<std::string>& arguments);
 
+// What a successful run printed (a test failure when it failed).
+std::string runSamplenetOut(const std::vector<std::string>& arguments);
+
+// Checks a refused run: exit code `exitCode`, nothing on standard output,
+// and one error line on standard error holding `message`.
+void expectRefusal(const Run& run, const std::string& message, int exitCode = 1);
+
+// Writes `text` to a fresh scratch file called `name` and returns its path.
+std::string scratchFile(const std::string& name, const std::string& text);
+
+// A case file for smoker.bif at `path` with `rows` cases, cycling through
+// an observed smoker, both observed, an observed cough and none observed.
+std::string smokerCases(const std::string& path, std::size_t rows);
+
 }  // namespace cli_testing

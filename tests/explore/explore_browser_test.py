@@ -38,8 +38,7 @@ class ExplorePageTest(unittest.TestCase):
 
     def explore(self, network, node, state_index, state):
         path = f"{DATA}/networks/{network}.bif.gz"
-        server = ExploreServer(SAMPLENET, path, "-a", "exact")
-        try:
+        with ExploreServer(SAMPLENET, path, "-a", "exact") as server:
             priors = exact_posteriors(SAMPLENET, path)
             given = exact_posteriors(SAMPLENET, path, [f"{node}={state}"])
             self.page.open(server.url)
@@ -63,16 +62,13 @@ class ExplorePageTest(unittest.TestCase):
             self.page.click_state(node, state_index)
             self.page.click_state(node, state_index)
             self.assertShows(priors)
-        finally:
-            server.close()
 
     def test_asia(self):
         self.explore("asia", "smoke", 0, "yes")
 
     def test_likelihood_from_the_node_menu(self):
         path = f"{DATA}/networks/asia.bif.gz"
-        server = ExploreServer(SAMPLENET, path, "-a", "exact", "-e", "smoke=yes")
-        try:
+        with ExploreServer(SAMPLENET, path, "-a", "exact", "-e", "smoke=yes") as server:
             self.page.open(server.url)
             self.assertShows(exact_posteriors(SAMPLENET, path, ["smoke=yes"]))
             self.page.set_likelihood("xray", [0.9, 0.2])
@@ -80,13 +76,10 @@ class ExplorePageTest(unittest.TestCase):
             self.assertIn("e=xray%3D%5B0.9%2C0.2%5D", self.page.driver.current_url)
             self.assertEqual(self.page.driver.find_element("css selector", "g.node.soft title").get_attribute(
                 "textContent"), "xray")
-        finally:
-            server.close()
 
     def test_interventions_from_the_command_line_and_the_node_menu(self):
         path = f"{DATA}/networks/asia.bif.gz"
-        server = ExploreServer(SAMPLENET, path, "-a", "exact", "-e", "xray=yes", "--do", "smoke=yes")
-        try:
+        with ExploreServer(SAMPLENET, path, "-a", "exact", "-e", "xray=yes", "--do", "smoke=yes") as server:
             self.page.open(server.url)
             self.assertShows(exact_posteriors(SAMPLENET, path, ["xray=yes"], ["smoke=yes"]))
             self.assertIn("do=smoke%3Dyes", self.page.driver.current_url)
@@ -105,8 +98,6 @@ class ExplorePageTest(unittest.TestCase):
             self.assertNotIn("smoke", self.page.driver.current_url)
             self.page.remove_finding("xray")
             self.assertEqual(self.cut_edges(), [])
-        finally:
-            server.close()
 
     def cut_edges(self):
         """The (parent, child) names of the edges drawn cut."""

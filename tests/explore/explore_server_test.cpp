@@ -21,21 +21,29 @@
 namespace samplenet {
 namespace {
 
-std::string errorOf(const httplib::Result& result) {
-    return nlohmann::json::parse(result->body).at("error").get<std::string>();
+// Checks a refused request's status and the message its JSON body gives.
+void expectRefused(const httplib::Result& result, int status, const std::string& message) {
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, status);
+    EXPECT_EQ(nlohmann::json::parse(result->body).at("error").get<std::string>(), message);
 }
 
-// Writes raw bytes to the server and returns what it answers.
-std::string rawExchange(int port, const std::string& bytes) {
+// A socket connected to the server on loopback, or -1.
+int connectedSocket(int port) {
     const int fd = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-        close(fd);
-        return "";
-    }
+    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return fd;
+    close(fd);
+    return -1;
+}
+
+// Writes raw bytes to the server and returns what it answers.
+std::string rawExchange(int port, const std::string& bytes) {
+    const int fd = connectedSocket(port);
+    if (fd < 0) return "";
     (void)!write(fd, bytes.data(), bytes.size());
     shutdown(fd, SHUT_WR);
     std::string answer;
@@ -82,17 +90,14 @@ TEST_F(ExploreServerTest, ServesThePageOnLoopbackAtAFreePort) {
 
 TEST_F(ExploreServerTest, BadRequestsGetTheirStatusAndMessageAndTheServerGoesOn) {
     const std::string oversized(kMaxExploreRequestBytes + 1, ' ');
-    const auto tooLarge = client.Post("/api/posteriors", oversized, "application/json");
-    ASSERT_TRUE(tooLarge);
-    EXPECT_EQ(tooLarge->status, 413);
-    EXPECT_EQ(errorOf(tooLarge), "the request body is larger than the 1048576 bytes allowed");
+    expectRefused(client.Post("/api/posteriors", oversized, "application/json"), 413,
+                  "the request body is larger than the 1048576 bytes allowed");
     expectStillAnswering();
 
     const auto wrongMethod = client.Get("/api/posteriors");
     ASSERT_TRUE(wrongMethod);
-    EXPECT_EQ(wrongMethod->status, 405);
+    expectRefused(wrongMethod, 405, "/api/posteriors takes POST, not GET");
     EXPECT_EQ(wrongMethod->get_header_value("Allow"), "POST");
-    EXPECT_EQ(errorOf(wrongMethod), "/api/posteriors takes POST, not GET");
     expectStillAnswering();
 
     const std::string garbage = rawExchange(server.port(), "\x01\xff not http at all\r\n\r\n");
@@ -104,10 +109,8 @@ TEST_F(ExploreServerTest, BadRequestsGetTheirStatusAndMessageAndTheServerGoesOn)
 // A web page elsewhere that points its own host name at this machine sends
 // its own name in Host; such requests are refused.
 TEST_F(ExploreServerTest, RefusesRequestsAddressedToAnotherHost) {
-    const auto result = client.Get("/api/network", {{"Host", "attacker.example:" + std::to_string(server.port())}});
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->status, 403);
-    EXPECT_EQ(errorOf(result), "this server answers only requests addressed to " + server.url());
+    expectRefused(client.Get("/api/network", {{"Host", "attacker.example:" + std::to_string(server.port())}}), 403,
+                  "this server answers only requests addressed to " + server.url());
     expectStillAnswering();
 }
 
@@ -116,17 +119,13 @@ TEST_F(ExploreServerTest, RefusesRequestsAddressedToAnotherHost) {
 TEST_F(ExploreServerTest, WorkIsStartedOnlyByJsonRequestsFromItsOwnPage) {
     const std::string body = R"({"evidence": ["smoke=yes"]})";
     const std::string port = std::to_string(server.port());
-    const auto plainText = client.Post("/api/posteriors", body, "text/plain");
-    ASSERT_TRUE(plainText);
-    EXPECT_EQ(plainText->status, 415);
-    EXPECT_EQ(errorOf(plainText), "POST requests must send Content-Type: application/json");
+    expectRefused(client.Post("/api/posteriors", body, "text/plain"), 415,
+                  "POST requests must send Content-Type: application/json");
     const std::vector<std::string> foreigners{"http://attacker.example", "null",
                                               "http://127.0.0.1:" + std::to_string(server.port() + 1)};
     for (const std::string& foreign : foreigners) {
-        const auto result = client.Post("/api/picture", {{"Origin", foreign}}, R"({"nodes": []})", "application/json");
-        ASSERT_TRUE(result);
-        EXPECT_EQ(result->status, 403) << foreign;
-        EXPECT_EQ(errorOf(result), "this server answers only its own page (" + server.url() + "), not requests from " + foreign);
+        expectRefused(client.Post("/api/picture", {{"Origin", foreign}}, R"({"nodes": []})", "application/json"), 403,
+                      "this server answers only its own page (" + server.url() + "), not requests from " + foreign);
     }
     for (const std::string& own : std::vector<std::string>{"http://127.0.0.1:" + port, "http://localhost:" + port}) {
         const auto result = client.Post("/api/posteriors", {{"Origin", own}}, body, "application/json; charset=utf-8");
@@ -142,12 +141,8 @@ TEST_F(ExploreServerTest, ThePageAnswersWhileSlowClientsHoldConnections) {
     const auto opened = std::chrono::steady_clock::now();
     std::vector<int> slow;
     for (int i = 0; i < 30; ++i) {
-        const int fd = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(server.port()));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const int fd = connectedSocket(server.port());
+        ASSERT_GE(fd, 0);
         const std::string start = "POST /api/posteriors HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.port()) + "\r\n";
         ASSERT_EQ(write(fd, start.data(), start.size()), static_cast<ssize_t>(start.size()));
         slow.push_back(fd);

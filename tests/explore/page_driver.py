@@ -48,6 +48,12 @@ class ExploreServer:
         self.process.terminate()
         self.process.communicate(timeout=10)
 
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exception):
+        self.close()
+
 
 class Page:
     def __init__(self, chromium, chromedriver, width=1400, height=1000):
