@@ -4,7 +4,6 @@
 #include <climits>
 #include <utility>
 
-#include "lib/exact/evidence_weights.h"
 #include "lib/model/errors.h"
 #include "lib/sampling/generator_stream.h"
 
@@ -79,14 +78,14 @@ std::size_t BacktrackingDraw::backUpFrom(std::size_t step) {
         for (std::uint32_t k = firstRead[slot]; k < firstRead[slot + 1]; ++k) blamed[reads[k]] = 1;
         std::size_t back = step;
         while (back > 0 && !blamed[order[back - 1]]) --back;
-        if (back == 0) throw EvidenceError(kImpossibleEvidence);
+        if (back == 0) throw ImpossibleEvidenceError();
         return back - 1;
     }
     const std::vector<std::uint32_t>& own = conflicts[slot];
     std::size_t latest = step;
     for (std::uint32_t culprit : own)
         if (stepOf[culprit] < step && (latest == step || stepOf[culprit] > latest)) latest = stepOf[culprit];
-    if (latest == step) throw EvidenceError(kImpossibleEvidence);
+    if (latest == step) throw ImpossibleEvidenceError();
     // The slot backed up to inherits the rest of the conflict.
     const std::uint32_t target = order[latest];
     std::vector<std::uint32_t>& inherited = conflicts[target];

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "lib/exact/evidence_weights.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {
@@ -86,7 +85,7 @@ std::vector<char> consistentStates(const SamplingPlan& plan, const std::vector<c
                     }
                     any = any || in[at];
                 }
-                if (!any) throw EvidenceError(kImpossibleEvidence);
+                if (!any) throw ImpossibleEvidenceError();
             }
         }
     }
@@ -137,7 +136,7 @@ BacktrackingPlanSampler::BacktrackingPlanSampler(const SamplingPlan& plan,
             if (plan.parents[node.firstParent + k] == completer[i]) stride = plan.columnStrides[node.firstParent + k];
         checked[completer[i]].push_back({observed, stride});
     }
-    if (!(evidenceFactor > 0.0)) throw EvidenceError(kImpossibleEvidence);
+    if (!(evidenceFactor > 0.0)) throw ImpossibleEvidenceError();
     firstCheck.push_back(0);
     for (const auto& nodeChecks : checked) {
         checks.insert(checks.end(), nodeChecks.begin(), nodeChecks.end());

@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "lib/exact/clique_potentials.h"
-#include "lib/exact/evidence_weights.h"
 #include "lib/model/errors.h"
 
 namespace samplenet {
@@ -15,7 +14,7 @@ namespace {
 // zeros has no assignment left.
 double normalise(double* table, std::size_t size) {
     const double largest = *std::max_element(table, table + size);
-    if (!(largest > 0.0)) throw EvidenceError(kImpossibleEvidence);
+    if (!(largest > 0.0)) throw ImpossibleEvidenceError();
     for (std::size_t i = 0; i < size; ++i) table[i] /= largest;
     return largest;
 }

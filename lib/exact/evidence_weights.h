@@ -8,8 +8,6 @@
 
 namespace samplenet {
 
-inline constexpr const char* kImpossibleEvidence = "the evidence is impossible under the model (probability 0)";
-
 // Evidence as one weight per state of each observed variable (empty for the
 // others): a hard observation weighs its state 1 and the others 0, and a
 // likelihood multiplies in. Throws EvidenceError, naming the variable, for

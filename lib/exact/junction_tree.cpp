@@ -88,7 +88,7 @@ Plan plan(const EliminationProblem& problem, std::size_t limitBytes, const std::
 // zero sum means the evidence cannot happen.
 double normalise(double* values, std::size_t count) {
     const double sum = std::accumulate(values, values + count, 0.0);
-    if (!(sum > 0.0)) throw EvidenceError(kImpossibleEvidence);
+    if (!(sum > 0.0)) throw ImpossibleEvidenceError();
     for (std::size_t i = 0; i < count; ++i) values[i] /= sum;
     return std::log(sum);
 }
@@ -239,7 +239,7 @@ ExactResult JunctionTree::propagate(std::vector<double>& potentials, EvidenceWei
     for (std::size_t v = 0; v < weights.size(); ++v) {
         if (weights[v].empty()) continue;
         const double peak = *std::max_element(weights[v].begin(), weights[v].end());
-        if (peak == 0.0) throw EvidenceError(kImpossibleEvidence);
+        if (peak == 0.0) throw ImpossibleEvidenceError();
         for (double& w : weights[v]) w /= peak;
         logScale += std::log(peak);
         weighAlong(table(homes[v].clique), cliques[homes[v].clique], homes[v].position, weights[v].data());

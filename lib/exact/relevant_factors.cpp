@@ -114,7 +114,7 @@ RelevantFactors::RelevantFactors(const Network& network, const EvidenceWeights& 
             continue;
         }
         // Every variable of the table is observed: it is a constant.
-        if (!(factor.values[0] > 0.0)) throw EvidenceError(kImpossibleEvidence);
+        if (!(factor.values[0] > 0.0)) throw ImpossibleEvidenceError();
         logScale += std::log(factor.values[0]);
     }
 }

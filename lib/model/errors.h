@@ -37,4 +37,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// Evidence that is well formed but has probability zero under the model.
+class ImpossibleEvidenceError : public EvidenceError {
+public:
+    ImpossibleEvidenceError() : EvidenceError("the evidence is impossible under the model (probability 0)") {}
+};
+
 }  // namespace samplenet

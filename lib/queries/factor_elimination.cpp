@@ -15,8 +15,6 @@ namespace samplenet {
 
 namespace {
 
-constexpr const char* kImpossible = "the evidence is impossible under the model (probability 0)";
-
 bool holds(const TableShape& shape, int variable) { return shape.position(variable) >= 0; }
 
 }  // namespace
@@ -79,7 +77,7 @@ void FactorElimination::enterEvidence(const Network& network, const Evidence& ev
 
 void FactorElimination::rescale(Factor& factor) {
     const double largest = *std::max_element(factor.values.begin(), factor.values.end());
-    if (!(largest > 0.0)) throw EvidenceError(kImpossible);
+    if (!(largest > 0.0)) throw ImpossibleEvidenceError();
     for (double& value : factor.values) value /= largest;
     logScale_ += std::log(largest);
 }

@@ -5,7 +5,9 @@
 
 #include "lib/inference/automatic_choice.h"
 #include "lib/inference/cancellation.h"
+#include "lib/inference/inference_errors.h"
 #include "lib/queries/approximate_explanation.h"
+#include "lib/model/errors.h"
 #include "lib/queries/sampled_map.h"
 
 namespace samplenet {
@@ -27,11 +29,18 @@ private:
     ExactOptions settings;
 };
 
-// The run of `query`, with its time and, when it sampled, its seed.
+// The run of `query`, with its time and, when it sampled, its seed. Evidence
+// of probability zero fails the run as it fails a posterior's.
 template <class Query>
 auto timed(const InferenceOptions& options, Query query) {
     const auto start = std::chrono::steady_clock::now();
-    auto run = query();
+    auto run = [&] {
+        try {
+            return query();
+        } catch (const ImpossibleEvidenceError& error) {
+            throw InferenceError(error.what(), InferenceResult{});
+        }
+    }();
     run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (run.algorithm != Algorithm::Exact) run.seed = options.seed;
     return run;

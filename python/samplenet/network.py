@@ -264,8 +264,8 @@ class Network:
             explanation's). evidence, likelihood, do, samples, seed,
             memory_limit_gib and jobs as for infer.
 
-        Raises EvidenceError for unknown nodes or states and for impossible
-        evidence, OptionError naming a bad option (lbp gives no
+        Raises EvidenceError for unknown nodes or states, InferenceError for
+        impossible evidence, OptionError naming a bad option (lbp gives no
         explanation), NetworkTooLargeError above the memory limit."""
         return queries.explain(self, evidence, likelihood, algorithm, samples, seed, memory_limit_gib, jobs,
                                local_search, do)
@@ -290,8 +290,8 @@ class Network:
             where the elimination fits the memory limit, else epis's
             approximation; `choice` says which and how). samples, seed, jobs,
             do and memory_limit_gib as for infer.
-        Raises EvidenceError for unknown nodes or states and impossible
-        evidence, OptionError for lbp or a bad option."""
+        Raises EvidenceError for unknown nodes or states, InferenceError for
+        impossible evidence, OptionError for lbp or a bad option."""
         return queries.most_probable_states(self, nodes, evidence, likelihood, algorithm, memory_limit_gib, do,
                                             samples, seed, jobs, max_seconds)
 

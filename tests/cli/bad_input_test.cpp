@@ -72,6 +72,13 @@ TEST(BadInput, OneLineMessageAndExitCode) {
         {{"convert", smoker, "no/such/dir/out.bif"}, 1, "no directory no/such/dir"},
         {{"infer", smoker, "-e", "Smoker=no", "-e", "Lungs=damaged"}, 2,
          "the evidence is impossible under the model"},
+        // The queries fail as the posteriors do.
+        {{"infer", smoker, "--mpe", "-e", "Smoker=no", "-e", "Lungs=damaged"}, 2,
+         "the evidence is impossible under the model"},
+        {{"infer", smoker, "--mpe", "-q", "Cough", "-e", "Smoker=no", "-e", "Lungs=damaged"}, 2,
+         "the evidence is impossible under the model"},
+        {{"infer", smoker, "--joint", "Cough", "-e", "Smoker=no", "-e", "Lungs=damaged"}, 2,
+         "the evidence is impossible under the model"},
         {{"infer", smoker, "--generator", "odd"}, 1, "--generator: expected standard or wide, found \"odd\""},
         {{"infer", smoker, "--target-error", "1.5"}, 1, "--target-error: expected a number above 0 and below 1, found \"1.5\""},
         {{"infer", smoker, "--target-error", "0"}, 1, "--target-error"},

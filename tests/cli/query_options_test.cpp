@@ -62,7 +62,6 @@ TEST(QueryOptions, RefuseWhatTheyCannotAnswer) {
         {{"--mpe", "-q", "lung", "-a", "lbp"}, "lbp gives no most probable states"},
         {{"--mpe", "--format", "html"}, "print as table, json or csv"},
         {{"--mpe", "--joint", "lung"}, "excludes"},
-        {{"--mpe", "-e", "either=no", "-e", "lung=yes"}, "impossible"},
     };
     for (const auto& [options, message] : cases) {
         const auto run = runSamplenet(cli_testing::with({"infer", kAsia}, options));
