@@ -9,6 +9,7 @@
 
 #include "lib/formats/formats.h"
 #include "lib/inference/inference.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -34,11 +35,7 @@ InferenceOptions endless(Algorithm algorithm) {
 }
 
 samplenet::InferenceResult seeded(Algorithm algorithm) {
-    InferenceOptions options;
-    options.algorithm = algorithm;
-    options.samples = 20000;
-    options.seed = 11;
-    return samplenet::infer(alarm(), {{{0, 1}}, {}}, options);
+    return samplenet::infer(alarm(), {{{0, 1}}, {}}, testing_support::samplingOptions(algorithm, 20000, 11));
 }
 
 // Each algorithm's loops poll: a token set before the run stops it at its

@@ -9,6 +9,7 @@
 #include "lib/inference/shared_inference.h"
 #include "lib/sampling/share_encoding.h"
 #include "tests/support/error_message.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -87,10 +88,7 @@ TEST(SharedInference, SharesDrawnFromBytesGiveTheThreadsResultsBitForBit) {
     for (const Algorithm algorithm : {Algorithm::Epis, Algorithm::Ais})
         for (const int jobs : {1, 3}) {
             const std::string what = std::string(samplenet::algorithmName(algorithm)) + " jobs " + std::to_string(jobs);
-            InferenceOptions options;
-            options.algorithm = algorithm;
-            options.seed = 7;
-            options.samples = 3001;
+            InferenceOptions options = testing_support::samplingOptions(algorithm, 3001, 7);
             options.jobs = jobs;
             options.joint = {3, 8};
             if (jobs > 1) options.queried = {3, 8, 30};

@@ -12,6 +12,7 @@
 #include "lib/exact/junction_tree.h"
 #include "lib/generate/random_network.h"
 #include "lib/inference/inference.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -39,11 +40,7 @@ Case observedCase(int maxParents) {
 }
 
 InferenceResult run(const Case& c, Algorithm algorithm) {
-    InferenceOptions options;
-    options.algorithm = algorithm;
-    options.samples = kSamples;
-    options.seed = 1;
-    return infer(c.network, c.evidence, options);
+    return infer(c.network, c.evidence, testing_support::samplingOptions(algorithm, kSamples, 1));
 }
 
 // The mean weight estimates P(e): a natural log within 0.1 of exact inference's
