@@ -11,14 +11,15 @@ using samplenet::Algorithm;
 using samplenet::Evidence;
 using samplenet::InferenceOptions;
 
+// Within 1 MiB: the junction tree of fourHundredVariables() is far larger.
 InferenceOptions automatic() {
     InferenceOptions options;
     options.algorithm = Algorithm::Auto;
     options.seed = 5;
+    options.memoryLimitBytes = std::size_t{1} << 20;
     return options;
 }
 
-// Its junction tree needs far more than 1 MiB.
 samplenet::Network fourHundredVariables() {
     samplenet::RandomNetworkOptions shape;
     shape.nodes = 400;
@@ -40,7 +41,6 @@ TEST(AutomaticChoice, TakesExactInferenceWhereItIsQuick) {
 TEST(AutomaticChoice, JudgesExactInferenceByTheTreeOfTheQuery) {
     const auto network = fourHundredVariables();
     InferenceOptions options = automatic();
-    options.memoryLimitBytes = std::size_t{1} << 20;
     const Evidence early{{{8, 0}}, {}};
     options.queried = {3, 8};
     const auto run = samplenet::infer(network, early, options);
@@ -63,7 +63,6 @@ TEST(AutomaticChoice, JudgesExactInferenceByTheTreeOfTheQuery) {
 TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
     const auto network = fourHundredVariables();
     InferenceOptions options = automatic();
-    options.memoryLimitBytes = std::size_t{1} << 20;
     // A budget that no build (sanitizers included) reaches keeps the
     // numbers free of the clock.
     options.maxSeconds = 3600.0;
@@ -85,7 +84,6 @@ TEST(AutomaticChoice, SamplesToATargetWhereExactInferenceCannotGo) {
 TEST(AutomaticChoice, EscalatesFromAnUnreliableAnswer) {
     const auto network = fourHundredVariables();
     InferenceOptions options = automatic();
-    options.memoryLimitBytes = std::size_t{1} << 20;
     options.samples = 600;
     options.targetError = 0.2;
     const Evidence evidence{{{399, 0}}, {}};

@@ -106,12 +106,10 @@ TEST(SharedInference, TargetRoundsAcrossSharesMatchTheThreads) {
     const samplenet::Network network = testNetwork();
     const samplenet::Evidence evidence = testEvidence(network);
     for (const samplenet::Generator generator : {samplenet::Generator::Standard, samplenet::Generator::Wide}) {
-        InferenceOptions options;
-        options.seed = 3;
+        InferenceOptions options = testing_support::samplingOptions(Algorithm::Epis, 200'000, 3);
         options.jobs = 2;
         options.generator = generator;
         options.targetError = 0.03;
-        options.samples = 200'000;
         options.maxSeconds = 3600.0;  // out of reach: the numbers stay free of the clock
         BytesOnlyDrawer drawer;
         const InferenceResult shared = samplenet::inferOnShares(network, evidence, options, drawer);
