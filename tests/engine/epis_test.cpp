@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <numeric>
-
 #include "engine/samplenet.h"
 #include "tests/engine/engine_run.h"
 #include "tests/support/brute_force.h"

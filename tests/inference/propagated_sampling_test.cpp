@@ -4,7 +4,6 @@
 // determinism the tables cannot see, and the run's contract.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
 #include <stdexcept>
 
