@@ -127,15 +127,6 @@ TEST(Construction, NodeWithMoreParentsThanTheInlineListRoom) {
     EXPECT_EQ(sampleNet.nodes[host.engineIndex(0)]->numChildren, 1);
 }
 
-TEST(Construction, EmptyNetworkStillOrdersOnce) {
-    TestHost host(TinyNet{});
-    SampleNet net(host);
-    EXPECT_EQ(net.nodeCount, 0);
-    EXPECT_EQ(host.partialOrderingCalls, 1);
-    net.SetParameterForImportanceSampling();
-    net.ClearImportanceParameter();
-}
-
 TEST(WriteBack, DirectAndIntoAHostNode) {
     SampleNode node(3);
     node.weights[0] = 0.2;

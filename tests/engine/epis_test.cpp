@@ -80,6 +80,7 @@ TEST(SamplerFailure, NoSampleWithMassNoSamplesAndTrivialRuns) {
         TestHost empty(TinyNet{});
         empty.sampleCount = 7;
         EXPECT_EQ(runDriver(empty, driver), 0);
+        EXPECT_EQ(empty.partialOrderingCalls, 1);
         EXPECT_EQ(empty.sampleCountQueries, 8);
 
         TestHost observed(chain(3), {1, 0, 1});

@@ -20,12 +20,7 @@ InferenceOptions automatic() {
     return options;
 }
 
-samplenet::Network fourHundredVariables() {
-    samplenet::RandomNetworkOptions shape;
-    shape.nodes = 400;
-    shape.seed = 2;
-    return samplenet::randomNetwork(shape);
-}
+samplenet::Network fourHundredVariables() { return samplenet::randomNetwork({.nodes = 400, .seed = 2}); }
 
 TEST(AutomaticChoice, TakesExactInferenceWhereItIsQuick) {
     const auto network = testing_support::toNetwork(testing_support::threeLayerLoopy());

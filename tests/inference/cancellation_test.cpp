@@ -25,12 +25,9 @@ const samplenet::Network& alarm() {
 
 // Far longer than any test may wait: only a stop ends these runs in time.
 InferenceOptions endless(Algorithm algorithm) {
-    InferenceOptions options;
-    options.algorithm = algorithm;
-    options.samples = 2'000'000'000;
+    InferenceOptions options = testing_support::samplingOptions(algorithm, 2'000'000'000, 3);
     options.lbpIterations = 2'000'000'000;
     options.generator = samplenet::Generator::Wide;
-    options.seed = 3;
     return options;
 }
 

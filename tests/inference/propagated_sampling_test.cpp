@@ -32,9 +32,7 @@ InferenceOptions bpis(int samples = 20000) {
 // on a polytree: the earlier-drawn one says something about the other.)
 TEST(PropagatedSampling, DrawsFromThePosteriorItselfOnTrees) {
     std::mt19937 rng(3);
-    testing_support::RandomNetworkShape shape;
-    shape.variables = 9;
-    shape.maxParents = 1;
+    const testing_support::RandomNetworkShape shape{.variables = 9, .maxParents = 1};
     for (int trial = 0; trial < 5; ++trial) {
         const testing_support::TinyNet tiny = testing_support::randomNetwork(rng, shape);
         const Network network = testing_support::toNetwork(tiny);

@@ -44,13 +44,7 @@ public:
     bool dropLastShare = false;
 };
 
-samplenet::Network testNetwork() {
-    samplenet::RandomNetworkOptions shape;
-    shape.nodes = 60;
-    shape.zeroShare = 0.1;
-    shape.seed = 5;
-    return samplenet::randomNetwork(shape);
-}
+samplenet::Network testNetwork() { return samplenet::randomNetwork({.nodes = 60, .zeroShare = 0.1, .seed = 5}); }
 
 // Two observed nodes and a likelihood on a third.
 samplenet::Evidence testEvidence(const samplenet::Network& network) {

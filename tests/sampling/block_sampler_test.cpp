@@ -69,9 +69,7 @@ TEST(BlockSampler, ReproducesTheEnginesDriversBitForBit) {
     std::mt19937 rng(41);
     int withEndedSamples = 0;
     for (int round = 0; round < 60; ++round) {
-        RandomNetworkShape shape;
-        shape.variables = 4 + round % 9;
-        shape.zeroShare = round % 3 == 0 ? 0.0 : 0.35;
+        const RandomNetworkShape shape{.variables = 4 + round % 9, .zeroShare = round % 3 == 0 ? 0.0 : 0.35};
         const TinyNet net = randomNetwork(rng, shape);
         const std::vector<int> evidence = sampledEvidence(rng, net, round % 2 == 0 ? 0.3 : 0.6);
         for (const auto sampler : {ImportanceSampler::Epis, ImportanceSampler::Ais}) {

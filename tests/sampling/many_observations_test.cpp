@@ -29,11 +29,7 @@ struct Case {
 // An observation of a node of 2 to 4 states costs about 0.4 decimal orders
 // of probability: 40% of 2,000 nodes take the evidence to about 1e-330.
 Case observedCase(int maxParents) {
-    RandomNetworkOptions options;
-    options.nodes = 2000;
-    options.maxParents = maxParents;
-    options.locality = 4;
-    Case c{randomNetwork(options), {}, {}};
+    Case c{randomNetwork({.nodes = 2000, .maxParents = maxParents, .locality = 4}), {}, {}};
     c.evidence = forwardSampledEvidence(c.network, 0.4, 1);
     c.exact = JunctionTree(c.network).infer(c.evidence);
     return c;
