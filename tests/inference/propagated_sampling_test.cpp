@@ -36,17 +36,16 @@ TEST(PropagatedSampling, DrawsFromThePosteriorItselfOnTrees) {
     for (int trial = 0; trial < 5; ++trial) {
         const testing_support::TinyNet tiny = testing_support::randomNetwork(rng, shape);
         const Network network = testing_support::toNetwork(tiny);
-        const Evidence evidence = testing_support::withHardEvidence(testing_support::sampledEvidence(rng, tiny, 0.4));
+        const std::vector<int> observed = testing_support::sampledEvidence(rng, tiny, 0.4);
+        const Evidence evidence = testing_support::withHardEvidence(observed);
         InferenceOptions options = bpis(2000);
         options.epis.epsilon1 = options.epis.epsilon2 = options.epis.epsilon3 = options.epis.epsilon4 = 0.0;
         const InferenceResult result = infer(network, evidence, options);
         const ExactResult exact = JunctionTree(network).infer(evidence);
         EXPECT_NEAR(result.sampling->errors.effectiveSampleSize, 2000.0, 1e-6) << "trial " << trial;
         EXPECT_NEAR(*result.logProbabilityOfEvidence, exact.logProbabilityOfEvidence, 1e-9) << "trial " << trial;
-        std::vector<int> state(network.size(), -1);
-        for (const auto& [v, s] : evidence.hard) state[v] = s;
         const ChildMessages messages =
-            propagateSequentially(network, state, std::vector<char>(network.size(), 1), {});
+            propagateSequentially(network, observed, std::vector<char>(network.size(), 1), {});
         EXPECT_TRUE(messages.converged);
         EXPECT_LT(messages.sweeps, 2 * network.size());
     }
