@@ -43,7 +43,4 @@ long long seedForNextDraw(int x);
 // Largest Hellinger distance between the host's beliefs and the answer.
 double worstHellinger(const TestHost& host, const std::vector<std::vector<double>>& exact);
 
-// Largest absolute difference between the host's beliefs and the answer.
-double worstError(const TestHost& host, const std::vector<std::vector<double>>& exact);
-
 }  // namespace testing_support

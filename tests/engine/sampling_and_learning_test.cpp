@@ -264,13 +264,10 @@ TEST(Learning, BlendsColumnsTowardsTheSampledDistribution) {
     EXPECT_EQ(p.node(2).totalTable->data[2], 0.0);
 
     // The rate decays on every update, also with nothing to learn.
-    TestHost host(testing_support::chain(2));
-    SampleNet plain(host);
-    plain.SetParameterForImportanceSampling();
-    plain.learningRate = 0.4;
-    plain.UpdateNormalizedTable();
-    EXPECT_DOUBLE_EQ(plain.learningRate, 0.36);
-    plain.ClearImportanceParameter();
+    Prepared plain(testing_support::chain(2));
+    plain.net.learningRate = 0.4;
+    plain.net.UpdateNormalizedTable();
+    EXPECT_DOUBLE_EQ(plain.net.learningRate, 0.36);
 }
 
 }  // namespace

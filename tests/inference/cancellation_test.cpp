@@ -9,6 +9,7 @@
 
 #include "lib/formats/formats.h"
 #include "lib/inference/inference.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -24,21 +25,14 @@ const samplenet::Network& alarm() {
 
 // Far longer than any test may wait: only a stop ends these runs in time.
 InferenceOptions endless(Algorithm algorithm) {
-    InferenceOptions options;
-    options.algorithm = algorithm;
-    options.samples = 2'000'000'000;
+    InferenceOptions options = testing_support::samplingOptions(algorithm, 2'000'000'000, 3);
     options.lbpIterations = 2'000'000'000;
     options.generator = samplenet::Generator::Wide;
-    options.seed = 3;
     return options;
 }
 
 samplenet::InferenceResult seeded(Algorithm algorithm) {
-    InferenceOptions options;
-    options.algorithm = algorithm;
-    options.samples = 20000;
-    options.seed = 11;
-    return samplenet::infer(alarm(), {{{0, 1}}, {}}, options);
+    return samplenet::infer(alarm(), {{{0, 1}}, {}}, testing_support::samplingOptions(algorithm, 20000, 11));
 }
 
 // Each algorithm's loops poll: a token set before the run stops it at its

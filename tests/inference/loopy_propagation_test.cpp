@@ -7,6 +7,7 @@
 #include "tests/support/test_networks.h"
 #include "tests/support/tiny_network.h"
 #include "tests/support/error_message.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -74,10 +75,7 @@ TEST(LoopyPropagation, CollapseOnPossibleEvidenceIsReportedAndAutoStillAnswers) 
     const auto fewer = samplenet::infer(rootOfManyChildren(1000), evidence, lbp(50, std::nullopt));
     EXPECT_NEAR(fewer.posteriors[0][0], exact, 1e-9);
 
-    InferenceOptions automatic;
-    automatic.algorithm = Algorithm::Auto;
-    automatic.seed = 5;
-    automatic.samples = 20000;
+    InferenceOptions automatic = testing_support::samplingOptions(Algorithm::Auto, 20000, 5);
     automatic.maxSeconds = 3600.0;
     automatic.queried = {0};
     const auto run = samplenet::sampleAutomatically(network, evidence, automatic, "exact inference was ruled out");

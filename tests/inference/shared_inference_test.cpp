@@ -9,6 +9,7 @@
 #include "lib/inference/shared_inference.h"
 #include "lib/sampling/share_encoding.h"
 #include "tests/support/error_message.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -43,13 +44,7 @@ public:
     bool dropLastShare = false;
 };
 
-samplenet::Network testNetwork() {
-    samplenet::RandomNetworkOptions shape;
-    shape.nodes = 60;
-    shape.zeroShare = 0.1;
-    shape.seed = 5;
-    return samplenet::randomNetwork(shape);
-}
+samplenet::Network testNetwork() { return samplenet::randomNetwork({.nodes = 60, .zeroShare = 0.1, .seed = 5}); }
 
 // Two observed nodes and a likelihood on a third.
 samplenet::Evidence testEvidence(const samplenet::Network& network) {
@@ -87,10 +82,7 @@ TEST(SharedInference, SharesDrawnFromBytesGiveTheThreadsResultsBitForBit) {
     for (const Algorithm algorithm : {Algorithm::Epis, Algorithm::Ais})
         for (const int jobs : {1, 3}) {
             const std::string what = std::string(samplenet::algorithmName(algorithm)) + " jobs " + std::to_string(jobs);
-            InferenceOptions options;
-            options.algorithm = algorithm;
-            options.seed = 7;
-            options.samples = 3001;
+            InferenceOptions options = testing_support::samplingOptions(algorithm, 3001, 7);
             options.jobs = jobs;
             options.joint = {3, 8};
             if (jobs > 1) options.queried = {3, 8, 30};
@@ -108,12 +100,10 @@ TEST(SharedInference, TargetRoundsAcrossSharesMatchTheThreads) {
     const samplenet::Network network = testNetwork();
     const samplenet::Evidence evidence = testEvidence(network);
     for (const samplenet::Generator generator : {samplenet::Generator::Standard, samplenet::Generator::Wide}) {
-        InferenceOptions options;
-        options.seed = 3;
+        InferenceOptions options = testing_support::samplingOptions(Algorithm::Epis, 200'000, 3);
         options.jobs = 2;
         options.generator = generator;
         options.targetError = 0.03;
-        options.samples = 200'000;
         options.maxSeconds = 3600.0;  // out of reach: the numbers stay free of the clock
         BytesOnlyDrawer drawer;
         const InferenceResult shared = samplenet::inferOnShares(network, evidence, options, drawer);

@@ -22,13 +22,7 @@ using samplenet::Network;
 // Enough nodes that the engine's loops over them split into many tasks,
 // with zeros in the tables and parents reaching across task boundaries.
 const Network& sharedNetwork() {
-    static const Network network = [] {
-        samplenet::RandomNetworkOptions options;
-        options.nodes = 2000;
-        options.zeroShare = 0.1;
-        options.seed = 5;
-        return samplenet::randomNetwork(options);
-    }();
+    static const Network network = samplenet::randomNetwork({.nodes = 2000, .zeroShare = 0.1, .seed = 5});
     return network;
 }
 

@@ -50,10 +50,7 @@ TEST(TargetStopping, OnlyAGivenSampleCountCapsATargetRun) {
 // Auto's first sampler, uncapped, meets a target that the default count
 // would not, and so needs no second attempt.
 TEST(TargetStopping, AutoDrawsToItsTargetWithoutASampleCount) {
-    samplenet::RandomNetworkOptions shape;
-    shape.nodes = 100;
-    shape.seed = 2;
-    const samplenet::Network network = samplenet::randomNetwork(shape);
+    const samplenet::Network network = samplenet::randomNetwork({.nodes = 100, .seed = 2});
     InferenceOptions options = toTarget(Algorithm::Auto, 0.006);
     options.memoryLimitBytes = std::size_t{1} << 18;
     const auto run = samplenet::infer(network, Evidence{{{99, 0}}, {}}, options);

@@ -12,6 +12,7 @@
 #include "lib/exact/junction_tree.h"
 #include "lib/generate/random_network.h"
 #include "lib/inference/inference.h"
+#include "tests/support/sampling_options.h"
 
 namespace {
 
@@ -28,22 +29,14 @@ struct Case {
 // An observation of a node of 2 to 4 states costs about 0.4 decimal orders
 // of probability: 40% of 2,000 nodes take the evidence to about 1e-330.
 Case observedCase(int maxParents) {
-    RandomNetworkOptions options;
-    options.nodes = 2000;
-    options.maxParents = maxParents;
-    options.locality = 4;
-    Case c{randomNetwork(options), {}, {}};
+    Case c{randomNetwork({.nodes = 2000, .maxParents = maxParents, .locality = 4}), {}, {}};
     c.evidence = forwardSampledEvidence(c.network, 0.4, 1);
     c.exact = JunctionTree(c.network).infer(c.evidence);
     return c;
 }
 
 InferenceResult run(const Case& c, Algorithm algorithm) {
-    InferenceOptions options;
-    options.algorithm = algorithm;
-    options.samples = kSamples;
-    options.seed = 1;
-    return infer(c.network, c.evidence, options);
+    return infer(c.network, c.evidence, testing_support::samplingOptions(algorithm, kSamples, 1));
 }
 
 // The mean weight estimates P(e): a natural log within 0.1 of exact inference's

@@ -4,6 +4,7 @@
 
 #include "lib/inference/inference.h"
 #include "lib/sampling/error_estimates.h"
+#include "tests/support/sampling_options.h"
 #include "tests/support/tiny_network.h"
 
 namespace {
@@ -53,9 +54,7 @@ TEST(RareStateErrors, FewOrNoSamplesInAStateWidenItsInterval) {
 TEST(RareStateErrors, ATargetRunDoesNotStopOnAStateSeenAFewTimes) {
     testing_support::TinyNet net;
     net.add(2, {}, {0.003, 0.997});
-    samplenet::InferenceOptions options;
-    options.samples = 1'000'000;
-    options.seed = 5;
+    samplenet::InferenceOptions options = testing_support::samplingOptions(samplenet::Algorithm::Epis, 1'000'000, 5);
     options.targetError = 0.005;
     const auto result = samplenet::infer(testing_support::toNetwork(net), samplenet::Evidence{}, options);
     ASSERT_TRUE(result.sampling->targetMet.value_or(false));

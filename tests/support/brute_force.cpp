@@ -1,6 +1,8 @@
 #include "tests/support/brute_force.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 #include "tests/support/tiny_network.h"
 
@@ -42,6 +44,22 @@ ExactAnswer enumerate(const TinyNet& net, const std::vector<int>& evidence,
         for (auto& posterior : answer.posteriors)
             for (double& p : posterior) p /= answer.probabilityOfEvidence;
     return answer;
+}
+
+double largestDifference(const std::vector<std::vector<double>>& actual,
+                         const std::vector<std::vector<double>>& expected) {
+    constexpr double kMismatch = std::numeric_limits<double>::infinity();
+    if (actual.size() != expected.size()) return kMismatch;
+    double worst = 0.0;
+    for (std::size_t v = 0; v < expected.size(); ++v) {
+        if (actual[v].size() != expected[v].size()) return kMismatch;
+        for (std::size_t s = 0; s < expected[v].size(); ++s) {
+            const double difference = std::abs(actual[v][s] - expected[v][s]);
+            // A NaN, once met, stays: no comparison with it is true.
+            if (std::isnan(difference) || difference > worst) worst = difference;
+        }
+    }
+    return worst;
 }
 
 }  // namespace testing_support

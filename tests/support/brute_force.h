@@ -26,4 +26,10 @@ void enumerateJointStates(const samplenet::Network& network, const std::vector<i
 ExactAnswer enumerate(const TinyNet& net, const std::vector<int>& evidence,
                       const std::vector<std::vector<double>>& likelihood = {});
 
+// The largest absolute difference between two sets of posteriors: NaN when
+// any entry is NaN, infinity when their shapes differ, so that a check
+// `largestDifference(...) < tolerance` fails on either.
+double largestDifference(const std::vector<std::vector<double>>& actual,
+                         const std::vector<std::vector<double>>& expected);
+
 }  // namespace testing_support

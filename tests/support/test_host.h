@@ -26,6 +26,7 @@ public:
     int sampleCountQueries = 0;
     std::vector<int> valueValidCalls;  // engine indices, in call order
     const std::vector<double>& beliefs(int original) const { return beliefBuffers[original]; }
+    const std::vector<std::vector<double>>& allBeliefs() const { return beliefBuffers; }
     int engineIndex(int original) const { return position[original]; }
 
     int GetNodeCount() const override { return net.size(); }
