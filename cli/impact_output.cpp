@@ -20,7 +20,7 @@ using nlohmann::ordered_json;
 std::string runsDescription(const samplenet::EvidenceImpact& impact) {
     const samplenet::InferenceOptions& used = impact.used;
     std::string text = fmt::format("{}, {} runs", samplenet::algorithmName(used.algorithm), impact.runs);
-    if (used.algorithm == samplenet::Algorithm::Exact || used.algorithm == samplenet::Algorithm::Lbp) return text;
+    if (!samplenet::algorithmEntry(used.algorithm).samples) return text;
     if (!used.targetError)
         text += fmt::format(" of {} samples", samplenet::sampleLimit(used));
     else if (samplenet::drawsToTargetUncapped(used))
@@ -130,7 +130,7 @@ std::string jsonReport(const ImpactReport& report) {
     json["network"] = report.source;
     json["algorithm"] = samplenet::algorithmName(used.algorithm);
     if (!impact.choice.empty()) json["chosen_because"] = impact.choice;
-    if (used.algorithm != samplenet::Algorithm::Exact && used.algorithm != samplenet::Algorithm::Lbp) {
+    if (samplenet::algorithmEntry(used.algorithm).samples) {
         json["samples"] = samplenet::drawsToTargetUncapped(used) ? nlohmann::json(nullptr)
                                                                  : nlohmann::json(samplenet::sampleLimit(used));
         if (used.targetError) json["target_error"] = *used.targetError;

@@ -80,7 +80,7 @@ std::vector<double> caseSummary(const InferenceResult& result, Algorithm algorit
 }
 
 std::string whyNoCaseStandardErrors(Algorithm algorithm) {
-    if (algorithm != Algorithm::Exact && algorithm != Algorithm::Lbp) return "";
+    if (algorithmEntry(algorithm).samples) return "";
     return std::string(algorithmName(algorithm)) +
            " gives no standard errors: they come from the samplers (epis, ais, wmb, bpis, or auto where it samples)";
 }

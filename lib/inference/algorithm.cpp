@@ -2,21 +2,33 @@
 
 #include <array>
 #include <stdexcept>
+#include <vector>
 
 namespace samplenet {
 
 namespace {
 
 constexpr std::array<AlgorithmEntry, 8> kAlgorithms{{
-    {Algorithm::Auto, "auto", "exact where it is quick, else samplers to a target error", true},
-    {Algorithm::Epis, "epis", "importance sampling from loopy propagation", true},
-    {Algorithm::Ais, "ais", "adaptive importance sampling", true},
-    {Algorithm::Lbp, "lbp", "loopy belief propagation", false},
-    {Algorithm::Exact, "exact", "junction tree", false},
-    {Algorithm::MiniBucket, "wmb", "mini-bucket sampling", true},
-    {Algorithm::Propagated, "bpis", "sampling from converged propagation", true},
-    {Algorithm::Pilot, "pilot", "bpis's or wmb's proposal, whichever does best on short pilot runs", true},
+    {Algorithm::Auto, "auto", "exact where it is quick, else samplers to a target error", true, false},
+    {Algorithm::Epis, "epis", "importance sampling from loopy propagation", true, true},
+    {Algorithm::Ais, "ais", "adaptive importance sampling", true, true},
+    {Algorithm::Lbp, "lbp", "loopy belief propagation", false, false},
+    {Algorithm::Exact, "exact", "junction tree", false, false},
+    {Algorithm::MiniBucket, "wmb", "mini-bucket sampling", true, false},
+    {Algorithm::Propagated, "bpis", "sampling from converged propagation", true, true},
+    {Algorithm::Pilot, "pilot", "bpis's or wmb's proposal, whichever does best on short pilot runs", true, false},
 }};
+
+// "a, b or c"
+template <typename Entries, typename Describe>
+std::string joined(const Entries& entries, Describe describe) {
+    std::string text;
+    for (std::size_t k = 0; k < entries.size(); ++k) {
+        if (k > 0) text += k + 1 == entries.size() ? " or " : ", ";
+        text += describe(entries[k]);
+    }
+    return text;
+}
 
 }  // namespace
 
@@ -37,21 +49,20 @@ std::optional<Algorithm> algorithmNamed(std::string_view name) {
 }
 
 std::string algorithmNameList() {
-    std::string list;
-    for (std::size_t k = 0; k < kAlgorithms.size(); ++k) {
-        if (k > 0) list += k + 1 == kAlgorithms.size() ? " or " : ", ";
-        list += kAlgorithms[k].name;
-    }
-    return list;
+    return joined(kAlgorithms, [](const AlgorithmEntry& entry) { return std::string(entry.name); });
+}
+
+std::string algorithmNamesWhere(bool AlgorithmEntry::*property) {
+    std::vector<AlgorithmEntry> having;
+    for (const AlgorithmEntry& entry : kAlgorithms)
+        if (entry.*property) having.push_back(entry);
+    return joined(having, [](const AlgorithmEntry& entry) { return std::string(entry.name); });
 }
 
 std::string algorithmHelp() {
-    std::string help;
-    for (std::size_t k = 0; k < kAlgorithms.size(); ++k) {
-        if (k > 0) help += k + 1 == kAlgorithms.size() ? " or " : ", ";
-        help += std::string(kAlgorithms[k].name) + " (" + std::string(kAlgorithms[k].summary) + ")";
-    }
-    return help;
+    return joined(kAlgorithms, [](const AlgorithmEntry& entry) {
+        return std::string(entry.name) + " (" + std::string(entry.summary) + ")";
+    });
 }
 
 std::string unknownAlgorithmMessage(std::string_view name) {

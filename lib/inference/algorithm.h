@@ -24,6 +24,7 @@ struct AlgorithmEntry {
     std::string_view name;     // as -a/--algorithm and algorithm= take it
     std::string_view summary;  // a few words for help texts
     bool samples;              // draws samples (takes -n, --seed, --target-error, ...)
+    bool showsSamples;         // its weighted samples can be watched and searched for configurations
 };
 
 // Every algorithm, in the order help texts list them.
@@ -34,6 +35,9 @@ std::string_view algorithmName(Algorithm algorithm);
 std::optional<Algorithm> algorithmNamed(std::string_view name);
 // "auto, epis, ais, lbp, exact, wmb, bpis or pilot"
 std::string algorithmNameList();
+// The names of the algorithms that have a property: "epis, ais or bpis"
+// for &AlgorithmEntry::showsSamples.
+std::string algorithmNamesWhere(bool AlgorithmEntry::*property);
 // "auto (exact where it is quick, ...), epis (...), ..."
 std::string algorithmHelp();
 // Empty when `name` names an algorithm, else the message that says which do.

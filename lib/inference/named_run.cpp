@@ -60,11 +60,9 @@ InferenceResult exactRun(const Network& network, const Evidence& evidence, const
 
 InferenceResult dispatch(const Network& network, const Evidence& evidence, const InferenceOptions& options,
                          ShareDrawer* elsewhere) {
-    const bool showsSamples = options.algorithm == Algorithm::Epis || options.algorithm == Algorithm::Ais ||
-                              options.algorithm == Algorithm::Propagated;
-    if (options.watch && !showsSamples)
-        throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
-                                    " shows no samples to watch; use epis, ais or bpis");
+    if (options.watch && !algorithmEntry(options.algorithm).showsSamples)
+        throw std::invalid_argument(std::string(algorithmName(options.algorithm)) + " shows no samples to watch; use " +
+                                    algorithmNamesWhere(&AlgorithmEntry::showsSamples));
     switch (options.algorithm) {
         case Algorithm::Epis:
         case Algorithm::Ais:

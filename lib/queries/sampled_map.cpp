@@ -181,10 +181,6 @@ private:
     std::map<std::vector<int>, Score> scores;
 };
 
-bool showsSamples(Algorithm algorithm) {
-    return algorithm == Algorithm::Epis || algorithm == Algorithm::Ais || algorithm == Algorithm::Propagated;
-}
-
 // The heaviest configurations of the candidates run, then every variable in
 // its most probable state, without repeats.
 std::vector<std::vector<int>> candidatesOf(const InferenceResult& run, const ConfigurationWeights* weights,
@@ -216,7 +212,7 @@ std::map<std::vector<int>, Score> sampledScores(const InferenceResult& run, cons
 
 std::string methodOf(const InferenceOptions& options, const SampledMapReport& report) {
     std::string how = "approximate: ";
-    how += showsSamples(options.algorithm) ? "the heaviest configurations of the chosen nodes in the samples"
+    how += algorithmEntry(options.algorithm).showsSamples ? "the heaviest configurations of the chosen nodes in the samples"
                                            : "the most probable state of each chosen node by its marginal";
     how += ", improved by a local search that moves one node at a time where P(x, e), estimated by a sampling "
            "run per configuration, rises beyond its error (" +
@@ -235,7 +231,7 @@ std::string methodOf(const InferenceOptions& options, const SampledMapReport& re
 SampledMap sampledMaximumAPosteriori(const Network& network, const Evidence& evidence,
                                      const std::vector<int>& variables, const InferenceOptions& options,
                                      std::optional<double> searchSeconds) {
-    if (!showsSamples(options.algorithm) && options.algorithm != Algorithm::MiniBucket)
+    if (!algorithmEntry(options.algorithm).showsSamples && options.algorithm != Algorithm::MiniBucket)
         throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
                                     " does not sample: sampled most probable states take epis, ais, bpis or wmb");
     checkJointVariables(network, variables);
@@ -249,7 +245,7 @@ SampledMap sampledMaximumAPosteriori(const Network& network, const Evidence& evi
     ConfigurationWatch watch(free);
     InferenceOptions candidatesRun = options;
     candidatesRun.queried = free;
-    if (showsSamples(options.algorithm)) candidatesRun.watch = &watch;
+    if (algorithmEntry(options.algorithm).showsSamples) candidatesRun.watch = &watch;
     const InferenceResult run = infer(network, evidence, candidatesRun);
     const ConfigurationWeights* weights = watch.merged();
 

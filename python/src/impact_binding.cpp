@@ -62,8 +62,7 @@ ImpactRecord impact(const samplenet::Network& network, const std::map<std::strin
         ranked.emplace_back(candidate.variable, candidate.mutualInformationBits, candidate.standardError,
                             record(std::move(candidate.probabilities)), std::move(given));
     }
-    const bool sampled = result.used.algorithm != samplenet::Algorithm::Exact &&
-                         result.used.algorithm != samplenet::Algorithm::Lbp;
+    const bool sampled = samplenet::algorithmEntry(result.used.algorithm).samples;
     return {record(std::move(result.targetPosterior)), result.targetEntropyBits, std::move(ranked),
             std::string(samplenet::algorithmName(result.used.algorithm)), std::move(result.choice), result.runs,
             result.seconds, sampled ? result.used.seed : std::nullopt, std::move(result.warnings)};
