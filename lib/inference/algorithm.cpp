@@ -8,15 +8,30 @@ namespace samplenet {
 
 namespace {
 
+// Columns: name, summary, then whether it draws samples, shows them, and
+// answers explanations, most probable states and joint posteriors.
 constexpr std::array<AlgorithmEntry, 8> kAlgorithms{{
-    {Algorithm::Auto, "auto", "exact where it is quick, else samplers to a target error", true, false},
-    {Algorithm::Epis, "epis", "importance sampling from loopy propagation", true, true},
-    {Algorithm::Ais, "ais", "adaptive importance sampling", true, true},
-    {Algorithm::Lbp, "lbp", "loopy belief propagation", false, false},
-    {Algorithm::Exact, "exact", "junction tree", false, false},
-    {Algorithm::MiniBucket, "wmb", "mini-bucket sampling", true, false},
-    {Algorithm::Propagated, "bpis", "sampling from converged propagation", true, true},
-    {Algorithm::Pilot, "pilot", "bpis's or wmb's proposal, whichever does best on short pilot runs", true, false},
+    {Algorithm::Auto, "auto", "exact where it is quick, else samplers to a target error", true, false, true, true, true},
+    {Algorithm::Epis, "epis", "importance sampling from loopy propagation", true, true, true, true, true},
+    {Algorithm::Ais, "ais", "adaptive importance sampling", true, true, true, true, true},
+    {Algorithm::Lbp, "lbp", "loopy belief propagation", false, false, false, false, false},
+    {Algorithm::Exact, "exact", "junction tree", false, false, true, true, true},
+    {Algorithm::MiniBucket, "wmb", "mini-bucket sampling", true, false, false, true, false},
+    {Algorithm::Propagated, "bpis", "sampling from converged propagation", true, true, false, true, false},
+    {Algorithm::Pilot, "pilot", "bpis's or wmb's proposal, whichever does best on short pilot runs", true, false,
+     false, false, false},
+}};
+
+struct QueryEntry {
+    Query query;
+    bool AlgorithmEntry::*answered;
+    std::string_view what;  // "gives no <what>"
+};
+
+constexpr std::array<QueryEntry, 3> kQueries{{
+    {Query::Explanation, &AlgorithmEntry::explains, "explanation"},
+    {Query::MostProbableStates, &AlgorithmEntry::findsStates, "most probable states"},
+    {Query::JointPosterior, &AlgorithmEntry::givesJoints, "joint posterior"},
 }};
 
 // "a, b or c"
@@ -57,6 +72,16 @@ std::string algorithmNamesWhere(bool AlgorithmEntry::*property) {
     for (const AlgorithmEntry& entry : kAlgorithms)
         if (entry.*property) having.push_back(entry);
     return joined(having, [](const AlgorithmEntry& entry) { return std::string(entry.name); });
+}
+
+std::string whyNoAnswer(Algorithm algorithm, Query query) {
+    for (const QueryEntry& entry : kQueries)
+        if (entry.query == query)
+            return algorithmEntry(algorithm).*entry.answered
+                       ? ""
+                       : std::string(algorithmName(algorithm)) + " gives no " + std::string(entry.what) + ": use " +
+                             algorithmNamesWhere(entry.answered);
+    throw std::invalid_argument("unknown query");
 }
 
 std::string algorithmHelp() {

@@ -25,7 +25,13 @@ struct AlgorithmEntry {
     std::string_view summary;  // a few words for help texts
     bool samples;              // draws samples (takes -n, --seed, --target-error, ...)
     bool showsSamples;         // its weighted samples can be watched and searched for configurations
+    bool explains;             // answers the most probable explanation of the evidence
+    bool findsStates;          // answers the most probable states of chosen nodes
+    bool givesJoints;          // answers the joint posterior of chosen nodes
 };
+
+// The questions beside the marginals that only some algorithms answer.
+enum class Query { Explanation, MostProbableStates, JointPosterior };
 
 // Every algorithm, in the order help texts list them.
 std::span<const AlgorithmEntry> algorithms();
@@ -38,6 +44,9 @@ std::string algorithmNameList();
 // The names of the algorithms that have a property: "epis, ais or bpis"
 // for &AlgorithmEntry::showsSamples.
 std::string algorithmNamesWhere(bool AlgorithmEntry::*property);
+// Empty when `algorithm` answers `query`, else the message that says which
+// do: "lbp gives no joint posterior: use auto, epis, ais or exact".
+std::string whyNoAnswer(Algorithm algorithm, Query query);
 // "auto (exact where it is quick, ...), epis (...), ..."
 std::string algorithmHelp();
 // Empty when `name` names an algorithm, else the message that says which do.

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "lib/inference/algorithm.h"
 #include "lib/inference/automatic_choice.h"
 #include "lib/inference/cancellation.h"
 #include "lib/inference/inference_errors.h"
@@ -69,8 +70,7 @@ QueryRun<Explanation> explainEvidenceUntimed(const Network& network, const Evide
         case Algorithm::Propagated:
         case Algorithm::Pilot: break;
     }
-    throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
-                                " gives no explanation: use exact, epis, ais or auto");
+    throw std::invalid_argument(whyNoAnswer(options.algorithm, Query::Explanation));
 }
 
 // The sampled answer, its method in the choice line (after `why`, for auto).
@@ -106,8 +106,7 @@ QueryRun<Explanation> mostProbableStatesUntimed(const Network& network, const Ev
         case Algorithm::Lbp:
         case Algorithm::Pilot: break;
     }
-    throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
-                                " gives no most probable states: use exact, epis, ais, bpis, wmb or auto");
+    throw std::invalid_argument(whyNoAnswer(options.algorithm, Query::MostProbableStates));
 }
 
 QueryRun<JointPosterior> jointPosteriorUntimed(const Network& network, const Evidence& evidence,
@@ -142,8 +141,7 @@ QueryRun<JointPosterior> jointPosteriorUntimed(const Network& network, const Evi
         case Algorithm::Propagated:
         case Algorithm::Pilot: break;
     }
-    throw std::invalid_argument(std::string(algorithmName(options.algorithm)) +
-                                " gives no joint posterior: use exact, epis, ais or auto");
+    throw std::invalid_argument(whyNoAnswer(options.algorithm, Query::JointPosterior));
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ from samplenet import _core, cluster, interop
 from samplenet.errors import EvidenceError, OptionError, ParseError
 from samplenet.explore import ExploreServer
 from samplenet.intervention import intervened, settings_of
-from samplenet.options import make_options, options_help
+from samplenet.options import make_options, options_help, refuse_unanswered
 from samplenet import queries
 from samplenet.queries import Explanation, JointPosterior
 from samplenet.result import Result, SamplingSummary
@@ -215,8 +215,8 @@ class Network:
         if client is not None:
             cluster.check_query(client, algorithm, options)
         options = make_options(algorithm, warn=True, **options)
-        if joint is not None and algorithm in ("lbp", "wmb", "bpis", "pilot"):
-            raise OptionError("joint", f"{algorithm} gives no joint posterior: use exact, epis, ais or auto")
+        if joint is not None:
+            refuse_unanswered(options, _core.Query.JOINT_POSTERIOR, "joint")
         if isinstance(query, str):
             query = [query]
         shown = self.nodes if query is None else [self._queried(node) for node in query]

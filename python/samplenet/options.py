@@ -78,7 +78,7 @@ def make_options(algorithm="epis", warn=False, **settings) -> _core.Options:
     Network.infer for their meaning."""
     options = _core.Options()
     if algorithm not in ALGORITHMS:
-        raise OptionError("algorithm", f'unknown algorithm "{algorithm}"; use {", ".join(ALGORITHMS)}')
+        raise OptionError("algorithm", _core.unknown_algorithm_message(str(algorithm)))
     options.algorithm = algorithm
     for keyword, value in settings.items():
         if value is None:
@@ -97,3 +97,10 @@ def make_options(algorithm="epis", warn=False, **settings) -> _core.Options:
         keyword = str(error).split(":", 1)[0]
         raise OptionError(keyword if keyword in OPTIONS else "options", str(error)) from None
     return options
+
+
+def refuse_unanswered(options, query, option) -> None:
+    """Raises OptionError naming `option` where the options' algorithm does
+    not answer `query` (a _core.Query), with the message that says which do."""
+    if why := _core.why_no_answer(options, query):
+        raise OptionError(option, why)

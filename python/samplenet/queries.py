@@ -11,9 +11,8 @@ import numpy as np
 import pandas as pd
 
 from samplenet import _core
-from samplenet.errors import OptionError
 from samplenet.intervention import intervened
-from samplenet.options import make_options
+from samplenet.options import make_options, refuse_unanswered
 
 
 @dataclass(frozen=True)
@@ -84,9 +83,8 @@ class JointPosterior:
 def explain(network, evidence, likelihood, algorithm, samples, seed, memory_limit_gib, jobs, local_search,
             do) -> Explanation:
     """Network.mpe."""
-    if algorithm == "lbp":
-        raise OptionError("algorithm", "lbp gives no explanation: use auto, exact, epis or ais")
     options = make_options(algorithm, samples=samples, seed=seed, memory_limit_gib=memory_limit_gib, jobs=jobs)
+    refuse_unanswered(options, _core.Query.EXPLANATION, "algorithm")
     hard, soft = network._evidence_by_name(evidence, likelihood)
     record = _core.explain(intervened(network, do, hard, soft)._core, hard, soft, options, bool(local_search))
     return _explanation(record, {node: network._core.states(v) for v, node in enumerate(network.nodes)})
@@ -95,12 +93,10 @@ def explain(network, evidence, likelihood, algorithm, samples, seed, memory_limi
 def most_probable_states(network, nodes, evidence, likelihood, algorithm, memory_limit_gib, do, samples, seed,
                          jobs, max_seconds) -> Explanation:
     """Network.map."""
-    if algorithm in ("lbp", "pilot"):
-        raise OptionError("algorithm",
-                          f"{algorithm} gives no most probable states: use auto, exact, epis, ais, bpis or wmb")
-    nodes = [network._queried(node, "nodes") for node in ([nodes] if isinstance(nodes, str) else nodes)]
     options = make_options(algorithm, samples=samples, seed=seed, memory_limit_gib=memory_limit_gib, jobs=jobs,
                            max_seconds=max_seconds)
+    refuse_unanswered(options, _core.Query.MOST_PROBABLE_STATES, "algorithm")
+    nodes = [network._queried(node, "nodes") for node in ([nodes] if isinstance(nodes, str) else nodes)]
     hard, soft = network._evidence_by_name(evidence, likelihood)
     record = _core.most_probable_states(intervened(network, do, hard, soft)._core, hard, soft,
                                         [network.index(node) for node in nodes], options)

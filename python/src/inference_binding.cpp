@@ -14,6 +14,7 @@
 #include "lib/batch/batch_case.h"
 #include "lib/inference/answer_reliability.h"
 #include "lib/formats/evidence_parser.h"
+#include "lib/inference/algorithm.h"
 #include "lib/inference/inference.h"
 #include "lib/inference/option_registry.h"
 #include "python/src/bindings.h"
@@ -184,6 +185,19 @@ void bindInference(nb::module_& module) {
         },
         nb::arg("options"), nb::arg("keyword"));
     module.def("check_options", &samplenet::checkOptions, nb::arg("options"));
+    nb::enum_<samplenet::Query>(module, "Query")
+        .value("EXPLANATION", samplenet::Query::Explanation)
+        .value("MOST_PROBABLE_STATES", samplenet::Query::MostProbableStates)
+        .value("JOINT_POSTERIOR", samplenet::Query::JointPosterior);
+    module.def(
+        "why_no_answer",
+        [](const InferenceOptions& options, samplenet::Query query) {
+            return samplenet::whyNoAnswer(options.algorithm, query);
+        },
+        nb::arg("options"), nb::arg("query"));
+    module.def(
+        "unknown_algorithm_message", [](const std::string& name) { return samplenet::unknownAlgorithmMessage(name); },
+        nb::arg("name"));
     module.def("algorithm_names", [] {
         std::vector<std::string> names;
         for (const samplenet::AlgorithmEntry& entry : samplenet::algorithms()) names.emplace_back(entry.name);

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <numeric>
 #include <random>
 
+#include "lib/inference/algorithm.h"
 #include "lib/inference/inference.h"
 #include "lib/model/errors.h"
 #include "lib/queries/approximate_explanation.h"
@@ -296,9 +298,31 @@ TEST(SampledJointPosterior, RefusesRepeatedOrUnknownVariablesAndTablesAboveTheLi
     EXPECT_THROW(samplenet::infer(network, {}, options), samplenet::NetworkTooLargeError);
     options.memoryLimitBytes += 1;
     EXPECT_TRUE(samplenet::infer(network, {}, options).joint.has_value());
-    // Loopy propagation has no joint to give.
-    options.algorithm = Algorithm::Lbp;
-    EXPECT_THROW(samplenet::jointPosterior(network, {}, {0, 1}, options), std::invalid_argument);
+}
+
+// Each question beside the marginals is answered by the algorithms that the
+// registry says answer it, and the others are refused with its message.
+TEST(QueryChoice, AnswersWithTheAlgorithmsTheRegistryNames) {
+    using samplenet::Query;
+    const samplenet::Network network = testing_support::toNetwork(testing_support::threeLayerLoopy());
+    for (const samplenet::AlgorithmEntry& entry : samplenet::algorithms()) {
+        const InferenceOptions options = samplingOptions(entry.algorithm, 200, kSeed);
+        const std::vector<std::pair<Query, std::function<void()>>> questions{
+            {Query::Explanation, [&] { samplenet::explainEvidence(network, {}, options, false); }},
+            {Query::MostProbableStates, [&] { samplenet::mostProbableStates(network, {}, {0, 1}, options); }},
+            {Query::JointPosterior, [&] { samplenet::jointPosterior(network, {}, {0, 1}, options); }}};
+        for (const auto& [query, ask] : questions) {
+            const std::string why = samplenet::whyNoAnswer(entry.algorithm, query);
+            try {
+                ask();
+                EXPECT_EQ(why, "") << entry.name << " answered";
+            } catch (const std::invalid_argument& error) {
+                EXPECT_EQ(error.what(), why) << entry.name;
+            }
+        }
+    }
+    EXPECT_EQ(samplenet::whyNoAnswer(Algorithm::Lbp, Query::JointPosterior),
+              "lbp gives no joint posterior: use auto, epis, ais or exact");
 }
 
 }  // namespace
