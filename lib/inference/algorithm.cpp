@@ -8,18 +8,20 @@ namespace samplenet {
 
 namespace {
 
-// Columns: name, summary, then whether it draws samples, shows them, and
-// answers explanations, most probable states and joint posteriors.
+// Columns: name, summary, then whether it draws samples, shows them, draws
+// them on the engine, and answers explanations, most probable states and
+// joint posteriors.
 constexpr std::array<AlgorithmEntry, 8> kAlgorithms{{
-    {Algorithm::Auto, "auto", "exact where it is quick, else samplers to a target error", true, false, true, true, true},
-    {Algorithm::Epis, "epis", "importance sampling from loopy propagation", true, true, true, true, true},
-    {Algorithm::Ais, "ais", "adaptive importance sampling", true, true, true, true, true},
-    {Algorithm::Lbp, "lbp", "loopy belief propagation", false, false, false, false, false},
-    {Algorithm::Exact, "exact", "junction tree", false, false, true, true, true},
-    {Algorithm::MiniBucket, "wmb", "mini-bucket sampling", true, false, false, true, false},
-    {Algorithm::Propagated, "bpis", "sampling from converged propagation", true, true, false, true, false},
+    {Algorithm::Auto, "auto", "exact where it is quick, else samplers to a target error", true, false, false, true,
+     true, true},
+    {Algorithm::Epis, "epis", "importance sampling from loopy propagation", true, true, true, true, true, true},
+    {Algorithm::Ais, "ais", "adaptive importance sampling", true, true, true, true, true, true},
+    {Algorithm::Lbp, "lbp", "loopy belief propagation", false, false, false, false, false, false},
+    {Algorithm::Exact, "exact", "junction tree", false, false, false, true, true, true},
+    {Algorithm::MiniBucket, "wmb", "mini-bucket sampling", true, false, false, false, true, false},
+    {Algorithm::Propagated, "bpis", "sampling from converged propagation", true, true, false, false, true, false},
     {Algorithm::Pilot, "pilot", "bpis's or wmb's proposal, whichever does best on short pilot runs", true, false,
-     false, false, false},
+     false, false, false, false},
 }};
 
 struct QueryEntry {

@@ -25,6 +25,7 @@ struct AlgorithmEntry {
     std::string_view summary;  // a few words for help texts
     bool samples;              // draws samples (takes -n, --seed, --target-error, ...)
     bool showsSamples;         // its weighted samples can be watched and searched for configurations
+    bool engineSampler;        // samples on the engine: in shares, adding up joints and keeping best samples
     bool explains;             // answers the most probable explanation of the evidence
     bool findsStates;          // answers the most probable states of chosen nodes
     bool givesJoints;          // answers the joint posterior of chosen nodes

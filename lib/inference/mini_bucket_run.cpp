@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cmath>
 #include <random>
-#include <stdexcept>
 
 #include "lib/bucket/bucket_sampler.h"
 #include "lib/bucket/mini_bucket_plan.h"
@@ -222,10 +221,6 @@ void fillPosteriors(InferenceResult& result, const WeightSums& sums, const SumLa
 
 InferenceResult inferByMiniBuckets(const Network& network, const Evidence& evidence, const InferenceOptions& options,
                                    std::optional<std::size_t> entriesPerMiniBucket) {
-    if (!options.joint.empty())
-        throw std::invalid_argument("mini-bucket sampling does not add up joint posteriors; use epis or ais");
-    if (options.keepBestSamples > 0)
-        throw std::invalid_argument("mini-bucket sampling does not keep best samples; use epis or ais");
     RunTimer timer(sampleLimit(options), options.progress, timeBudget(options), options.cancellation);
     const std::function<void()> checkpoint = [&timer] { timer.step(); };
     const int n = network.size();

@@ -60,9 +60,17 @@ InferenceResult exactRun(const Network& network, const Evidence& evidence, const
 
 InferenceResult dispatch(const Network& network, const Evidence& evidence, const InferenceOptions& options,
                          ShareDrawer* elsewhere) {
-    if (options.watch && !algorithmEntry(options.algorithm).showsSamples)
-        throw std::invalid_argument(std::string(algorithmName(options.algorithm)) + " shows no samples to watch; use " +
+    const AlgorithmEntry& entry = algorithmEntry(options.algorithm);
+    const std::string name(entry.name);
+    if (options.watch && !entry.showsSamples)
+        throw std::invalid_argument(name + " shows no samples to watch; use " +
                                     algorithmNamesWhere(&AlgorithmEntry::showsSamples));
+    // Exact inference and propagation have no samples to add up or keep.
+    if (entry.samples && !entry.engineSampler) {
+        const std::string instead = "; use " + algorithmNamesWhere(&AlgorithmEntry::engineSampler);
+        if (!options.joint.empty()) throw std::invalid_argument(name + " does not add up joint posteriors" + instead);
+        if (options.keepBestSamples > 0) throw std::invalid_argument(name + " does not keep best samples" + instead);
+    }
     switch (options.algorithm) {
         case Algorithm::Epis:
         case Algorithm::Ais:

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cmath>
 #include <random>
-#include <stdexcept>
 
 #include "lib/bucket/backtracking_plan_sampler.h"
 #include "lib/exact/junction_tree.h"
@@ -267,9 +266,6 @@ InferenceResult answerFrom(const Network& network, const Evidence& evidence, con
 
 InferenceResult inferByPropagatedImportance(const Network& network, const Evidence& evidence,
                                             const InferenceOptions& options) {
-    if (!options.joint.empty())
-        throw std::invalid_argument("bpis does not add up joint posteriors; use epis or ais");
-    if (options.keepBestSamples > 0) throw std::invalid_argument("bpis does not keep best samples; use epis or ais");
     RunTimer timer(sampleLimit(options), options.progress, timeBudget(options), options.cancellation);
     const ObservedModel model = observedModel(network, evidence);
     const std::vector<char> included = evidenceAncestors(model.network, model.observed);

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "lib/inference/algorithm.h"
 #include "lib/inference/named_run.h"
 #include "lib/inference/option_registry.h"
 
@@ -11,8 +12,9 @@ namespace samplenet {
 InferenceResult inferOnShares(const Network& network, const Evidence& evidence, const InferenceOptions& options,
                               ShareDrawer& drawer) {
     checkOptions(options);
-    if (options.algorithm != Algorithm::Epis && options.algorithm != Algorithm::Ais)
-        throw std::invalid_argument("only epis and ais draw their samples in shares, not " +
+    if (!algorithmEntry(options.algorithm).engineSampler)
+        throw std::invalid_argument("samples in shares are drawn by " +
+                                    algorithmNamesWhere(&AlgorithmEntry::engineSampler) + " alone, not " +
                                     std::string(algorithmName(options.algorithm)));
     if (options.keepBestSamples > 0)
         throw std::invalid_argument("samples drawn in shares are not kept: best samples need a local run");

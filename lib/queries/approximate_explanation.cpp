@@ -5,6 +5,7 @@
 #include <random>
 #include <stdexcept>
 
+#include "lib/inference/algorithm.h"
 #include "lib/inference/cancellation.h"
 #include "lib/queries/region_optimisation.h"
 
@@ -232,8 +233,9 @@ int improveLocally(const Network& network, const Evidence& evidence, std::vector
 
 Explanation approximateExplanation(const Network& network, const Evidence& evidence, InferenceOptions options,
                                    bool localSearch) {
-    if (options.algorithm != Algorithm::Epis && options.algorithm != Algorithm::Ais)
-        throw std::invalid_argument("an approximate explanation comes from the samplers: epis or ais");
+    if (!algorithmEntry(options.algorithm).engineSampler)
+        throw std::invalid_argument("an approximate explanation comes from the samplers: " +
+                                    algorithmNamesWhere(&AlgorithmEntry::engineSampler));
     options.keepBestSamples =
         localSearch ? static_cast<int>(std::clamp<long>(kStartVariables / std::max(1, network.size()), kFewestStarts,
                                                         kSearchStarts))

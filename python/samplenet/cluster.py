@@ -33,9 +33,9 @@ def worker_count(client) -> int:
 def check_query(client, algorithm, options) -> None:
     """Refuses what a cluster cannot draw (OptionError); sets the shares
     (`jobs`) to one per worker where none are given."""
-    if algorithm not in ("epis", "ais"):
-        raise OptionError("algorithm", f"a cluster draws epis or ais samples: give algorithm=\"epis\" or "
-                                       f"\"ais\", not {algorithm!r}")
+    samplers = _core.algorithm_names(engine_samplers=True)
+    if algorithm not in samplers:
+        raise OptionError("algorithm", f"a cluster draws {' or '.join(samplers)} samples, not {algorithm!r}")
     if options.get("jobs") is None:
         options["jobs"] = worker_count(client)
         if options["jobs"] == 0:

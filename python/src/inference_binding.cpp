@@ -198,11 +198,17 @@ void bindInference(nb::module_& module) {
     module.def(
         "unknown_algorithm_message", [](const std::string& name) { return samplenet::unknownAlgorithmMessage(name); },
         nb::arg("name"));
-    module.def("algorithm_names", [] {
-        std::vector<std::string> names;
-        for (const samplenet::AlgorithmEntry& entry : samplenet::algorithms()) names.emplace_back(entry.name);
-        return names;
-    });
+    // Every algorithm's name, or with `engine_samplers` those whose samples
+    // can be drawn in shares.
+    module.def(
+        "algorithm_names",
+        [](bool engineSamplers) {
+            std::vector<std::string> names;
+            for (const samplenet::AlgorithmEntry& entry : samplenet::algorithms())
+                if (!engineSamplers || entry.engineSampler) names.emplace_back(entry.name);
+            return names;
+        },
+        nb::arg("engine_samplers") = false);
     module.def("infer", &inferOne, nb::arg("network"), nb::arg("hard"), nb::arg("likelihood"), nb::arg("options"));
     module.def("run_cases", &runCases, nb::arg("network"), nb::arg("columns"), nb::arg("rows"), nb::arg("queried"),
                nb::arg("options"), nb::arg("run_seed"), nb::arg("first_case"), nb::arg("standard_errors"));

@@ -140,4 +140,21 @@ TEST(Infer, RejectsBadOptionsAndEvidence) {
     EXPECT_THROW(samplenet::infer(truncated, {}, samplingOptions(Algorithm::Epis, 50000, kSeed)), samplenet::ModelError);
 }
 
+// Within one run only the engine's samplers add up a joint posterior and
+// keep best samples; the other samplers refuse both and say which do.
+TEST(Infer, JointsAndBestSamplesAreRefusedByTheOtherSamplers) {
+    const auto network = testing_support::toNetwork(testing_support::sprinkler());
+    for (Algorithm algorithm : {Algorithm::MiniBucket, Algorithm::Propagated, Algorithm::Pilot}) {
+        const std::string name(samplenet::algorithmName(algorithm));
+        auto joint = samplingOptions(algorithm, 500, kSeed);
+        joint.joint = {0, 1};
+        EXPECT_EQ(testing_support::messageOf<std::invalid_argument>([&] { samplenet::infer(network, {}, joint); }),
+                  name + " does not add up joint posteriors; use epis or ais");
+        auto best = samplingOptions(algorithm, 500, kSeed);
+        best.keepBestSamples = 3;
+        EXPECT_EQ(testing_support::messageOf<std::invalid_argument>([&] { samplenet::infer(network, {}, best); }),
+                  name + " does not keep best samples; use epis or ais");
+    }
+}
+
 }  // namespace

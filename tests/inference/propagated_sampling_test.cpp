@@ -196,13 +196,6 @@ TEST(PropagatedSampling, KeepsItsContract) {
     const InferenceResult queried = infer(alarm, evidence, options);
     EXPECT_TRUE(queried.valid[*alarm.indexOf("HR")]);
     EXPECT_FALSE(queried.valid[*alarm.indexOf("CVP")]);
-
-    InferenceOptions joint = bpis();
-    joint.joint = {0, 1};
-    EXPECT_THROW(infer(alarm, evidence, joint), std::invalid_argument);
-    InferenceOptions best = bpis();
-    best.keepBestSamples = 3;
-    EXPECT_THROW(infer(alarm, evidence, best), std::invalid_argument);
     // Enough for the tables' four copies every algorithm needs, not for
     // the messages and importance tables besides.
     std::size_t entries = 0;

@@ -120,7 +120,7 @@ TEST(SharedInference, RefusesWhatSharesCannotDraw) {
     InferenceOptions options;
     const auto run = [&] { samplenet::inferOnShares(network, evidence, options, drawer); };
     options.algorithm = Algorithm::Lbp;
-    EXPECT_EQ(messageOf<std::invalid_argument>(run), "only epis and ais draw their samples in shares, not lbp");
+    EXPECT_EQ(messageOf<std::invalid_argument>(run), "samples in shares are drawn by epis or ais alone, not lbp");
     options.algorithm = Algorithm::Epis;
     options.keepBestSamples = 3;
     EXPECT_EQ(messageOf<std::invalid_argument>(run),
