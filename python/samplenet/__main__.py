@@ -118,8 +118,9 @@ def parser() -> argparse.ArgumentParser:
     command = commands.add_parser("infer", help="posteriors of one query, as JSON; --dask draws its samples on a cluster")
     command.add_argument("network")
     command.add_argument("-e", "--evidence", action="append", default=[], metavar="NODE=STATE")
+    cluster_samplers = " or ".join(_core.algorithm_names(engine_samplers=True))
     command.add_argument("-a", "--algorithm", default="epis", choices=ALGORITHMS,
-                         help="epis by default; a cluster draws epis or ais samples")
+                         help=f"epis by default; a cluster draws {cluster_samplers} samples")
     add_library_options(command)
     command.add_argument("-q", "--query", action="append")
     command.add_argument("--dask", metavar="SCHEDULER_ADDRESS",
