@@ -8,20 +8,24 @@ namespace samplenet {
 
 namespace {
 
-// Columns: name, summary, then whether it draws samples, shows them, draws
-// them on the engine, and answers explanations, most probable states and
-// joint posteriors.
 constexpr std::array<AlgorithmEntry, 8> kAlgorithms{{
-    {Algorithm::Auto, "auto", "exact where it is quick, else samplers to a target error", true, false, false, true,
-     true, true},
-    {Algorithm::Epis, "epis", "importance sampling from loopy propagation", true, true, true, true, true, true},
-    {Algorithm::Ais, "ais", "adaptive importance sampling", true, true, true, true, true, true},
-    {Algorithm::Lbp, "lbp", "loopy belief propagation", false, false, false, false, false, false},
-    {Algorithm::Exact, "exact", "junction tree", false, false, false, true, true, true},
-    {Algorithm::MiniBucket, "wmb", "mini-bucket sampling", true, false, false, false, true, false},
-    {Algorithm::Propagated, "bpis", "sampling from converged propagation", true, true, false, false, true, false},
-    {Algorithm::Pilot, "pilot", "bpis's or wmb's proposal, whichever does best on short pilot runs", true, false,
-     false, false, false, false},
+    {.algorithm = Algorithm::Auto, .name = "auto",
+     .summary = "exact where it is quick, else samplers to a target error", .samples = true, .explains = true,
+     .findsStates = true, .givesJoints = true},
+    {.algorithm = Algorithm::Epis, .name = "epis", .summary = "importance sampling from loopy propagation",
+     .samples = true, .showsSamples = true, .engineSampler = true, .explains = true, .findsStates = true,
+     .givesJoints = true},
+    {.algorithm = Algorithm::Ais, .name = "ais", .summary = "adaptive importance sampling", .samples = true,
+     .showsSamples = true, .engineSampler = true, .explains = true, .findsStates = true, .givesJoints = true},
+    {.algorithm = Algorithm::Lbp, .name = "lbp", .summary = "loopy belief propagation"},
+    {.algorithm = Algorithm::Exact, .name = "exact", .summary = "junction tree", .explains = true, .findsStates = true,
+     .givesJoints = true},
+    {.algorithm = Algorithm::MiniBucket, .name = "wmb", .summary = "mini-bucket sampling", .samples = true,
+     .findsStates = true},
+    {.algorithm = Algorithm::Propagated, .name = "bpis", .summary = "sampling from converged propagation",
+     .samples = true, .showsSamples = true, .findsStates = true},
+    {.algorithm = Algorithm::Pilot, .name = "pilot",
+     .summary = "bpis's or wmb's proposal, whichever does best on short pilot runs", .samples = true},
 }};
 
 struct QueryEntry {

@@ -21,14 +21,14 @@ enum class Algorithm {
 // One algorithm as every surface names and describes it.
 struct AlgorithmEntry {
     Algorithm algorithm;
-    std::string_view name;     // as -a/--algorithm and algorithm= take it
-    std::string_view summary;  // a few words for help texts
-    bool samples;              // draws samples (takes -n, --seed, --target-error, ...)
-    bool showsSamples;         // its weighted samples can be watched and searched for configurations
-    bool engineSampler;        // samples on the engine: in shares, adding up joints and keeping best samples
-    bool explains;             // answers the most probable explanation of the evidence
-    bool findsStates;          // answers the most probable states of chosen nodes
-    bool givesJoints;          // answers the joint posterior of chosen nodes
+    std::string_view name;       // as -a/--algorithm and algorithm= take it
+    std::string_view summary;    // a few words for help texts
+    bool samples = false;        // draws samples (takes -n, --seed, --target-error, ...)
+    bool showsSamples = false;   // its weighted samples can be watched and searched for configurations
+    bool engineSampler = false;  // samples on the engine: in shares, adding up joints and keeping best samples
+    bool explains = false;       // answers the most probable explanation of the evidence
+    bool findsStates = false;    // answers the most probable states of chosen nodes
+    bool givesJoints = false;    // answers the joint posterior of chosen nodes
 };
 
 // The questions beside the marginals that only some algorithms answer.
